@@ -1,0 +1,86 @@
+#include "support/ChildProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <utility>
+
+namespace vel::test {
+namespace {
+
+constexpr wchar_t kChildMarker[] = L"--vel-child";
+
+std::map<std::wstring, ChildMain>& Children() {
+  static std::map<std::wstring, ChildMain> children;
+  return children;
+}
+
+}  // namespace
+
+ChildRegistration::ChildRegistration(const wchar_t* name, ChildMain main) {
+  Children()[name] = main;
+}
+
+std::optional<int> RunAsChild(int argc, wchar_t** argv) {
+  if (argc < 3 || std::wstring(argv[1]) != kChildMarker) return std::nullopt;
+  const auto child = Children().find(argv[2]);
+  if (child == Children().end()) return 1000;
+  return child->second(argc > 3 ? argv[3] : L"");
+}
+
+std::wstring TestProgramPath() {
+  wchar_t path[1024];
+  return {path, GetModuleFileNameW(nullptr, path, 1024)};
+}
+
+ChildProcess::ChildProcess(const std::wstring& name,
+                           const std::wstring& argument) {
+  Launch(L"\"" + TestProgramPath() + L"\" " + kChildMarker + L" " + name +
+         L" \"" + argument + L"\"");
+}
+
+ChildProcess ChildProcess::Start(const std::wstring& command_line) {
+  ChildProcess child;
+  child.Launch(command_line);
+  return child;
+}
+
+ChildProcess::ChildProcess(ChildProcess&& other) noexcept
+    : _process(std::exchange(other._process, nullptr)),
+      _id(std::exchange(other._id, 0)) {}
+
+ChildProcess::~ChildProcess() {
+  if (!_process) return;
+  Kill();
+  WaitForSingleObject(_process, 5000);
+  CloseHandle(_process);
+}
+
+void ChildProcess::Launch(std::wstring command_line) {
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION info = {};
+  const BOOL started =
+      CreateProcessW(nullptr, command_line.data(), nullptr, nullptr, FALSE, 0,
+                     nullptr, nullptr, &startup, &info);
+  EXPECT_TRUE(started) << "CreateProcessW failed: " << GetLastError();
+  if (!started) return;
+  CloseHandle(info.hThread);
+  _process = info.hProcess;
+  _id = info.dwProcessId;
+}
+
+std::optional<DWORD> ChildProcess::Wait(DWORD timeout_ms) {
+  if (!_process || WaitForSingleObject(_process, timeout_ms) != WAIT_OBJECT_0) {
+    return std::nullopt;
+  }
+  DWORD code = 0;
+  if (!GetExitCodeProcess(_process, &code)) return std::nullopt;
+  return code;
+}
+
+void ChildProcess::Kill(UINT exit_code) {
+  if (_process) TerminateProcess(_process, exit_code);
+}
+
+}  // namespace vel::test

@@ -1,0 +1,52 @@
+#include "support/ScratchDirectory.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace vel::test {
+namespace fs = std::filesystem;
+
+ScratchDirectory::ScratchDirectory() {
+  static std::atomic<unsigned> serial{0};
+  wchar_t temp[MAX_PATH] = {};
+  GetTempPathW(MAX_PATH, temp);
+  wchar_t name[64];
+  _snwprintf(name, 64, L"veltest-%x-%u", GetCurrentProcessId(), ++serial);
+  _path = std::wstring(temp) + name;
+  EXPECT_TRUE(CreateDirectoryW(_path.c_str(), nullptr)) << GetLastError();
+}
+
+ScratchDirectory::~ScratchDirectory() {
+  std::error_code ignored;
+  fs::remove_all(_path, ignored);
+}
+
+std::wstring ScratchDirectory::File(const std::wstring& name) const {
+  return _path + L"\\" + name;
+}
+
+std::wstring ScratchDirectory::Write(const std::wstring& name,
+                                     const std::string& bytes) const {
+  const fs::path path = File(name);
+  fs::create_directories(path.parent_path());
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  EXPECT_TRUE(out.good());
+  return path.wstring();
+}
+
+std::string ScratchDirectory::Read(const std::wstring& name) const {
+  std::ifstream in(fs::path(File(name)), std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+bool FileExists(const std::wstring& path) {
+  return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+}  // namespace vel::test
