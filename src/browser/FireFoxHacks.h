@@ -1,0 +1,15 @@
+// Makes Firefox take up the extensions that the installer put in place.
+#ifndef VEL_BROWSER_FIREFOXHACKS_H_
+#define VEL_BROWSER_FIREFOXHACKS_H_
+
+namespace vel {
+
+// Carries out an update request that this user hasn't gone through yet: drops
+// the component caches of the user's profiles and runs Firefox once where
+// nobody sees it. Blocks meanwhile, up to a few minutes. Failures are logged
+// and leave the request open for the next start.
+void CheckForUpdateExtensions();
+
+}  // namespace vel
+
+#endif  // VEL_BROWSER_FIREFOXHACKS_H_

@@ -1,0 +1,22 @@
+// The client side of the pipe protocol: one request, one 32-bit reply, hang up.
+#ifndef VEL_CHANNELS_VELPIPECLIENT_H_
+#define VEL_CHANNELS_VELPIPECLIENT_H_
+
+#include <cstdint>
+#include <string>
+
+namespace vel {
+
+// Sends `command` with its text to the server of `pipe_name`, a full pipe path,
+// and gives the reply. 0 means that the command failed or never arrived; the
+// reason, where there is one, is the last error (ERROR_FILE_NOT_FOUND: no
+// server). Waits about 30 seconds for a busy server to accept, then without
+// limit for the reply. Safe from any thread. `verify_server` is reserved: pass
+// false.
+std::uint32_t VelPipeCommand(const std::wstring& pipe_name,
+                             std::uint32_t command, const std::wstring& args,
+                             bool verify_server);
+
+}  // namespace vel
+
+#endif  // VEL_CHANNELS_VELPIPECLIENT_H_
