@@ -1,0 +1,64 @@
+// The long and the short form of paths with 8.3 names in them. The thread's
+// last error is kept. Any thread.
+#ifndef VEL_FOUNDATION_LONGPATH_H_
+#define VEL_FOUNDATION_LONGPATH_H_
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "sync/VelRWLock.h"
+
+namespace vel {
+
+// The long forms found of late. An entry lives 60 seconds from its last use; a
+// full table takes nothing new until dead entries have been pruned.
+//
+// `now` is the present tick count in milliseconds.
+class LongPathCache {
+ public:
+  static constexpr std::uint64_t kLifetime = 60000;
+  static constexpr std::uint64_t kPrunePause = 5000;
+  static constexpr std::size_t kLimit = 1024;
+
+  LongPathCache() = default;
+  LongPathCache(const LongPathCache&) = delete;
+  LongPathCache& operator=(const LongPathCache&) = delete;
+
+  // The long form of `path` if a live entry has it, which counts as a use.
+  std::optional<std::wstring> find(const std::wstring& path, std::uint64_t now);
+  void enter(const std::wstring& path, const std::wstring& long_form,
+             std::uint64_t now);
+  std::size_t size();
+
+ private:
+  struct Entry {
+    Entry(const std::wstring& form, std::uint64_t tick)
+        : long_form(form), last_use(tick) {}
+    bool is_live(std::uint64_t now) const;
+
+    const std::wstring long_form;
+    std::atomic<std::uint64_t> last_use;  // Set by readers.
+  };
+
+  void prune(std::uint64_t now);
+
+  VelRWLock _lock;
+  std::map<std::wstring, Entry> _entries;  // Guarded by _lock.
+  std::uint64_t _next_prune = 0;           // Guarded by _lock.
+};
+
+// `path` with each 8.3 component replaced by its long name. A component that
+// can't be looked up stays. A leading \??\ is kept.
+std::wstring long_path(const std::wstring& path);
+
+// The 8.3 form of an existing path of up to 259 characters, else the path
+// itself.
+std::wstring short_path(const std::wstring& path);
+
+}  // namespace vel
+
+#endif  // VEL_FOUNDATION_LONGPATH_H_
