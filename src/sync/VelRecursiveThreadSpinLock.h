@@ -1,0 +1,76 @@
+#ifndef VEL_SYNC_VELRECURSIVETHREADSPINLOCK_H_
+#define VEL_SYNC_VELRECURSIVETHREADSPINLOCK_H_
+
+#include <atomic>
+#include <cstdint>
+
+#include "sync/ThreadAnnotations.h"
+
+namespace vel {
+
+// A recursive lock whose three words belong to the caller, so that several
+// modules can share them, and which frees itself when its owner has died.
+//
+// Not for short waits: Enter() sleeps a millisecond between its tries. Not for
+// code that can't stand exceptions.
+//
+//   state | recursion_cnt | owner_tid | owner_handle
+//   free  | 0             | 0         | 0
+//   held  | >= 1          | owner     | a handle on the owner, or 0
+//
+// Invariants: every word is read and written by full-barrier atomics. The
+// handle keeps the owner's thread id from being given to a new thread. An inner
+// Leave() gives up the handle word without closing the handle, and the next
+// TryEnter() opens a new one: that small loss is kept on purpose.
+// Fairness: none. Process end: no special test; a removed owner is found dead
+// by the next try.
+class VEL_CAPABILITY("mutex") VelRecursiveThreadSpinLock {
+ public:
+  struct Context {
+    std::atomic<std::int32_t> recursion_cnt{0};
+    std::atomic<std::uint32_t> owner_tid{0};
+    std::atomic<std::uint32_t> owner_handle{0};
+  };
+  static_assert(sizeof(Context) == 12);
+
+  // `ctx` stays the caller's, zeroed before its first use, and outlives this.
+  explicit VelRecursiveThreadSpinLock(Context* ctx) noexcept : _ctx(ctx) {}
+
+  // Takes the lock or enters it again; false when another live thread has it.
+  // Throws std::runtime_error when the count is below zero.
+  [[nodiscard]] bool TryEnter() VEL_TRY_ACQUIRE(true);
+  // The same, for as long as it takes.
+  void Enter() VEL_ACQUIRE();
+  // Throws std::runtime_error, with the owner and the count unchanged, when the
+  // caller isn't the owner or the count isn't above zero.
+  void Leave() VEL_RELEASE();
+
+  [[nodiscard]] bool IsHeld() const noexcept;
+  [[nodiscard]] bool IsHeldByMe() const noexcept;
+
+  class Scope;
+
+ private:
+  void forget_dead_owner();
+  void keep_handle_on_self();
+
+  Context* _ctx;
+};
+
+class VEL_SCOPED_CAPABILITY VelRecursiveThreadSpinLock::Scope {
+ public:
+  explicit Scope(VelRecursiveThreadSpinLock& lock) VEL_ACQUIRE(lock)
+      : _lock(lock) {
+    _lock.Enter();
+  }
+  ~Scope() VEL_RELEASE() { _lock.Leave(); }
+  Scope(const Scope&) = delete;
+  Scope& operator=(const Scope&) = delete;
+
+ private:
+  VelRecursiveThreadSpinLock& _lock;
+};
+
+}  // namespace vel
+
+#endif  // VEL_SYNC_VELRECURSIVETHREADSPINLOCK_H_
