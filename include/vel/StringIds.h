@@ -20,17 +20,28 @@
 #define VEL_STRING_MENU_CONFIGURATION 10602
 #define VEL_STRING_MENU_SESSIONS 10603
 #define VEL_STRING_MENU_NO_SESSIONS 10604
+// The next two format with one %s, the configuration's name.
 #define VEL_STRING_MENU_START_SESSION 10605
 #define VEL_STRING_MENU_END_SESSION 10606
 #define VEL_STRING_MENU_START_WITH_WINDOWS 10607
 #define VEL_STRING_MENU_CONFIGURE 10608
 #define VEL_STRING_MENU_ABOUT 10609
+// Name of the file dialog's only filter.
+#define VEL_STRING_MENU_ALL_FILES 10610
 #define VEL_STRING_HINT_NO_SESSION 10620
+// Formats with one %u, how many sessions run.
 #define VEL_STRING_HINT_SESSIONS 10621
+// Formats with two %s: the product's name and its version.
 #define VEL_STRING_ABOUT_TEXT 10630
 #define VEL_STRING_CONFIGURE_TITLE 10640
 #define VEL_STRING_CONFIGURE_DEFAULT 10641
 #define VEL_STRING_OK 10650
 #define VEL_STRING_CANCEL 10651
+// Formats with one %u for the system's error.
+#define VEL_STRING_SAVE_FAILED 10652
+// Formats with one %s: what was to be opened.
+#define VEL_STRING_OPEN_FAILED 10653
+// Formats with a %s, the configuration's name, and a %x, the VelStatus.
+#define VEL_STRING_SESSION_FAILED 10654
 
 #endif  // VEL_PUBLIC_STRINGIDS_H_
