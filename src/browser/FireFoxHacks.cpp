@@ -1,0 +1,11 @@
+#include "browser/FireFoxHacks.h"
+
+#include "foundation/NotBuilt.h"
+
+namespace vel {
+
+void CheckForUpdateExtensions() {
+  report_not_built("CheckForUpdateExtensions");
+}
+
+}  // namespace vel
