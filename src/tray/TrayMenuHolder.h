@@ -8,8 +8,10 @@
 // thread. Every other operation may be called on any thread.
 //
 // Locks, outermost first: _sessions_lock, then a holder's own lock. The walk of
-// a close holds _sessions_lock for reading across calls into plug-ins.
-// _popup_lock and _notify_lock lie outside all locks but a holder's.
+// a close holds _sessions_lock for reading across calls into plug-ins, so a
+// configuration that is asked for the first time waits for its end. _popup_lock
+// is for the window thread. _notify_lock lies inside all of them, is held for a
+// moment and never across a call into a plug-in.
 #ifndef VEL_TRAY_TRAYMENUHOLDER_H_
 #define VEL_TRAY_TRAYMENUHOLDER_H_
 
@@ -28,6 +30,7 @@
 #include "sessions/VelPluginsCtl.h"
 #include "sessions/VelSessionHolder.h"
 #include "sync/ScopedHandle.h"
+#include "sync/ThreadAnnotations.h"
 #include "sync/VelFastMutex.h"
 #include "sync/VelRWLock.h"
 #include "tray/IVelGuiIpc.h"
@@ -43,6 +46,12 @@ class TrayMenuHolder : public IVelSessionHost,
                        public VelPipeServer,
                        public PipeCommandHandler {
  public:
+  // Carries out a command that came with a block; a derived holder can add its
+  // own. A command it doesn't know and a block that is too small are ignored.
+  // Declared first: it is the ninth in the table of IVelSessionHost.
+  virtual void gui_ipc_handler(std::uint32_t command, void* buffer,
+                               std::uint32_t size);
+
   // Brings the tray up: service, plug-ins, pipe, icon. The window that takes
   // GUI IPC exists only at the end. `owner_callback` isn't owned, outlives the
   // object and may be null.
@@ -71,10 +80,6 @@ class TrayMenuHolder : public IVelSessionHost,
   void on_session_shutdown(IVelSession* session) override;
   bool query_session_shutdown(IVelSession* session,
                               std::uint32_t shutdown_type) override;
-  // Carries out a command that came with a block; a derived holder can add its
-  // own. A command it doesn't know and a block that is too small are ignored.
-  virtual void gui_ipc_handler(std::uint32_t command, void* buffer,
-                               std::uint32_t size);
 
   // IVelMenuItemHandler: the menu's Exit item.
   void on_menu_event(std::uint32_t event, std::uint32_t id,
@@ -92,6 +97,9 @@ class TrayMenuHolder : public IVelSessionHost,
                               const std::wstring& args) override;
 
  private:
+  // The id that changes no hint or icon, but shows anew what there is.
+  static constexpr std::uint32_t kRefreshOnly = 0xFFFFFFFF;
+
   struct ConfigLess {
     bool operator()(const std::wstring& a, const std::wstring& b) const {
       return _wcsicmp(a.c_str(), b.c_str()) < 0;
@@ -107,8 +115,11 @@ class TrayMenuHolder : public IVelSessionHost,
 
   std::uint32_t internal_close_session(const wchar_t* config,
                                        std::uint32_t shutdown_type);
-  void build_popup_menu();
-  void refresh_tip();
+  void start_service_watch();
+  void make_tray_icon();
+  void remove_tray_icon();
+  void build_popup_menu() VEL_REQUIRES(_popup_lock);
+  std::wstring merged_tip() const VEL_REQUIRES(_notify_lock);
   void show_icon_as_asked(const std::wstring& cmd_line);
   void bring_to_foreground();
   static unsigned __stdcall svc_reinit_thread(void* self);
@@ -124,24 +135,23 @@ class TrayMenuHolder : public IVelSessionHost,
   SharedHandle _svc_reinit_thread;
   SharedHandle _stop_event;
   SharedHandle _svc_process;
-  // Guarded by _sessions_lock.
   std::map<std::wstring, std::shared_ptr<VelSessionHolder>, ConfigLess>
-      _sessions;
+      _sessions VEL_GUARDED_BY(_sessions_lock);
   VelPluginsCtl _plugins;
-  HICON _default_icon;
-  // Guarded by _notify_lock.
-  std::map<std::uint32_t, std::wstring> _notify_hints;
-  std::map<std::uint32_t, HICON> _notify_icons;
-  std::shared_ptr<VELTrayIcon> _tray_icon;
+  const HICON _default_icon;
+  std::map<std::uint32_t, std::wstring> _notify_hints
+      VEL_GUARDED_BY(_notify_lock);
+  std::map<std::uint32_t, HICON> _notify_icons VEL_GUARDED_BY(_notify_lock);
+  std::shared_ptr<VELTrayIcon> _tray_icon VEL_GUARDED_BY(_notify_lock);
   // A shutdown is under way: nothing new is started, no menu is built.
   std::atomic<bool> _shutting_down{false};
   // A shutdown was ordered from outside. Cleared only by a refused soft
   // shutdown: after a refused VELGUI_IPC_SHUTDOWN need_session goes on
   // refusing.
   std::atomic<bool> _sys_shutdown{false};
-  DWORD _main_thread_id;
+  const DWORD _main_thread_id;
   std::atomic<std::uint32_t> _runcmd_seen{0};
-  std::uint32_t _session_id;
+  const std::uint32_t _session_id;
 };
 
 }  // namespace vel

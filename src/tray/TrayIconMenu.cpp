@@ -1,0 +1,146 @@
+// VELTrayIcon: the mouse on the icon, and the popup menu.
+#include <cstddef>
+
+#include "foundation/DialogFactory.h"
+#include "tray/VELTrayIcon.h"
+
+namespace vel {
+namespace {
+
+class MutexScope {
+ public:
+  explicit MutexScope(HANDLE mutex) : _mutex(mutex) {
+    WaitForSingleObject(_mutex, INFINITE);
+  }
+  ~MutexScope() { ReleaseMutex(_mutex); }
+  MutexScope(const MutexScope&) = delete;
+  MutexScope& operator=(const MutexScope&) = delete;
+
+ private:
+  const HANDLE _mutex;
+};
+
+bool is_past(DWORD tick, DWORD limit) {
+  return static_cast<LONG>(tick - limit) > 0;
+}
+
+}  // namespace
+
+// Stands between the menu and the one who added the item. It lives until the
+// menu is built anew, so that the menu never holds a pointer that was freed.
+class VELTrayIcon::MenuHandlerRef : public IVelMenuItemHandler {
+ public:
+  explicit MenuHandlerRef(IVelMenuItemHandler* handler) : _handler(handler) {}
+
+  void on_menu_event(std::uint32_t event, std::uint32_t id,
+                     std::uintptr_t param) override {
+    if (_handler != nullptr) _handler->on_menu_event(event, id, param);
+  }
+
+ private:
+  IVelMenuItemHandler* const _handler;
+};
+
+LRESULT VELTrayIcon::on_tray_mouse(WPARAM icon_id, LPARAM mouse_message) {
+  switch (mouse_message) {
+    case WM_LBUTTONUP:
+      arm_click_timer(true);
+      break;
+    case WM_RBUTTONUP:
+      show_popup();
+      break;
+    case NIN_BALLOONUSERCLICK:
+      if (_balloon_handler != nullptr) {
+        _balloon_handler->on_menu_event(VEL_MENU_EVENT_BALLOON_CLICK,
+                                        VEL_BALLOON_CLICK_ID, icon_id);
+      }
+      break;
+    default:
+      break;
+  }
+  return 1;
+}
+
+void VELTrayIcon::arm_click_timer(bool on) {
+  if (_click_count != 0) KillTimer(window(), kTrayClickTimer);
+  if (on) {
+    SetTimer(window(), kTrayClickTimer, GetDoubleClickTime(), nullptr);
+    ++_click_count;
+  } else {
+    _click_count = 0;
+  }
+}
+
+// The system's own double-click message isn't used: the timer sees both kinds.
+void VELTrayIcon::on_click_timer() {
+  const int clicks = _click_count;
+  KillTimer(window(), kTrayClickTimer);
+  _click_count = 0;
+  if (clicks == 1) {
+    show_popup();
+  } else if (clicks > 1) {
+    run_default_item();
+  }
+}
+
+template <typename Action>
+void VELTrayIcon::with_prepared_menu(Action action) {
+  const MutexScope scope(_menu_mutex.get());
+  _menu_open = true;
+  prepare_menu();
+  if (_menu) action(*_menu);
+  _menu_open = false;
+}
+
+void VELTrayIcon::show_popup() {
+  if (_menu_open) return;
+  POINT point{};
+  GetCursorPos(&point);
+  with_prepared_menu(
+      [&](IVelPopupMenu& menu) { menu.show_at(&point, window()); });
+}
+
+// A double click right after another one is ignored.
+void VELTrayIcon::run_default_item() {
+  if (_menu_open) return;
+  if (is_past(GetTickCount(), _next_default_tick)) {
+    with_prepared_menu(
+        [](IVelPopupMenu& menu) { menu.run_default(VEL_MENU_ITEM_BOLD); });
+  }
+  _next_default_tick = GetTickCount() + 2 * GetDoubleClickTime();
+}
+
+void VELTrayIcon::prepare_menu() {
+  if (_build_menu == nullptr) return;
+  make_menu();
+  if (!_menu) return;
+  _menu->clear_items();
+  _menu_handlers.clear();
+  _build_menu(_build_menu_arg);
+}
+
+void VELTrayIcon::make_menu() {
+  if (_menu) return;
+  IVelDialogFactory* const factory = dialog_factory();
+  if (factory == nullptr) return;
+  IVelPopupMenu* const menu = factory->create_menu();
+  if (menu == nullptr) return;
+  _menu = std::shared_ptr<IVelPopupMenu>(
+      menu, [](IVelPopupMenu* ended) { ended->release(); });
+}
+
+void VELTrayIcon::add_menu_item(std::uint32_t parent, std::uint32_t type,
+                                std::uint32_t id, const wchar_t* text,
+                                IVelMenuItemHandler* handler, bool flag) {
+  const MutexScope scope(_menu_mutex.get());
+  const auto reference = std::make_shared<MenuHandlerRef>(handler);
+  _menu_handlers.push_back(reference);
+  std::wstring shown(text != nullptr ? text : L"");
+  if (type == VEL_MENU_ITEM_BOLD) shown = L"<b>" + shown + L"</b>";
+  make_menu();
+  if (_menu) {
+    _menu->add_item(parent, type, id, shown.c_str(), reference.get(), flag);
+  }
+}
+
+}  // namespace vel
