@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdint>
 
@@ -60,7 +61,7 @@ class VelLogStream {
   void write_through(unsigned flags, void* data, std::uint32_t length) noexcept
       VEL_REQUIRES(_lock);
   void push_buffer(DWORD now) noexcept VEL_REQUIRES(_lock);
-  [[nodiscard]] void* new_buffer() noexcept;
+  [[nodiscard]] unsigned char* new_buffer() noexcept;
   void read_level() noexcept;
 
   // The writer's side (VelLogWriter.cpp). write_out() is the only way to the
@@ -86,6 +87,9 @@ class VelLogStream {
   LogLock _lock;
   wchar_t _nt_path[388] = {};  // "\??\" and the full path
 };
+
+// The one log of the process, null when there is none. For VelLog.cpp.
+extern std::atomic<VelLogStream*> log_object;
 
 }  // namespace vel
 

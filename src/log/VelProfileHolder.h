@@ -50,12 +50,13 @@ class VelProfileHolder final : public IVelProfileHolder {
   // Its units per second.
   static void read_frequency(std::int64_t* out);
 
+  // LogGlobalStats() of each living holder that has a name.
+  static void log_all();
+
  private:
   friend class VelProfileHolderPeer;
+  class List;
   class Lock;
-
-  [[nodiscard]] std::uint32_t total_ms(std::int64_t span,
-                                       std::int64_t frequency) const;
 
   std::int64_t _total = 0;
   std::int64_t _count = 0;
@@ -64,6 +65,9 @@ class VelProfileHolder final : public IVelProfileHolder {
   const char* _name;
   bool _seen = false;
   char _number_name[12] = {};
+  // Neighbours in the list of all holders.
+  VelProfileHolder* _previous = nullptr;
+  VelProfileHolder* _next = nullptr;
 };
 
 // Measures from its construction to its end, also when an exception passes.

@@ -69,8 +69,10 @@ class VEL_CAPABILITY("mutex") VelFastMutex {
                                           std::memory_order_relaxed);
   }
 
-  // Hands back the event in `field`, made on first use; never null.
+  // The event in `field`, made on first use as `signalled` says; never null. An
+  // event that can't be made, set or closed is a trap.
   static HANDLE need_event(std::atomic<HANDLE>& field, bool signalled) noexcept;
+  static void set_event(std::atomic<HANDLE>& field, bool signalled) noexcept;
   static void close_event(std::atomic<HANDLE>& field) noexcept;
 
  private:

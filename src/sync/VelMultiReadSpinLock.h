@@ -61,6 +61,10 @@ class VEL_CAPABILITY("shared_mutex") VelMultiReadSpinLock {
   class WriteScope;
 
  private:
+  [[nodiscard]] bool take_locker();
+  // Forgets whoever holds the lock, in either mode.
+  void force_open();
+
   Context* _ctx;
   TickSource _tick_count;
 };

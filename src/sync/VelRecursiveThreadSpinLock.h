@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "sync/ScopedHandle.h"
 #include "sync/ThreadAnnotations.h"
 
 namespace vel {
@@ -52,7 +53,8 @@ class VEL_CAPABILITY("mutex") VelRecursiveThreadSpinLock {
 
  private:
   void forget_dead_owner();
-  void keep_handle_on_self();
+  // `self` is a handle on the calling thread, the owner.
+  void keep_handle(ScopedHandle self);
 
   Context* _ctx;
 };
