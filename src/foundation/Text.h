@@ -74,8 +74,14 @@ bool StartsWithNoCase(std::wstring_view text, std::wstring_view head);
 bool EqualsNoCase(std::wstring_view a, std::wstring_view b);
 
 // `value` in upper case as CharUpperW has it, which doesn't depend on the
-// user's locale. The system is asked once per character.
-wchar_t FoldChar(wchar_t value);
+// user's locale. The system is asked once for each character above ASCII, and
+// never for others.
+wchar_t FoldBySystem(wchar_t value);
+inline wchar_t FoldChar(wchar_t value) {
+  if (value > 0x7f) return FoldBySystem(value);
+  const bool is_lower = static_cast<unsigned>(value - L'a') < 26;
+  return static_cast<wchar_t>(is_lower ? value - 0x20 : value);
+}
 // Whether two code units are the same or fold to the same.
 inline bool CharEqualsNoCase(wchar_t a, wchar_t b) {
   return a == b || FoldChar(a) == FoldChar(b);
