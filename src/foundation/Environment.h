@@ -7,6 +7,7 @@
 #include <map>
 #include <string>
 
+#include "sync/ThreadAnnotations.h"
 #include "sync/VelFastMutex.h"
 
 namespace vel {
@@ -30,13 +31,16 @@ class EnvOverrides {
 
  private:
   VelFastMutex _lock;
-  std::map<std::wstring, std::wstring> _values;  // Guarded by _lock.
+  std::map<std::wstring, std::wstring> _values VEL_GUARDED_BY(_lock);
 };
 
 // The value of a variable: from the table, else from the process's environment,
 // else, for TEMP, APPDATA, VELDIR and WINDIR, computed; else empty. A computed
 // APPDATA is a directory below the temporary one, which is created.
 std::wstring get_env(const std::wstring& name);
+
+// The value that the process's environment itself has, or empty.
+std::wstring process_env(const std::wstring& name);
 
 // Sets a variable of the process's environment, or, with `process` false, of
 // the table. An empty value removes it.

@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 
+#include "sync/ThreadAnnotations.h"
 #include "sync/VelRWLock.h"
 
 namespace vel {
@@ -40,15 +41,15 @@ class LongPathCache {
         : long_form(form), last_use(tick) {}
     bool is_live(std::uint64_t now) const;
 
-    const std::wstring long_form;
+    std::wstring long_form;
     std::atomic<std::uint64_t> last_use;  // Set by readers.
   };
 
-  void prune(std::uint64_t now);
+  void prune(std::uint64_t now) VEL_REQUIRES(_lock);
 
   VelRWLock _lock;
-  std::map<std::wstring, Entry> _entries;  // Guarded by _lock.
-  std::uint64_t _next_prune = 0;           // Guarded by _lock.
+  std::map<std::wstring, Entry> _entries VEL_GUARDED_BY(_lock);
+  std::uint64_t _next_prune VEL_GUARDED_BY(_lock) = 0;
 };
 
 // `path` with each 8.3 component replaced by its long name. A component that

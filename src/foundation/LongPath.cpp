@@ -1,0 +1,124 @@
+#include "foundation/LongPath.h"
+
+#include <windows.h>
+
+#include "foundation/FindHandle.h"
+#include "foundation/PathParts.h"
+#include "foundation/Text.h"
+#include "sync/LastErrorKeeper.h"
+#include "sync/OnceGuard.h"
+
+namespace vel {
+namespace {
+
+struct LongForm {
+  std::wstring text;
+  bool is_complete;  // Each short component was found.
+};
+
+bool may_be_short(const std::wstring& component) {
+  return component.find(L'~') != std::wstring::npos &&
+         component.find_first_of(L"*?") == std::wstring::npos;
+}
+
+// Puts the name that the file system has for the last component of `path`,
+// `length` characters long, in its place.
+bool lengthen_last(std::wstring& path, std::size_t length) {
+  const FindScope find(win32_path(path));
+  if (!find) return false;
+  path.replace(path.size() - length, length, find.data().cFileName);
+  return true;
+}
+
+LongForm lengthen(const std::wstring& path) {
+  const std::size_t start =
+      StartsWith(path, kNtPathPrefix) ? kNtPathPrefix.size() : 0;
+  LongForm form = {path.substr(0, start), true};
+  for (std::size_t begin = start;;) {
+    const std::size_t end = path.find(L'\\', begin);
+    const std::wstring component = path.substr(begin, end - begin);
+    form.text += component;
+    if (begin != start && may_be_short(component) &&
+        !lengthen_last(form.text, component.size())) {
+      form.is_complete = false;
+    }
+    if (end == std::wstring::npos) return form;
+    form.text += L'\\';
+    begin = end + 1;
+  }
+}
+
+LongPathCache& long_path_cache() {
+  return once_static([] { return LongPathCache(); });
+}
+
+}  // namespace
+
+bool LongPathCache::Entry::is_live(std::uint64_t now) const {
+  return now < last_use.load(std::memory_order_relaxed) + kLifetime;
+}
+
+std::optional<std::wstring> LongPathCache::find(const std::wstring& path,
+                                                std::uint64_t now) {
+  {
+    VelRWLock::ReadScope scope(_lock);
+    const auto found = _entries.find(path);
+    if (found == _entries.end()) return std::nullopt;
+    if (found->second.is_live(now)) {
+      found->second.last_use.store(now, std::memory_order_relaxed);
+      return found->second.long_form;
+    }
+  }
+  VelRWLock::WriteScope scope(_lock);
+  const auto found = _entries.find(path);
+  if (found != _entries.end() && !found->second.is_live(now)) {
+    _entries.erase(found);
+  }
+  return std::nullopt;
+}
+
+void LongPathCache::enter(const std::wstring& path,
+                          const std::wstring& long_form, std::uint64_t now) {
+  VelRWLock::WriteScope scope(_lock);
+  if (_entries.size() >= kLimit) {
+    prune(now);
+    return;
+  }
+  const auto [entry, is_new] = _entries.try_emplace(path, long_form, now);
+  if (is_new) return;
+  entry->second.long_form = long_form;
+  entry->second.last_use = now;
+}
+
+std::size_t LongPathCache::size() {
+  VelRWLock::ReadScope scope(_lock);
+  return _entries.size();
+}
+
+void LongPathCache::prune(std::uint64_t now) {
+  if (now < _next_prune) return;
+  _next_prune = now + kPrunePause;
+  std::erase_if(_entries, [now](const auto& entry) {
+    return !entry.second.is_live(now);
+  });
+}
+
+std::wstring long_path(const std::wstring& path) {
+  if (path.empty()) return path;
+  LastErrorKeeper keeper;
+  LongPathCache& cache = long_path_cache();
+  if (auto known = cache.find(path, GetTickCount64())) return *known;
+  const LongForm form = lengthen(path);
+  if (form.is_complete) cache.enter(path, form.text, GetTickCount64());
+  return form.text;
+}
+
+std::wstring short_path(const std::wstring& path) {
+  LastErrorKeeper keeper;
+  wchar_t buffer[MAX_PATH] = {};
+  const DWORD length = GetShortPathNameW(path.c_str(), buffer, MAX_PATH);
+  if (length == 0 || length >= MAX_PATH) return path;
+  return std::wstring(buffer, length);
+}
+
+}  // namespace vel
