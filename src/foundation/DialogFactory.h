@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include "sync/ThreadAnnotations.h"
 #include "sync/VelFastMutex.h"
 #include "vel/IVelDialogFactory.h"
 
@@ -27,7 +28,7 @@ class DialogLibrary {
 
  private:
   VelFastMutex _lock;
-  HMODULE _module = nullptr;  // Guarded by _lock.
+  HMODULE _module VEL_GUARDED_BY(_lock) = nullptr;
 };
 
 // load() and factory() of the process's one DialogLibrary.
