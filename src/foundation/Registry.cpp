@@ -97,6 +97,8 @@ RegKeyHolder::RegKeyHolder(HKEY key) {
   });
 }
 
+bool RegKeyHolder::is_valid() const { return _key != nullptr; }
+
 RegKeyHolder RegOpen(HKEY root, const std::wstring& subkey, bool create,
                      std::uint32_t view) {
   LastErrorKeeper keeper;
