@@ -47,15 +47,21 @@ class EventCache {
 
  private:
   friend class EventCachePeer;
+  class Use;
 
+  // The lock of the block, false without a block: the caller goes without the
+  // cache then. Only inside a Use, which keeps the block mapped.
   bool cache_lock();
   void cache_unlock();
   HANDLE pop();
   bool push(HANDLE event);
   EventCacheBlock* mapped_block();
   bool map_block(unsigned slot);
+  void close_events();
 
   std::atomic<bool> _enabled{true};
+  // How many calls may have the block in hand.
+  std::atomic<std::uint32_t> _uses{0};
   std::atomic<EventCacheBlock*> _block{nullptr};
   // Guards the mapping of the block.
   VelFastMutex _map_lock;

@@ -46,7 +46,7 @@ class VelTask {
   [[nodiscard]] HANDLE done_event() const { return _done; }
 
  private:
-  static DWORD WINAPI entry(void* task);
+  static DWORD WINAPI entry(void* task) noexcept;
 
   HANDLE _done;
 };
