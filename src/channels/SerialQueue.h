@@ -1,6 +1,8 @@
 #ifndef VEL_CHANNELS_SERIALQUEUE_H_
 #define VEL_CHANNELS_SERIALQUEUE_H_
 
+#include <atomic>
+
 #include "channels/VelWorkQueue.h"
 #include "sync/VelSpinLock.h"
 #include "sync/VelTask.h"
@@ -11,12 +13,12 @@ namespace vel {
 // pool thread. The thread is taken at the first post and kept until Stop; the
 // next post takes one again.
 //
-// Any thread may post, items of the queue too. No lock is held while an item
-// runs. Posts that go on during Stop run either before its return or on a new
-// consumer; none is left behind.
+// Any thread may post, items of the queue too. An item must not throw. Posts
+// that go on during a Stop run before its return or on a new consumer; none is
+// left behind.
 class SerialQueue : public VelWorkQueue, public VelTask {
  public:
-  SerialQueue();
+  SerialQueue() = default;
   // Calls Stop; nobody may post any more.
   ~SerialQueue() override;
 
@@ -32,7 +34,11 @@ class SerialQueue : public VelWorkQueue, public VelTask {
   void run() override;
 
  private:
-  // Makes sure that only one thread starts the consumer.
+  // No consumer was started, or it has taken the null that ends it: the next
+  // post starts one.
+  std::atomic<bool> _ended{true};
+  // Held by the one that starts or stops the consumer. Outside the lock of the
+  // list.
   VelSpinLock _start_lock;
 };
 

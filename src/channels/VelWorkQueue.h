@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <atomic>
+#include <cstdint>
 #include <list>
 
 #include "sync/ScopedHandle.h"
@@ -23,6 +25,8 @@ class IVelWorkItem {
 
 // A blocking first-in first-out queue of pointers; it owns none of them. Any
 // thread may post; Pop is for one consumer at a time.
+//
+// A post makes a system call only when the consumer waits for it.
 class VelWorkQueue {
  public:
   // A semaphore that can't be made is a trap.
@@ -39,10 +43,22 @@ class VelWorkQueue {
   // is none: somebody has posted null.
   [[nodiscard]] IVelWorkItem* Pop();
 
+ protected:
+  // Pop, which also sets `ended` when it gives null, before any later post: a
+  // thread that posts and then finds `ended` clear knows that its item will be
+  // popped.
+  [[nodiscard]] IVelWorkItem* Pop(std::atomic<bool>& ended);
+
  private:
-  // One count for each post that no Pop has answered.
+  using ItemList = std::list<IVelWorkItem*>;
+
+  void wait_for_post();
+
   ScopedHandle _semaphore;
-  std::list<IVelWorkItem*> _items VEL_GUARDED_BY(_lock);
+  ItemList _items VEL_GUARDED_BY(_lock);
+  // Posts that no Pop has answered; below 0 when the consumer waits, for which
+  // the semaphore is there.
+  std::int32_t _posts VEL_GUARDED_BY(_lock) = 0;
   VelSpinLock _lock;
 };
 
