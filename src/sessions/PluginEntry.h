@@ -43,8 +43,10 @@ class PluginEntry : public IVelPluginHost {
                       std::uintptr_t b) override;
 
  private:
-  // The library's export, or an exception; the library is loaded then.
+  // Loads the library and gives its export, or fails.
   GetVELPluginFn* load_library();
+  // Takes back the load and throws.
+  [[noreturn]] void fail(const char* reason);
 
   VelDllHolder _module;
   const std::wstring _path;

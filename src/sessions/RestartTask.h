@@ -23,8 +23,12 @@ class RestartTask : public VelTask {
  public:
   // `target` isn't owned and outlives the task.
   explicit RestartTask(IVelAsyncRestart* target);
-  // Waits for a run that is under way.
+  // Calls finish().
   ~RestartTask() override;
+
+  // Waits for a run that is under way, except on the last thread of an ending
+  // process.
+  void finish();
 
   // The status for the next run. While the task runs it has its status already.
   void set_status(std::uint32_t status) { _status = status; }

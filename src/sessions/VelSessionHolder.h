@@ -72,10 +72,12 @@ class VelSessionHolder : public IVelSessionCallback, public IVelAsyncRestart {
  private:
   void ensure_session_active() VEL_REQUIRES(_session_lock);
   void create_session() VEL_REQUIRES(_session_lock);
-  // The caller holds _session_lock, or is the destructor.
-  void stop_session();
+  void stop_session() VEL_REQUIRES(_session_lock);
+  // Stops and releases the manager. The caller holds _session_lock, or is the
+  // destructor.
   void end_session();
   void wait_for_manager_end();
+  // False when somebody has closed the session meanwhile.
   bool wait_for_restart(std::uint32_t status);
 
   // Constant after construction.
@@ -85,6 +87,7 @@ class VelSessionHolder : public IVelSessionCallback, public IVelAsyncRestart {
   // running.
   std::atomic<IVelSession*> _session{nullptr};
   const std::wstring _config;
+  // True while the session is being stopped, and from the destructor's start.
   std::atomic<bool> _in_stopping{false};
   // Guarded by _session_lock. Stays loaded after the session's end.
   ModuleRef _module;

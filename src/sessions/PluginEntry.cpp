@@ -1,0 +1,98 @@
+#include "sessions/PluginEntry.h"
+
+#include <windows.h>
+
+#include <atomic>
+#include <stdexcept>
+
+#include "foundation/PathParts.h"
+#include "log/VelLog.h"
+#include "sessions/IVelSessionHost.h"
+#include "sessions/VelPluginsCtl.h"
+#include "sync/ProcAddress.h"
+
+namespace vel {
+
+namespace {
+
+std::uint32_t next_id() {
+  static constinit std::atomic<std::uint32_t> last_id{0};
+  return ++last_id;
+}
+
+}  // namespace
+
+PluginEntry::PluginEntry(VelPluginsCtl* ctl, const std::wstring& path,
+                         const std::wstring& parameters)
+    : _module(path.c_str()), _path(path), _ctl(ctl), _id(next_id()) {
+  const DWORD start = GetTickCount();
+  GetVELPluginFn* const get_plugin = load_library();
+  _plugin = get_plugin(this, parameters.c_str());
+  if (_plugin == nullptr) fail("Failed to initialize plugin");
+  VelLog_Print(kLogNotice, L"Initialization '%s' - %u msec",
+               file_name_of(_path).c_str(), GetTickCount() - start);
+}
+
+PluginEntry::~PluginEntry() {
+  if (_plugin != nullptr) _plugin->destroy();
+  _module.unload();
+  _ctl->host()->set_notify_hint(_id, nullptr);
+  _ctl->host()->set_notify_icon(_id, nullptr);
+}
+
+GetVELPluginFn* PluginEntry::load_library() {
+  const HMODULE module = _module.load();
+  if (module == nullptr) fail("Cannot load plugin dll");
+  auto* const get_plugin =
+      proc_address<GetVELPluginFn*>(module, VEL_GET_PLUGIN_EXPORT);
+  if (get_plugin == nullptr) fail("Invalid plugin dll");
+  return get_plugin;
+}
+
+void PluginEntry::fail(const char* reason) {
+  _module.unload();
+  throw std::runtime_error(reason);
+}
+
+std::uint32_t PluginEntry::need_session(const wchar_t* config) {
+  return _ctl->host()->need_session(config);
+}
+
+std::uint32_t PluginEntry::close_session(const wchar_t* config,
+                                         std::uint32_t shutdown_type) {
+  return _ctl->host()->close_session(config, shutdown_type);
+}
+
+std::uint32_t PluginEntry::shutdown(std::uint32_t shutdown_type) {
+  return _ctl->host()->shutdown(shutdown_type);
+}
+
+void PluginEntry::set_notify_hint(const wchar_t* hint) {
+  _ctl->host()->set_notify_hint(_id, hint);
+}
+
+void PluginEntry::set_notify_icon(HICON icon) {
+  _ctl->host()->set_notify_icon(_id, icon);
+}
+
+bool PluginEntry::send_broadcast(const wchar_t* name, std::uintptr_t a,
+                                 std::uintptr_t b) {
+  VelLog_Print(kLogTrace,
+               L"VelPluginsCtl::PluginEntry::send_broadcast: dll='%s' '%s' %i "
+               L"%i ",
+               file_name_of(_path).c_str(), name, static_cast<int>(a),
+               static_cast<int>(b));
+  return _ctl->send_broadcast(_plugin, name, a, b);
+}
+
+void PluginEntry::post_broadcast(const wchar_t* name, std::uintptr_t a,
+                                 std::uintptr_t b) {
+  VelLog_Print(kLogTrace,
+               L"VelPluginsCtl::PluginEntry::post_broadcast: dll='%s' '%s' %i "
+               L"%i ",
+               file_name_of(_path).c_str(), name, static_cast<int>(a),
+               static_cast<int>(b));
+  _ctl->post_broadcast(_plugin, name, a, b);
+}
+
+}  // namespace vel
