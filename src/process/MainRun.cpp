@@ -2,6 +2,7 @@
 
 #include <windows.h>
 #include <objbase.h>
+#include <shlobj.h>
 
 #include "foundation/CommandLine.h"
 #include "foundation/Environment.h"
@@ -24,7 +25,6 @@ namespace {
 
 constexpr char kLogSource[] = ".\\MainRun";
 constexpr UINT kTrimDelayMs = 60000;
-constexpr int kDocumentsFolder = 5;  // CSIDL_PERSONAL
 
 // COM for the calling thread, for the length of the scope.
 class ComScope {
@@ -49,7 +49,7 @@ class CommitOnSettingsChange : public OwnerCallback {
 };
 
 void create_shared_files_folder() {
-  const std::wstring documents = special_folder(kDocumentsFolder, true);
+  const std::wstring documents = special_folder(CSIDL_PERSONAL, true);
   // A user without a documents folder gets none in the current directory.
   if (documents.empty()) return;
   make_directories(with_slash(documents + (is_corporate_deployment()
