@@ -6,7 +6,7 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 namespace vel::test {
 namespace fs = std::filesystem;
@@ -41,8 +41,11 @@ std::wstring ScratchDirectory::Write(const std::wstring& name,
 }
 
 std::string ScratchDirectory::Read(const std::wstring& name) const {
-  std::ifstream in(fs::path(File(name)), std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
+  const std::ifstream in(fs::path(File(name)), std::ios::binary);
+  std::ostringstream bytes;
+  // An empty file would set the failure bit; its bytes are none either way.
+  if (in) bytes << in.rdbuf();
+  return bytes.str();
 }
 
 bool FileExists(const std::wstring& path) {
