@@ -56,10 +56,12 @@ TEST_F(MainRunTest, StartsOnce) {
   const std::wstring shared =
       special_folder(CSIDL_PERSONAL, true) + L"Brindlemar Shared Files";
   const bool was_there = FileExists(shared);
+  const HMODULE loaded = GetModuleHandleW(L"wininet.dll");
   guest_mode = true;
   started = true;
   vel_main_init();
-  EXPECT_FALSE(GetModuleHandleW(L"wininet.dll")) << "started already";
+  EXPECT_EQ(GetModuleHandleW(L"wininet.dll"), loaded) << "started already";
+  EXPECT_EQ(FileExists(shared), was_there);
 
   started = false;
   vel_main_init();

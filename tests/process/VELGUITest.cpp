@@ -171,6 +171,10 @@ TEST_F(VELGUITest, WaitsForTheRebootOfAnInstallation) {
   VolatileFlag pending(kInstallPendingFlag, false);
   pending.Set();
   if (!pending.IsSet()) GTEST_SKIP() << "needs an administrator";
+  {
+    FakeTray tray;
+    EXPECT_EQ(_program->Run(kUrl), 0u) << "a running tray goes first";
+  }
   auto process = _program->Start(kUrl);
   const auto box = DismissMessageBox(process);
   const auto exit_code = process.Wait();
