@@ -7,12 +7,9 @@
 #include <mutex>
 #include <vector>
 
-#include "FakeShell.h"
-#include "fakes/FakeDialogs.h"
-#include "foundation/DialogFactory.h"
+#include "TrayFixture.h"
 #include "sessions/SessionEnding.h"
 #include "support/LogCapture.h"
-#include "sync/ProcAddress.h"
 #include "tray/GuiIpc.h"
 #include "tray/NotifyRecord.h"
 
@@ -21,6 +18,7 @@ namespace {
 
 using test::Eventually;
 using test::FakeShell;
+using test::Menu;
 using test::ShellCall;
 
 struct IpcCall {
@@ -64,12 +62,6 @@ class FakeHandler : public IVelMenuItemHandler {
   std::uintptr_t last_param = 0;
   std::atomic<int> events{0};
 };
-
-FakeMenuRecord& Menu() {
-  static FakeMenuRecord* const record = proc_address<FakeMenuRecordFn*>(
-      dialog_library(), FAKE_MENU_RECORD_EXPORT)();
-  return *record;
-}
 
 const auto kIconA = reinterpret_cast<HICON>(std::uintptr_t{0x1111});
 const auto kIconB = reinterpret_cast<HICON>(std::uintptr_t{0x2222});
