@@ -1,0 +1,59 @@
+#!/usr/bin/env bash
+# build-dependency.sh <library>...
+#
+# Cross-builds libraries from their Debian sources and prints the folder of
+# each, which has include/ and lib/. The results stay in the user's cache, by
+# version of the source and by what went into the build (recipe and compiler),
+# so a changed recipe builds anew.
+#
+# A library is a function build_<library> <source folder> <result folder>, run
+# in a scratch folder; its steps are joined by &&, since its caller tests it.
+set -eu
+
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+cache=${XDG_CACHE_HOME:-$HOME/.cache}/brindlemar
+jobs=$(nproc)
+
+die() { echo "build-dependency: $*" >&2; exit 1; }
+
+build_benchmark() {
+  cmake -G Ninja -S "$1" -B . \
+    -DCMAKE_TOOLCHAIN_FILE="$here/toolchain-mingw.cmake" \
+    -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$2" \
+    -DCMAKE_INSTALL_LIBDIR=lib -DBENCHMARK_ENABLE_TESTING=OFF \
+    -DBENCHMARK_ENABLE_WERROR=OFF -DBENCHMARK_INSTALL_DOCS=OFF &&
+  ninja -j "$jobs" install
+}
+
+# What went into the build of a library, as a short text.
+build_key() {
+  { declare -f "build_$1"
+    cat "$here/toolchain-mingw.cmake"
+    x86_64-w64-mingw32-g++-posix --version
+  } | sha256sum | cut -c 1-12
+}
+
+build() {
+  local library=$1 source result work
+  source=$("$here/fetch-sources.sh" "$library")
+  result=$cache/built/${source##*/}-$(build_key "$library")
+  if [ ! -d "$result" ]; then
+    echo "Building ${source##*/}" >&2
+    mkdir -p "$cache/built"
+    work=$(mktemp -d "$cache/built/.build-XXXXXX")
+    mkdir "$work/scratch"
+    (cd "$work/scratch" && "build_$library" "$source" "$work/result") \
+      >"$work/log" 2>&1 ||
+      { tail -n 30 "$work/log" >&2; die "the build of $library failed: $work/log"; }
+    # By renaming: a folder that is there is whole.
+    mv -T "$work/result" "$result" 2>/dev/null || [ -d "$result" ]
+    rm -rf "$work"
+  fi
+  echo "$result"
+}
+
+[ $# -gt 0 ] || die "usage: build-dependency.sh <library>..."
+for library in "$@"; do
+  declare -F "build_$library" >/dev/null || die "no recipe for $library"
+  build "$library"
+done
