@@ -97,7 +97,9 @@ RegKeyHolder::RegKeyHolder(HKEY key) {
   });
 }
 
-bool RegKeyHolder::is_valid() const { return _key != nullptr; }
+bool RegKeyHolder::is_valid() const {
+  return _key != nullptr;
+}
 
 RegKeyHolder RegOpen(HKEY root, const std::wstring& subkey, bool create,
                      std::uint32_t view) {
