@@ -25,9 +25,9 @@ bool lies_in_user_profile(const std::wstring& path) {
 }  // namespace
 
 std::wstring DownloadedFilesPath() {
-  const std::wstring old_place = product_directory() + kFileName;
+  std::wstring old_place = product_directory() + kFileName;
   if (lies_in_user_profile(old_place)) return old_place;
-  const std::wstring new_place = app_data_directory() + kFileName;
+  std::wstring new_place = app_data_directory() + kFileName;
   if (GetFileAttributesW(new_place.c_str()) == INVALID_FILE_ATTRIBUTES) {
     make_directories(new_place);
     CopyFileW(old_place.c_str(), new_place.c_str(), TRUE);
