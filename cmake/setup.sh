@@ -62,6 +62,9 @@ use_wine_prefix() {
   local explorer='HKCU\Software\Wine\Explorer'
   wine reg add "$explorer" /v Desktop /d shell /f >/dev/null
   wine reg add "$explorer\\Desktops" /v shell /d 1024x768 /f >/dev/null
+  # A trap ends the program instead of opening a dialog nobody sees.
+  wine reg add "HKCU\\Software\\Wine\\WineDbg" /v ShowCrashDialog /t REG_DWORD \
+    /d 0 /f >/dev/null
   wineserver -w
   touch "$WINEPREFIX/.ready"
 }
