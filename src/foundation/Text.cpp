@@ -1,6 +1,5 @@
 #include "foundation/Text.h"
 
-#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <limits>
@@ -231,18 +230,24 @@ bool EqualsNoCase(std::wstring_view a, std::wstring_view b) {
   return equals_no_case(a, b);
 }
 
-wchar_t FoldBySystem(wchar_t value) {
-  // 0 stands for a character that hasn't been asked for; no character above
-  // ASCII folds to it. Threads that ask at once store the same answer.
-  static constinit std::atomic<wchar_t> folded[0x10000] = {};
-  wchar_t answer = folded[value].load(std::memory_order_relaxed);
-  if (answer != 0) return answer;
-  const auto argument = reinterpret_cast<wchar_t*>(std::uintptr_t{value});
-  answer = static_cast<wchar_t>(
-      reinterpret_cast<std::uintptr_t>(CharUpperW(argument)));
+namespace detail {
+
+constinit std::atomic<wchar_t> folded[0x10000] = {};
+
+wchar_t FoldNewChar(wchar_t value) {
+  wchar_t answer = value;
+  if (value > kLastAscii) {
+    const auto argument = reinterpret_cast<wchar_t*>(std::uintptr_t{value});
+    answer = static_cast<wchar_t>(
+        reinterpret_cast<std::uintptr_t>(CharUpperW(argument)));
+  } else if (code_of(value) - code_of('a') < kLetters) {
+    answer = static_cast<wchar_t>(value ^ kCaseBit);
+  }
   folded[value].store(answer, std::memory_order_relaxed);
   return answer;
 }
+
+}  // namespace detail
 
 std::wstring HexText(const void* bytes, std::size_t length) {
   constexpr wchar_t kDigits[] = L"0123456789ABCDEF";

@@ -5,12 +5,20 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <cstdarg>
 #include <cstddef>
 #include <string>
 #include <string_view>
 
 namespace vel {
+
+namespace detail {
+// What FoldChar has found, 0 where it hasn't been asked. Threads that ask at
+// once store the same answer.
+extern std::atomic<wchar_t> folded[0x10000];
+wchar_t FoldNewChar(wchar_t value);
+}  // namespace detail
 
 // The text that the system's _vsnwprintf and _vsnprintf make of a format, of
 // any length. In a wide format %s takes a wide string and %S a narrow one, in a
@@ -74,13 +82,11 @@ bool StartsWithNoCase(std::wstring_view text, std::wstring_view head);
 bool EqualsNoCase(std::wstring_view a, std::wstring_view b);
 
 // `value` in upper case as CharUpperW has it, which doesn't depend on the
-// user's locale. The system is asked once for each character above ASCII, and
-// never for others.
-wchar_t FoldBySystem(wchar_t value);
+// user's locale. ASCII is folded without the system, any other character is
+// asked for once and remembered.
 inline wchar_t FoldChar(wchar_t value) {
-  if (value > 0x7f) return FoldBySystem(value);
-  const bool is_lower = static_cast<unsigned>(value - L'a') < 26;
-  return static_cast<wchar_t>(is_lower ? value - 0x20 : value);
+  const wchar_t known = detail::folded[value].load(std::memory_order_relaxed);
+  return known != 0 ? known : detail::FoldNewChar(value);
 }
 // Whether two code units are the same or fold to the same.
 inline bool CharEqualsNoCase(wchar_t a, wchar_t b) {

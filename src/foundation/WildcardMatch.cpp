@@ -27,6 +27,10 @@ bool match(std::wstring_view name, std::wstring_view pattern, Equal equal) {
     } else if (behind_star != nullptr) {
       p = behind_star;
       n = ++retry;
+      // Straight on to where the part behind the star can begin.
+      if (*p == L'?') continue;
+      while (n != name_end && !equal(*n, *p)) ++n;
+      retry = n;
     } else {
       return false;
     }

@@ -24,10 +24,6 @@ std::wstring close_message_box() {
     constexpr int kTextItem = 0xffff;
     wchar_t text[256] = {};
     GetDlgItemTextW(box, kTextItem, text, 256);
-    for (int i = 0;
-         i < 100 && !(GetWindowLongW(box, GWL_EXSTYLE) & WS_EX_TOPMOST); ++i)
-      Sleep(10);
-    printf("%lx\n", GetWindowLongW(box, GWL_EXSTYLE));
     PostMessageW(box, WM_CLOSE, 0, 0);
     return text;
   }
