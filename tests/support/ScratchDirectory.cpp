@@ -15,10 +15,15 @@ ScratchDirectory::ScratchDirectory() {
   static std::atomic<unsigned> serial{0};
   wchar_t temp[MAX_PATH] = {};
   GetTempPathW(MAX_PATH, temp);
-  wchar_t name[64];
-  _snwprintf(name, 64, L"veltest-%x-%u", GetCurrentProcessId(), ++serial);
-  _path = std::wstring(temp) + name;
-  EXPECT_TRUE(CreateDirectoryW(_path.c_str(), nullptr)) << GetLastError();
+  BOOL created = FALSE;
+  do {
+    wchar_t name[64];
+    _snwprintf(name, 64, L"veltest-%x-%u", GetCurrentProcessId(), ++serial);
+    _path = std::wstring(temp) + name;
+    created = CreateDirectoryW(_path.c_str(), nullptr);
+    // A test that was cut off may have left one, and the id comes again.
+  } while (!created && GetLastError() == ERROR_ALREADY_EXISTS);
+  EXPECT_TRUE(created) << GetLastError();
 }
 
 ScratchDirectory::~ScratchDirectory() {

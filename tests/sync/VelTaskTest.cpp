@@ -65,23 +65,6 @@ TEST(VelTask, StartWaitsForTheEarlierRun) {
   EXPECT_EQ(0, task.overlaps);
 }
 
-TEST(VelTask, SelfDeletingTaskEndsAfterItsRun) {
-  class Task : public SelfDeletingTask {
-   public:
-    explicit Task(HANDLE gone) : _gone(gone) {}
-    ~Task() override { SetEvent(_gone); }
-
-   protected:
-    void run() override {}
-
-   private:
-    HANDLE _gone;
-  };
-  ScopedHandle gone(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-  ASSERT_TRUE((new Task(gone.get()))->start());
-  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(gone.get(), 30000));
-}
-
 class CarelessTask : public VelTask {
  public:
   // Signals an event that is signalled already.
