@@ -44,9 +44,9 @@ class VELTrayIcon : public IVelTrayMenu {
   static void operator delete(void* memory) noexcept;
 
   // Starts the window thread and returns when the window exists, or couldn't
-  // be made; everything else works without it. `ipc` receives the commands
-  // and, as what `owner` names, outlives the object. `icon` isn't owned. The
-  // icon is hidden at first.
+  // be made; everything else works without it. `ipc` receives the commands; it
+  // and the owner outlive the object. `icon` isn't owned. The icon is hidden at
+  // first. Throws std::runtime_error when the thread can't be started.
   VELTrayIcon(IVelGuiIpc* ipc, HICON icon, const std::wstring& tip,
               const TrayMenuOwner& owner);
   // Ends the window thread and waits for it. Not on the window thread.
@@ -86,12 +86,14 @@ class VELTrayIcon : public IVelTrayMenu {
                                            WPARAM wparam,
                                            LPARAM lparam) noexcept;
 
-  // The rest runs on the window thread, but for make_menu.
-
-  void create_window();
-  void run_message_loop();
+  // Any thread. post is false, with the last error set, without a window.
   bool post(UINT message, WPARAM wparam, LPARAM lparam) const;
   void post_quit() const;
+  void make_menu();  // with _menu_mutex held
+
+  // The rest is for the window thread.
+  void create_window();
+  void run_message_loop();
   LRESULT handle_message(HWND window, UINT message, WPARAM wparam,
                          LPARAM lparam);
 
@@ -115,7 +117,6 @@ class VELTrayIcon : public IVelTrayMenu {
   template <typename Action>
   void with_prepared_menu(Action action);
   void prepare_menu();
-  void make_menu();  // with _menu_mutex held
 
   // Constant once the window exists.
   SharedHandle _thread;
