@@ -47,15 +47,18 @@ class IVelSessionCallback {
 // every operation may be called from any thread.
 class IVelSession {
  public:
-  // Starts the session. A failure shows in get_state(), which then isn't
-  // VEL_SESSION_RUNNING. `parameters->config` is null for the empty name.
+  // Starts the session and returns when it runs or has failed. A failure shows
+  // in get_state(), which then isn't VEL_SESSION_RUNNING. Does nothing while
+  // the session runs or is broken; waits for one that is ending.
+  // `parameters->config` is null for the empty name.
   virtual void start(const VelSessionStart* parameters) = 0;
   // Asks the session to end and returns; the end shows in get_state().
   // MgrShutdown may be called for it or not: the holder ignores it then.
   virtual void shutdown() = 0;
   virtual void reserved_3() = 0;
   // Repeats a shell-execute inside the session. Any text may be empty.
-  // The result is a system error code, 0 for success.
+  // The result is a system error code, 0 for success, ERROR_NOT_READY when the
+  // session doesn't run.
   virtual std::uint32_t start_app(const wchar_t* verb, const wchar_t* file,
                                   const wchar_t* parameters,
                                   const wchar_t* directory,
@@ -66,10 +69,13 @@ class IVelSession {
   virtual std::uint32_t get_state() = 0;
   virtual void reserved_9() = 0;
   // The pointer is held only between these two. When remove_callback has
-  // returned no call to the callback is under way.
+  // returned no call to the callback is under way, but for the one that it is
+  // called from.
   virtual void add_callback(IVelSessionCallback* callback) = 0;
   virtual void remove_callback(IVelSessionCallback* callback) = 0;
-  // Ends the object, and the session with it if it still runs.
+  // Ends the object, and the session with it if it still runs, without the
+  // time for its programs that shutdown() gives. Not from within a call to a
+  // callback.
   virtual void release() = 0;
 };
 
