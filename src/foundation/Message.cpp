@@ -9,7 +9,7 @@
 
 namespace vel {
 
-std::wstring message_text(std::wstring text) {
+std::wstring message_text(const std::wstring& text) {
   return StartsWith(text, kNtPathPrefix) ? L"path: " + text : text;
 }
 

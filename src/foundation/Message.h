@@ -16,7 +16,7 @@ void show_message(const char* format, ...);
 
 // What show_message shows: a text that begins with the kernel's path prefix
 // \??\ gets "path: " in front.
-std::wstring message_text(std::wstring text);
+std::wstring message_text(const std::wstring& text);
 
 // Registers the message and logs its number at level 4. 0 when the system has
 // no number left.

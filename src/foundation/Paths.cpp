@@ -65,7 +65,7 @@ std::wstring shell_folder_value(const wchar_t* name) {
 }
 
 std::wstring favorites_folder() {
-  const std::wstring path = shell_folder_value(L"Favorites");
+  std::wstring path = shell_folder_value(L"Favorites");
   if (!path.empty()) make_directories(with_slash(path));
   return path;
 }
@@ -139,8 +139,7 @@ std::wstring app_data_directory() {
   std::wstring base = process_env(L"APPDATA");
   if (base.empty()) base = shell_folder(CSIDL_APPDATA);
   if (base.empty()) base = L"C:\\VelAppData";
-  const std::wstring directory =
-      with_slash(base) + kDataFolder + brand() + L"\\";
+  std::wstring directory = with_slash(base) + kDataFolder + brand() + L"\\";
   make_directories(directory);
   return directory;
 }
@@ -159,7 +158,7 @@ std::wstring brand() {
 
 std::wstring component_path(const std::wstring& name) {
   LastErrorKeeper keeper;
-  const std::wstring redirected =
+  std::wstring redirected =
       RegGetString(HKEY_LOCAL_MACHINE,
                    std::wstring(kProductKeyPrefix) + L"ComponentRedirect",
                    file_name_of(name), kRegViewDefault);
@@ -173,8 +172,7 @@ std::wstring GetWow64ModulePath(const std::wstring& path) {
     return std::wstring(path).insert(root.size(), kWow64Folder);
   }
   if (!has_drive(path) || path.size() <= 2) return root + kWow64Folder + path;
-  const std::wstring result =
-      directory_of(path) + kWow64Folder + file_name_of(path);
+  std::wstring result = directory_of(path) + kWow64Folder + file_name_of(path);
   VelLog_Print(kLogWarning,
                L"GetWow64ModulePath('%s') - not in velroot='%s', defaulted to "
                L"'%s' ",

@@ -2,10 +2,10 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cwchar>
 #include <limits>
 #include <memory>
 #include <stdexcept>
-#include <wchar.h>
 
 #include "foundation/PathParts.h"
 #include "foundation/Text.h"

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "sync/ThreadAnnotations.h"
 #include "sync/VelRWLock.h"
 
 namespace vel {
@@ -57,15 +58,15 @@ class VelIniFile {
 
  private:
   void ensure_loaded();
-  void parse(std::wstring_view text);
-  void parse_line(std::wstring_view line);
-  const VelIniSection& find_section(const std::wstring& name) const;
+  void parse(std::wstring_view text) VEL_REQUIRES(_lock);
+  void parse_line(std::wstring_view line) VEL_REQUIRES(_lock);
+  const VelIniSection& find_section(const std::wstring& name) const
+      VEL_REQUIRES_SHARED(_lock);
 
   const std::wstring _path;
   std::atomic<bool> _loaded = false;
-  // Both guarded by _lock.
-  std::map<std::wstring, VelIniSectionPtr> _by_name;
-  std::list<VelIniSectionPtr> _sections;
+  std::map<std::wstring, VelIniSectionPtr> _by_name VEL_GUARDED_BY(_lock);
+  std::list<VelIniSectionPtr> _sections VEL_GUARDED_BY(_lock);
   VelRWLock _lock;
   const VelIniSection _empty_section;
 };
