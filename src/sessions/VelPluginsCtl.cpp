@@ -215,7 +215,7 @@ void VelPluginsCtl::post_broadcast(IVelPlugin* sender, const wchar_t* name,
   if (_stopped != 0) return;
   auto task = std::make_unique<BroadcastTask>(this, sender, name, a, b);
   _queue.Post(task.get());
-  task.release();
+  static_cast<void>(task.release());
 }
 
 // The plug-ins end outside the lock: one that wants to close a session from its

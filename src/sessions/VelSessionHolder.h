@@ -89,10 +89,10 @@ class VelSessionHolder : public IVelSessionCallback, public IVelAsyncRestart {
   const std::wstring _config;
   // True while the session is being stopped, and from the destructor's start.
   std::atomic<bool> _in_stopping{false};
-  // Guarded by _session_lock. Stays loaded after the session's end.
-  ModuleRef _module;
-  // Guarded by _restart_lock; made at the first MgrShutdown.
-  std::shared_ptr<RestartTask> _restart_task;
+  // Stays loaded after the session's end.
+  ModuleRef _module VEL_GUARDED_BY(_session_lock);
+  // Made at the first MgrShutdown.
+  std::shared_ptr<RestartTask> _restart_task VEL_GUARDED_BY(_restart_lock);
   VelFastMutex _restart_lock;
   VelFastMutex _session_lock;
 };

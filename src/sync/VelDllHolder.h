@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "sync/ThreadAnnotations.h"
 #include "sync/VelFastMutex.h"
 #include "sync/VelTask.h"
 
@@ -38,21 +39,17 @@ class VelDllHolder : public VelTask {
   void finished() override;
 
  private:
-  friend class VelDllHolderPeer;
+  bool may_unload() const VEL_REQUIRES(_lock);
+  void free_module() VEL_REQUIRES(_lock);
+  void unload_in_background() VEL_REQUIRES(_lock);
 
-  bool may_unload() const;
-  void free_module();
-  void unload_in_background();
-
-  // Guarded by _lock.
-  long (*_can_unload)() = nullptr;
-  HMODULE _module = nullptr;
+  long (*_can_unload)() VEL_GUARDED_BY(_lock) = nullptr;
+  HMODULE _module VEL_GUARDED_BY(_lock) = nullptr;
   // A semaphore: one release for each time that the library was left without
   // a user and could not be freed at once. Made on first use.
   HANDLE _wake = nullptr;
   VelFastMutex _lock;
-  // Guarded by _lock.
-  std::int32_t _loads = 0;
+  std::int32_t _loads VEL_GUARDED_BY(_lock) = 0;
   wchar_t* const _path;
   // How many runs haven't left finished() yet: it uses the object past the
   // idle event.
