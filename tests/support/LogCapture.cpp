@@ -23,6 +23,10 @@ class VelLogStreamPeer {
     const HANDLE old = std::exchange(stream->_file, file);
     if (old != nullptr) nt::ZwClose(old);
   }
+  static void ExpirePushInterval() {
+    log_object.load()->_next_flush_tick = GetTickCount();
+  }
+  static LogLock& Lock() { return log_object.load()->_lock; }
 };
 
 }  // namespace vel
@@ -91,6 +95,17 @@ void LogCapture::TurnOn(unsigned level) {
   SetEnvironmentVariableW(L"VELLOG", std::to_wstring(level).c_str());
   IVelLog::create(L"VELTEST");
   VelLogStreamPeer::SetFile(CreateLogFile(_path));
+}
+
+void LogCapture::ExpirePushInterval() {
+  VelLogStreamPeer::ExpirePushInterval();
+}
+
+void LogCapture::LockLog() {
+  VelLogStreamPeer::Lock().lock();
+}
+void LogCapture::UnlockLog() {
+  VelLogStreamPeer::Lock().unlock();
 }
 
 std::string LogCapture::Bytes() const {

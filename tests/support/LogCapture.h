@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "log/LogLock.h"
 #include "support/ScratchDirectory.h"
 
 namespace vel::test {
@@ -42,6 +43,11 @@ class LogCapture {
   static std::vector<LogLine> Read(const std::wstring& path);
   static bool Contains(const std::vector<LogLine>& lines, unsigned level,
                        std::wstring_view text);
+
+  // Makes the next record push the buffer out, as after 5120 ms.
+  static void ExpirePushInterval();
+  // The log's lock: who holds it keeps the threads that log in their calls.
+  static LogLock& Lock();
 
   // What a log file begins with: the mark and the lead-in unit.
   static constexpr std::size_t kHeaderBytes = 24;

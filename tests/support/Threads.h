@@ -1,0 +1,85 @@
+// Threads of a test: many at once, and one to kill.
+#ifndef VEL_TESTS_SUPPORT_THREADS_H_
+#define VEL_TESTS_SUPPORT_THREADS_H_
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <atomic>
+#include <functional>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace vel::test {
+
+// Holds threads until `count` of them have come. (std::latch of this runtime
+// can miss a wake-up.)
+class Meeting {
+ public:
+  explicit Meeting(int count) : _missing(count) {}
+  void Join() {
+    --_missing;
+    while (_missing > 0) Sleep(0);
+  }
+
+ private:
+  std::atomic<int> _missing;
+};
+
+// Runs `body(number)` in `count` threads that start together, and waits for
+// all of them.
+template <typename Body>
+void RunTogether(int count, Body body) {
+  Meeting start(count);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < count; ++i) {
+    threads.emplace_back([&start, &body, i] {
+      start.Join();
+      body(i);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+// A thread that has run `body` and then just exists, holding what it took,
+// until it is killed: by Kill(), by the destructor or by the process's end.
+class HoldingThread {
+ public:
+  explicit HoldingThread(std::function<void()> body) : _body(std::move(body)) {
+    _ready = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    _thread = CreateThread(nullptr, 0, Run, this, 0, &_id);
+    EXPECT_EQ(WaitForSingleObject(_ready, 30000), WAIT_OBJECT_0);
+  }
+  ~HoldingThread() {
+    Kill();
+    CloseHandle(_thread);
+    CloseHandle(_ready);
+  }
+  HoldingThread(const HoldingThread&) = delete;
+  HoldingThread& operator=(const HoldingThread&) = delete;
+
+  void Kill() {
+    TerminateThread(_thread, 0);
+    EXPECT_EQ(WaitForSingleObject(_thread, 30000), WAIT_OBJECT_0);
+  }
+  DWORD id() const { return _id; }
+
+ private:
+  static DWORD WINAPI Run(void* self) {
+    auto* holder = static_cast<HoldingThread*>(self);
+    holder->_body();
+    SetEvent(holder->_ready);
+    Sleep(INFINITE);
+    return 0;
+  }
+
+  std::function<void()> _body;
+  HANDLE _ready = nullptr;
+  HANDLE _thread = nullptr;
+  DWORD _id = 0;
+};
+
+}  // namespace vel::test
+
+#endif  // VEL_TESTS_SUPPORT_THREADS_H_

@@ -1,0 +1,108 @@
+// What the last thread of an ending process meets: every other thread has been
+// removed, and what they held stays held.
+
+#include <gtest/gtest.h>
+
+#include "log/VelLog.h"
+#include "support/ChildProcess.h"
+#include "support/LogCapture.h"
+#include "support/ScratchDirectory.h"
+#include "support/Threads.h"
+#include "sync/VelRWLock.h"
+#include "sync/VelRecursiveMutex.h"
+#include "sync/VelSpinLock.h"
+#include "sync/VelSyncNt.h"
+
+namespace vel {
+namespace {
+
+constexpr UINT kGotThrough = 42;
+constexpr UINT kNotReached = 43;
+
+void (*at_process_end)() = nullptr;
+
+void WINAPI OnTls(void*, DWORD reason, void*) {
+  if (reason != DLL_PROCESS_DETACH || at_process_end == nullptr) return;
+  at_process_end();
+  VelLog_FlushBuffer();
+  TerminateProcess(GetCurrentProcess(), kGotThrough);
+}
+
+// The loader calls it at the process's end, past the removal of the others.
+__attribute__((section(".CRT$XLY"), used)) PIMAGE_TLS_CALLBACK tls_callback =
+    OnTls;
+
+constinit VelFastMutex fast_mutex;
+constinit VelRecursiveMutex recursive_mutex;
+constinit VelRWLock rw_lock;
+constinit VelSpinLock spin_lock;
+
+struct Case {
+  const wchar_t* name;
+  void (*hold)();
+  void (*pass)();
+  unsigned level;       // of the line that the log has then
+  const wchar_t* line;  // null for none
+};
+
+const Case kCases[] = {
+    {L"fast_mutex", [] { fast_mutex.lock(); }, [] { fast_mutex.lock(); }, 2,
+     L"[I'm last thread]"},
+    {L"recursive_mutex", [] { recursive_mutex.enter(); },
+     [] { recursive_mutex.enter(); }, 2, L"[I'm last thread]"},
+    {L"writer_after_reader", [] { rw_lock.read_lock(); },
+     [] { rw_lock.write_lock(); }, 2, L"[I'm last thread]"},
+    {L"reader_after_writer", [] { rw_lock.write_lock(); },
+     [] { rw_lock.read_lock(); }, 2, L"[I'm last thread]"},
+    {L"spin_lock", [] { spin_lock.lock(); }, [] { spin_lock.lock(); }, 3,
+     L", but I'm last"},
+};
+
+const Case* current_case = nullptr;
+
+// "<case> <log file>"
+VEL_CHILD_MAIN(EndWithALockHeld) {
+  const std::size_t blank = argument.find(L' ');
+  for (const Case& one : kCases) {
+    if (argument.substr(0, blank) == one.name) current_case = &one;
+  }
+  // The log and the holder outlive this function: the process ends around them.
+  new test::LogCapture(2, argument.substr(blank + 1));
+  new test::HoldingThread(current_case->hold);
+  at_process_end = [] { current_case->pass(); };
+  ExitProcess(kNotReached);
+}
+
+TEST(ProcessEnd, TheLastThreadGetsThroughEveryLock) {
+  const test::ScratchDirectory directory;
+  for (const Case& one : kCases) {
+    SCOPED_TRACE(testing::Message() << one.name);
+    const std::wstring log = directory.File(one.name);
+    test::ChildProcess child(L"EndWithALockHeld",
+                             std::wstring(one.name) + L" " + log);
+    ASSERT_EQ(child.Wait(), kGotThrough);
+    EXPECT_TRUE(test::LogCapture::Contains(test::LogCapture::Read(log),
+                                           one.level, one.line));
+  }
+}
+
+bool terminating_before = true;
+
+VEL_CHILD_MAIN(AskWhetherItEnds) {
+  test::HoldingThread other([] {});
+  terminating_before = ThreadIsTerminating();
+  at_process_end = [] {
+    if (terminating_before || !ThreadIsTerminating()) {
+      TerminateProcess(GetCurrentProcess(), 1);
+    }
+  };
+  ExitProcess(kNotReached);
+}
+
+TEST(ProcessEnd, TheLastThreadKnowsThatItIsTheLast) {
+  test::ChildProcess child(L"AskWhetherItEnds");
+  EXPECT_EQ(child.Wait(), kGotThrough);
+}
+
+}  // namespace
+}  // namespace vel
