@@ -131,8 +131,9 @@ VelProfileHolder::VelProfileHolder(const char* name) : _name(name) {
   if (List* list = List::get()) list->add(this);
 }
 
-VelProfileHolder::VelProfileHolder(std::uint32_t number)
-    : _name(_itoa(static_cast<int>(number), _number_name, 16)) {}
+VelProfileHolder::VelProfileHolder(std::uint32_t number) : _name(_number_name) {
+  _itoa(static_cast<int>(number), _number_name, 16);
+}
 
 VelProfileHolder::~VelProfileHolder() {
   const bool numbered = _name == _number_name;

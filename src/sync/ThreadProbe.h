@@ -10,7 +10,8 @@
 namespace vel {
 
 // How the word locks learn whether the owner of a word lives: by an attempt to
-// open the thread.
+// open the thread. One that has ended can be opened, and counts as alive, for
+// as long as somebody keeps a handle on it.
 struct ThreadProbe {
   // One that may not be opened lives too.
   [[nodiscard]] bool alive() const noexcept {

@@ -7,7 +7,6 @@
 
 #include "sync/CurrentThread.h"
 #include "sync/ScopedHandle.h"
-#include "sync/ThreadProbe.h"
 
 namespace vel {
 namespace {
@@ -23,6 +22,14 @@ T read(std::atomic<T>& word) {
 template <typename T>
 void clear_if_still(std::atomic<T>& word, T value) {
   word.compare_exchange_strong(value, 0);
+}
+
+// A thread that has ended can still be opened while a handle on it is left, and
+// here its own handle in the word is: so an opened thread is asked once more.
+bool is_gone(std::uint32_t id) {
+  const ScopedHandle thread(OpenThread(SYNCHRONIZE, FALSE, id));
+  if (!thread) return GetLastError() != ERROR_ACCESS_DENIED;
+  return WaitForSingleObject(thread.get(), 0) == WAIT_OBJECT_0;
 }
 
 template <typename... Args>
@@ -92,7 +99,7 @@ void VelRecursiveThreadSpinLock::forget_dead_owner() {
   const std::uint32_t handle = read(_ctx->owner_handle);
   const std::int32_t count = read(_ctx->recursion_cnt);
   const std::uint32_t owner = read(_ctx->owner_tid);
-  if (owner == 0 || probe_thread(owner).alive()) return;
+  if (owner == 0 || !is_gone(owner)) return;
   clear_if_still(_ctx->owner_handle, handle);
   clear_if_still(_ctx->recursion_cnt, count);
   clear_if_still(_ctx->owner_tid, owner);

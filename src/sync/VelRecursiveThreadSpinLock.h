@@ -20,11 +20,14 @@ namespace vel {
 //   held  | >= 1          | owner     | a handle on the owner, or 0
 //
 // Invariants: every word is read and written by full-barrier atomics. The
-// handle keeps the owner's thread id from being given to a new thread. An inner
-// Leave() gives up the handle word without closing the handle, and the next
-// TryEnter() opens a new one: that small loss is kept on purpose.
-// Fairness: none. Process end: no special test; a removed owner is found dead
-// by the next try.
+// handle keeps the owner's thread id from being given to a new thread; it is
+// good only in the owner's process, so the handle of a dead owner is forgotten,
+// not closed. An inner Leave() gives up the handle word without closing the
+// handle, and the next TryEnter() opens a new one: that small loss is kept on
+// purpose.
+// Fairness: none. Recursion: 2^31 - 1 entries. Misuse: an exception. Process
+// end: no special test; a removed owner is found dead by the next try.
+// TryEnter(), Enter() and Leave() may change the last error.
 class VEL_CAPABILITY("mutex") VelRecursiveThreadSpinLock {
  public:
   struct Context {

@@ -29,8 +29,11 @@ namespace vel {
 // Fairness: none. Recursion: none, a second lock() by the owner waits for ever,
 // for its probe finds itself alive. Misuse: an unlock() by another thread isn't
 // noticed.
+// Dead owners: a waiter that finds no such thread after 65536 passes takes the
+// lock and logs that. A thread that has ended counts as alive for as long as
+// somebody keeps a handle on it open.
 // Process end: the last thread takes the lock from whoever had it, and logs
-// that; so does a waiter that finds, after 65536 passes, no such thread.
+// that.
 //
 // Zero is its construction, and it has no destructor: it can lie anywhere.
 class VEL_CAPABILITY("mutex") VelSpinLock {

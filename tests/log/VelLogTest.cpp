@@ -251,10 +251,10 @@ TEST(IVelLog, WithoutALogCallsDoNothing) {
   EXPECT_EQ(VelLog_GetPath(), nullptr);
 }
 
-TEST(IVelLog, ReleaseWaitsForTheCallsInFlight) {
-  const test::ScratchDirectory directory;
-  const std::wstring path = directory.File(L"test.swl");
-  auto log = std::make_unique<LogCapture>(1, path);
+// In a process of its own: a timing scope that lives here would log at the
+// release, and wait for the lock there.
+VEL_CHILD_MAIN(ReleaseUnderACall) {
+  auto log = std::make_unique<LogCapture>(1, argument);
   std::atomic<bool> released{false};
   LogLock& lock = LogCapture::Lock();
   lock.lock();
@@ -266,10 +266,18 @@ TEST(IVelLog, ReleaseWaitsForTheCallsInFlight) {
   });
   while (log_object.load() != nullptr) Sleep(1);
   Sleep(50);
-  EXPECT_FALSE(released);
+  const bool too_early = released;
   lock.unlock();
   caller.join();
   releaser.join();
+  return too_early ? 1 : 0;
+}
+
+TEST(IVelLog, ReleaseWaitsForTheCallsInFlight) {
+  const test::ScratchDirectory directory;
+  const std::wstring path = directory.File(L"test.swl");
+  test::ChildProcess child(L"ReleaseUnderACall", path);
+  ASSERT_EQ(child.Wait(), 0u);
   EXPECT_TRUE(LogCapture::Contains(LogCapture::Read(path), 2, L"late"));
 }
 

@@ -15,6 +15,14 @@ std::map<std::wstring, ChildMain>& Children() {
   return children;
 }
 
+// A child that traps ends with the exception's code at once, with no debugger
+// and no report in between.
+LONG WINAPI EndWithItsCode(EXCEPTION_POINTERS* exception) {
+  TerminateProcess(GetCurrentProcess(),
+                   exception->ExceptionRecord->ExceptionCode);
+  return EXCEPTION_EXECUTE_HANDLER;
+}
+
 }  // namespace
 
 ChildRegistration::ChildRegistration(const wchar_t* name, ChildMain main) {
@@ -25,6 +33,7 @@ std::optional<int> RunAsChild(int argc, wchar_t** argv) {
   if (argc < 3 || std::wstring(argv[1]) != kChildMarker) return std::nullopt;
   const auto child = Children().find(argv[2]);
   if (child == Children().end()) return 1000;
+  SetUnhandledExceptionFilter(EndWithItsCode);
   return child->second(argc > 3 ? argv[3] : L"");
 }
 

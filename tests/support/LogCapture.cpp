@@ -101,12 +101,7 @@ void LogCapture::ExpirePushInterval() {
   VelLogStreamPeer::ExpirePushInterval();
 }
 
-void LogCapture::LockLog() {
-  VelLogStreamPeer::Lock().lock();
-}
-void LogCapture::UnlockLog() {
-  VelLogStreamPeer::Lock().unlock();
-}
+LogLock& LogCapture::Lock() { return VelLogStreamPeer::Lock(); }
 
 std::string LogCapture::Bytes() const {
   return ReadBytes(_path);

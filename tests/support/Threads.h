@@ -53,15 +53,22 @@ class HoldingThread {
   }
   ~HoldingThread() {
     Kill();
-    CloseHandle(_thread);
     CloseHandle(_ready);
   }
   HoldingThread(const HoldingThread&) = delete;
   HoldingThread& operator=(const HoldingThread&) = delete;
 
+  // Returns when the system knows no such thread any more, which takes the
+  // last handle on it.
   void Kill() {
+    if (_thread == nullptr) return;
     TerminateThread(_thread, 0);
     EXPECT_EQ(WaitForSingleObject(_thread, 30000), WAIT_OBJECT_0);
+    CloseHandle(std::exchange(_thread, nullptr));
+    while (const HANDLE left = OpenThread(SYNCHRONIZE, FALSE, _id)) {
+      CloseHandle(left);
+      Sleep(1);
+    }
   }
   DWORD id() const { return _id; }
 

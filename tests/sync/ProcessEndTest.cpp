@@ -8,6 +8,8 @@
 #include "support/LogCapture.h"
 #include "support/ScratchDirectory.h"
 #include "support/Threads.h"
+#include "sync/ProcAddress.h"
+#include "sync/TestLibraries.h"
 #include "sync/VelRWLock.h"
 #include "sync/VelRecursiveMutex.h"
 #include "sync/VelSpinLock.h"
@@ -19,18 +21,14 @@ namespace {
 constexpr UINT kGotThrough = 42;
 constexpr UINT kNotReached = 43;
 
-void (*at_process_end)() = nullptr;
-
-void WINAPI OnTls(void*, DWORD reason, void*) {
-  if (reason != DLL_PROCESS_DETACH || at_process_end == nullptr) return;
-  at_process_end();
-  VelLog_FlushBuffer();
-  TerminateProcess(GetCurrentProcess(), kGotThrough);
+// Ends the process; `function` runs in a library's DllMain, when the system has
+// removed the other threads.
+[[noreturn]] void EndProcessWith(void (*function)()) {
+  const HMODULE library =
+      LoadLibraryW(test::LibraryPath(L"end_library.dll").c_str());
+  proc_address<void (*)(void (*)())>(library, "CallAtProcessEnd")(function);
+  ExitProcess(kNotReached);
 }
-
-// The loader calls it at the process's end, past the removal of the others.
-__attribute__((section(".CRT$XLY"), used)) PIMAGE_TLS_CALLBACK tls_callback =
-    OnTls;
 
 constinit VelFastMutex fast_mutex;
 constinit VelRecursiveMutex recursive_mutex;
@@ -41,8 +39,8 @@ struct Case {
   const wchar_t* name;
   void (*hold)();
   void (*pass)();
-  unsigned level;       // of the line that the log has then
-  const wchar_t* line;  // null for none
+  unsigned level;  // of the line that the log has then
+  const wchar_t* line;
 };
 
 const Case kCases[] = {
@@ -56,6 +54,8 @@ const Case kCases[] = {
      [] { rw_lock.read_lock(); }, 2, L"[I'm last thread]"},
     {L"spin_lock", [] { spin_lock.lock(); }, [] { spin_lock.lock(); }, 3,
      L", but I'm last"},
+    {L"log", [] { test::LogCapture::Lock().lock(); },
+     [] { VelLog_Print(3, L"last words"); }, 3, L"last words"},
 };
 
 const Case* current_case = nullptr;
@@ -69,8 +69,11 @@ VEL_CHILD_MAIN(EndWithALockHeld) {
   // The log and the holder outlive this function: the process ends around them.
   new test::LogCapture(2, argument.substr(blank + 1));
   new test::HoldingThread(current_case->hold);
-  at_process_end = [] { current_case->pass(); };
-  ExitProcess(kNotReached);
+  EndProcessWith([] {
+    current_case->pass();
+    VelLog_FlushBuffer();
+    TerminateProcess(GetCurrentProcess(), kGotThrough);
+  });
 }
 
 TEST(ProcessEnd, TheLastThreadGetsThroughEveryLock) {
@@ -91,12 +94,10 @@ bool terminating_before = true;
 VEL_CHILD_MAIN(AskWhetherItEnds) {
   test::HoldingThread other([] {});
   terminating_before = ThreadIsTerminating();
-  at_process_end = [] {
-    if (terminating_before || !ThreadIsTerminating()) {
-      TerminateProcess(GetCurrentProcess(), 1);
-    }
-  };
-  ExitProcess(kNotReached);
+  EndProcessWith([] {
+    const bool knows = !terminating_before && ThreadIsTerminating();
+    TerminateProcess(GetCurrentProcess(), knows ? kGotThrough : 1);
+  });
 }
 
 TEST(ProcessEnd, TheLastThreadKnowsThatItIsTheLast) {

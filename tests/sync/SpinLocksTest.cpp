@@ -120,10 +120,24 @@ TEST_F(VelRecursiveThreadSpinLockTest, MisuseThrowsAndChangesNothing) {
   ExpectWords(-1, me);
 }
 
+// The dead owner's handle in the word still keeps its thread object alive.
+TEST_F(VelRecursiveThreadSpinLockTest, TakenFromAnOwnerThatHasEnded) {
+  std::thread([&] {
+    _lock.Enter();
+    _lock.Enter();
+  }).join();
+  EXPECT_TRUE(_lock.TryEnter());
+  ExpectWords(1, GetCurrentThreadId());
+  _lock.Leave();
+  ExpectWords(0, 0);
+}
+
 TEST_F(VelRecursiveThreadSpinLockTest, TakenFromAnOwnerThatWasKilled) {
   test::HoldingThread owner([&] {
     _lock.Enter();
-    _lock.Enter();
+    // As when the owner was another process's: no handle is left.
+    const UINT_PTR handle = _ctx.owner_handle.exchange(0);
+    CloseHandle(reinterpret_cast<HANDLE>(handle));
   });
   EXPECT_FALSE(_lock.TryEnter());
   owner.Kill();

@@ -41,7 +41,7 @@ TEST(VelFastMutex, UncontendedUseMakesNoEvent) {
 
 TEST(VelFastMutex, ExcludesUnderContention) {
   constexpr int kThreads = 8;
-  constexpr int kRounds = 3000;
+  constexpr int kRounds = 1000;
   for (const bool multi : {true, false}) {
     const bool saved = std::exchange(multi_cpu, multi);
     VelFastMutex mutex;
@@ -50,7 +50,7 @@ TEST(VelFastMutex, ExcludesUnderContention) {
       for (int i = 0; i < kRounds; ++i) {
         const VelFastMutex::Scope scope(mutex);
         counter = counter + 1;
-        if (i % 500 == 0) Sleep(0);
+        if (i % 250 == 0) Sleep(0);
       }
     });
     EXPECT_EQ(counter, kThreads * kRounds);
