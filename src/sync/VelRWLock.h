@@ -69,7 +69,7 @@ class VEL_CAPABILITY("shared_mutex") VelRWLock : private VelFastMutex {
   friend class VelRWLockPeer;
 
   void open_gate() noexcept;
-  void wait_for_readers() noexcept;
+  void wait_for_readers() noexcept VEL_NO_THREAD_ANALYSIS;
 
   std::int32_t _readers = 0;
   std::int32_t _writers = 0;

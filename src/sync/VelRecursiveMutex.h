@@ -53,7 +53,7 @@ class VEL_CAPABILITY("mutex") VelRecursiveMutex : private VelFastMutex {
   friend class VelRecursiveMutexPeer;
 
   [[nodiscard]] bool is_mine() noexcept;
-  void enter_again_or_wait() noexcept;
+  void enter_again_or_wait() noexcept VEL_NO_THREAD_ANALYSIS;
 
   std::atomic<std::uint32_t> _owner{0};
   std::int32_t _recursion = 0;

@@ -101,7 +101,9 @@ void LogCapture::ExpirePushInterval() {
   VelLogStreamPeer::ExpirePushInterval();
 }
 
-LogLock& LogCapture::Lock() { return VelLogStreamPeer::Lock(); }
+LogLock& LogCapture::Lock() {
+  return VelLogStreamPeer::Lock();
+}
 
 std::string LogCapture::Bytes() const {
   return ReadBytes(_path);
