@@ -4,20 +4,10 @@
 
 namespace vel {
 
-bool VelRecursiveMutex::is_mine() noexcept {
-  const std::uint32_t me = current_thread_id();
-  std::uint32_t seen = me;
-  return _owner.compare_exchange_strong(seen, me);
-}
-
-void VelRecursiveMutex::enter_again_or_wait() noexcept {
-  if (is_mine()) {
-    ++_recursion;
-    return;
-  }
+void VelRecursiveMutex::wait_to_enter() noexcept {
   VelFastMutex::lock();
   ++_recursion;
-  _owner.store(current_thread_id(), std::memory_order_relaxed);
+  become_owner();
 }
 
 bool VelRecursiveMutex::try_enter() noexcept {
@@ -27,7 +17,7 @@ bool VelRecursiveMutex::try_enter() noexcept {
     return true;
   }
   if (!take_free()) return false;
-  _owner.store(current_thread_id(), std::memory_order_relaxed);
+  become_owner();
   if (_recursion != 0) vel_trap();
   _recursion = 1;
   return true;

@@ -30,10 +30,12 @@ class VEL_CAPABILITY("mutex") VelRecursiveMutex : private VelFastMutex {
   constexpr VelRecursiveMutex() noexcept = default;
 
   void enter() noexcept VEL_ACQUIRE() VEL_NO_THREAD_ANALYSIS {
-    if (!take_free()) {
-      enter_again_or_wait();
-    } else if (_recursion++ == 0) {
-      _owner.store(current_thread_id(), std::memory_order_relaxed);
+    if (take_free()) {
+      if (_recursion++ == 0) become_owner();
+    } else if (is_mine()) {
+      ++_recursion;
+    } else {
+      wait_to_enter();
     }
   }
 
@@ -52,8 +54,14 @@ class VEL_CAPABILITY("mutex") VelRecursiveMutex : private VelFastMutex {
  private:
   friend class VelRecursiveMutexPeer;
 
-  [[nodiscard]] bool is_mine() noexcept;
-  void enter_again_or_wait() noexcept VEL_NO_THREAD_ANALYSIS;
+  // Exact without a barrier: nobody else stores or clears the caller's id.
+  [[nodiscard]] bool is_mine() const noexcept {
+    return _owner.load(std::memory_order_relaxed) == current_thread_id();
+  }
+  void become_owner() noexcept {
+    _owner.store(current_thread_id(), std::memory_order_relaxed);
+  }
+  void wait_to_enter() noexcept VEL_NO_THREAD_ANALYSIS;
 
   std::atomic<std::uint32_t> _owner{0};
   std::int32_t _recursion = 0;
