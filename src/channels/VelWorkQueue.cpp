@@ -32,23 +32,24 @@ IVelWorkItem* VelWorkQueue::Pop() {
 }
 
 IVelWorkItem* VelWorkQueue::Pop(std::atomic<bool>& ended) {
-  wait_for_post();
-  ItemList node;
+  ItemList node;  // freed outside the lock
+  {
+    VelSpinLock::Scope scope(_lock);
+    if (_posts-- > 0) return take_first(node, ended);
+  }
+  WaitForSingleObject(_semaphore.get(), INFINITE);
   VelSpinLock::Scope scope(_lock);
+  return take_first(node, ended);
+}
+
+IVelWorkItem* VelWorkQueue::take_first(ItemList& node,
+                                       std::atomic<bool>& ended) {
   if (_items.empty()) {
     ended = true;
     return nullptr;
   }
   node.splice(node.end(), _items, _items.begin());
   return node.front();
-}
-
-void VelWorkQueue::wait_for_post() {
-  {
-    VelSpinLock::Scope scope(_lock);
-    if (_posts-- > 0) return;
-  }
-  WaitForSingleObject(_semaphore.get(), INFINITE);
 }
 
 }  // namespace vel

@@ -52,7 +52,9 @@ class VelWorkQueue {
  private:
   using ItemList = std::list<IVelWorkItem*>;
 
-  void wait_for_post();
+  // Moves the first item's node out of the list.
+  IVelWorkItem* take_first(ItemList& node, std::atomic<bool>& ended)
+      VEL_REQUIRES(_lock);
 
   ScopedHandle _semaphore;
   ItemList _items VEL_GUARDED_BY(_lock);
