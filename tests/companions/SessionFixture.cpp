@@ -85,12 +85,14 @@ std::wstring SessionFixture::StartChild(const std::wstring& name) {
 
 std::map<std::wstring, std::wstring> SessionFixture::ReportOf(
     const std::wstring& path) {
-  for (DWORD waited = 0; waited < kPatience && !FileExists(path);
-       waited += 20) {
-    Sleep(20);
-  }
   const std::wstring name = path.substr(path.rfind(L'\\') + 1);
-  std::wistringstream lines(Widen(_scratch.Read(name)));
+  // A file that has only just come may not be open to a reader yet.
+  std::string bytes;
+  for (DWORD waited = 0; waited < kPatience && bytes.empty(); waited += 20) {
+    bytes = _scratch.Read(name);
+    if (bytes.empty()) Sleep(20);
+  }
+  std::wistringstream lines(Widen(bytes));
   std::map<std::wstring, std::wstring> report;
   for (std::wstring line; std::getline(lines, line);) {
     const std::size_t equals = line.find(L'=');
