@@ -1,182 +1,130 @@
 #include "tray/GuiIpc.h"
 
-#include <gtest/gtest.h>
-#include <windows.h>
-
-#include <cstring>
-#include <functional>
-#include <future>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include "foundation/CommandLine.h"
+#include "TrayFixture.h"
 #include "tray/GuiIpcBlock.h"
 
 namespace vel {
 namespace {
 
-// A window of the tray's class that hands each WM_COPYDATA to the test.
-class ReceivingWindow {
- public:
-  using Answer = std::function<LRESULT(WPARAM, const COPYDATASTRUCT&)>;
-
-  explicit ReceivingWindow(Answer answer) {
-    s_answer = std::move(answer);
-    std::promise<void> ready;
-    _thread = std::thread([this, &ready] { Run(ready); });
-    ready.get_future().wait();
-  }
-  ~ReceivingWindow() {
-    PostMessageW(_window, WM_QUIT, 0, 0);
-    _thread.join();
-  }
-
- private:
-  void Run(std::promise<void>& ready) {
-    WNDCLASSW window_class{};
-    window_class.lpfnWndProc = Procedure;
-    window_class.hInstance = GetModuleHandleW(nullptr);
-    window_class.lpszClassName = VEL_TRAY_WINDOW_CLASS;
-    // A tray icon of another test has left its own class behind.
-    UnregisterClassW(VEL_TRAY_WINDOW_CLASS, window_class.hInstance);
-    RegisterClassW(&window_class);
-    _window =
-        CreateWindowExW(0, VEL_TRAY_WINDOW_CLASS, L"", WS_POPUP, 0, 0, 0, 0,
-                        nullptr, nullptr, window_class.hInstance, nullptr);
-    ready.set_value();
-    MSG message;
-    while (GetMessageW(&message, nullptr, 0, 0) > 0) DispatchMessageW(&message);
-    DestroyWindow(_window);
-    UnregisterClassW(VEL_TRAY_WINDOW_CLASS, window_class.hInstance);
-  }
-
-  static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam,
-                                    LPARAM lparam) {
-    if (message != WM_COPYDATA) {
-      return DefWindowProcW(window, message, wparam, lparam);
-    }
-    return s_answer(wparam, *reinterpret_cast<COPYDATASTRUCT*>(lparam));
-  }
-
-  static inline Answer s_answer;
-  HWND _window = nullptr;
-  std::thread _thread;
-};
-
-std::wstring TextOf(const COPYDATASTRUCT& data) {
-  std::wstring text((data.cbData - VEL_GUI_IPC_MIN_COPYDATA) / 2, L'?');
-  std::memcpy(text.data(), static_cast<const char*>(data.lpData) + 4,
-              text.size() * 2);
-  return text;
-}
-
 TEST(GuiIpc, AnswersFalseWithoutATray) {
   EXPECT_FALSE(is_tray_running());
-  EXPECT_FALSE(send_gui_ipc(VELGUI_IPC_ABOUT, L""));
   char block[8] = "as was";
   EXPECT_FALSE(send_gui_ipc_mapped(VELGUI_IPC_UPDATE_STATUS, block, 8));
   EXPECT_STREQ(block, "as was");
-}
-
-TEST(GuiIpc, SendsTheBlockOfTheWireFormat) {
-  struct Row {
-    const wchar_t* text;
-    DWORD bytes;
-    LRESULT answer;
-  };
-  constexpr Row kRows[] = {
-      {nullptr, 6, 1}, {L"", 6, 1}, {L"2", 8, 0}, {L"/a=\"b\"", 18, 2}};
-  for (const Row& row : kRows) {
-    SCOPED_TRACE(row.bytes);
-    const ReceivingWindow window(
-        [&](WPARAM wparam, const COPYDATASTRUCT& data) {
-          EXPECT_EQ(wparam, 0u);
-          EXPECT_EQ(data.dwData, 0u);
-          EXPECT_EQ(data.cbData, row.bytes);
-          std::uint32_t command = 0;
-          std::memcpy(&command, data.lpData, 4);
-          EXPECT_EQ(command, 0x01020304u);
-          EXPECT_EQ(TextOf(data), row.text != nullptr ? row.text : L"");
-          return row.answer;
-        });
-    EXPECT_TRUE(is_tray_running());
-    EXPECT_EQ(send_gui_ipc(0x01020304, row.text), row.answer != 0);
-  }
-}
-
-// Opens the block of a command as the tray does and turns each byte round.
-LRESULT InvertBlock(const COPYDATASTRUCT& data, std::uint32_t size) {
-  const std::wstring text = TextOf(data);
-  const GuiIpcBlock block(text, get_param(text, VEL_GUI_IPC_MAPPING_KEY));
-  EXPECT_NE(block.view(), nullptr);
-  EXPECT_EQ(block.size(), size);
-  auto* const bytes = static_cast<unsigned char*>(block.view());
-  for (std::uint32_t i = 0; i < block.size(); ++i) bytes[i] ^= 0xFF;
-  return 1;
-}
-
-TEST(GuiIpc, CarriesABlockBothWays) {
-  for (const std::uint32_t size : {1u, 4096u, 70001u}) {
-    SCOPED_TRACE(size);
-    const ReceivingWindow window([&](WPARAM, const COPYDATASTRUCT& data) {
-      return InvertBlock(data, size);
-    });
-    std::vector<unsigned char> block(size, 0x0F);
-    EXPECT_TRUE(send_gui_ipc_mapped(14, block.data(), size));
-    EXPECT_EQ(block, std::vector<unsigned char>(size, 0xF0));
-  }
-}
-
-TEST(GuiIpc, KeepsTheBufferWhenTheTrayRefuses) {
-  const ReceivingWindow window([&](WPARAM, const COPYDATASTRUCT& data) {
-    InvertBlock(data, 2);
-    return 0;
-  });
-  unsigned char block[2] = {1, 2};
-  EXPECT_FALSE(send_gui_ipc_mapped(14, block, 2));
-  EXPECT_EQ(block[0], 1);
-  EXPECT_EQ(block[1], 2);
-}
-
-TEST(GuiIpc, RefusesSizesThatAreNone) {
-  char byte = 0;
-  EXPECT_FALSE(send_gui_ipc_mapped(14, &byte, 0));
+  EXPECT_FALSE(send_gui_ipc_mapped(14, block, 0));
   EXPECT_EQ(GetLastError(), DWORD{ERROR_EMPTY});
-  EXPECT_FALSE(send_gui_ipc_mapped(14, &byte, 0x80000000));
+  EXPECT_FALSE(send_gui_ipc_mapped(14, block, 0x80000000));
   EXPECT_EQ(GetLastError(), DWORD{ERROR_NOT_ENOUGH_MEMORY});
 }
 
 TEST(GuiIpcBlock, RefusesWhatItCantView) {
-  // Two pages, so that a size beyond them can't be mapped.
-  const ScopedHandle mapping(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr,
-                                                PAGE_READWRITE, 0, 0x2000,
-                                                L"bmmap_block_test"));
-  ASSERT_TRUE(mapping);
-  struct Row {
-    const wchar_t* text;
-    const wchar_t* tag;
-    DWORD error;  // 0: can be viewed
+  const ScopedHandle two_pages(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr,
+                                                  PAGE_READWRITE, 0, 0x2000,
+                                                  L"bmmap_two_pages"));
+  EXPECT_NE(GuiIpcBlock(L"/bmlen=\"8192\"", L"two_pages").view(), nullptr);
+  for (const wchar_t* text : {L"", L"/bmlen=\"0\"", L"/bmlen=\"-1\"",
+                              L"/bmlen=\"x\"", L"/bmlen=\"16777216\""}) {
+    EXPECT_EQ(GuiIpcBlock(text, L"two_pages").view(), nullptr) << text;
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_BLOCK_LENGTH});
+  }
+  EXPECT_EQ(GuiIpcBlock(L"/bmlen=\"16777215\"", L"two_pages").view(), nullptr);
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
+}
+
+using GuiIpcServer = test::TrayFixture;
+
+TEST_F(GuiIpcServer, PassesCommandsOnAsBroadcasts) {
+  for (const auto command : {0u, 8u, 10u, 11u, 13u, 14u, 15u, 17u, ~0u}) {
+    EXPECT_EQ(tray().OnPipeCommand(command, L"17"), 1) << command;
+  }
+  // A block makes any command a block command.
+  EXPECT_EQ(tray().on_gui_ipc(4, L"/bmmap=\"1.1\" /bmlen=\"4\""), 0u);
+  for (const auto& [command, broadcast] :
+       {std::pair{4u, L"b: VELMENUS_CONFIGURE 0 0"},
+        {5u, L"b: VELMENUS_ABOUT 0 0"},
+        {6u, L"b: OPEN_UNPROTECTED_BROWSER 17 0"},
+        {7u, L"b: update_check_version 0 0"},
+        {9u, L"b: flush_session 0 0"},
+        {12u, L"b: restore_alerts_settings 0 0"},
+        {16u, L"b: ui_settings_changed 0 0"}}) {
+    EXPECT_EQ(tray().OnPipeCommand(command, L"17"), 2);
+    EXPECT_TRUE(test::comes_true([&] { return Has(broadcast); })) << broadcast;
+    EXPECT_EQ(Take().size(), 2u);
+  }
+}
+
+TEST_F(GuiIpcServer, IgnoresABlockWithoutRoom) {
+  for (const auto& [command, size, count, asked] :
+       {std::tuple{8u, 1284u, 1u, true},
+        {8u, 2564u, 2u, true},
+        {8u, 1284u, 2u, false},
+        {8u, 1283u, 1u, false},
+        {8u, 1284u, 0xFFFFFFFF, false},
+        {10u, 3u, 0u, false},
+        {13u, 3u, 0u, false},
+        {7u, 4u, 0u, false}}) {
+    SCOPED_TRACE(testing::Message() << command << " " << size);
+    std::vector<char> block(size + sizeof(count));
+    std::memcpy(block.data(), &count, sizeof(count));
+    const std::vector<char> before = block;
+    EXPECT_TRUE(send_gui_ipc_mapped(command, block.data(), size));
+    EXPECT_EQ(block, before);
+    EXPECT_EQ(Take().size(), asked ? 2u : 0u);
+  }
+}
+
+TEST_F(GuiIpcServer, HandsABlockToThePlugInAndBack) {
+  int status = 0;
+  _a.answer = [&](const std::wstring& name, std::uintptr_t a,
+                  std::uintptr_t b) {
+    if (name == L"has_interactive_apps") *reinterpret_cast<char*>(b) = 'x';
+    if (name == L"set_url_mode_policy") reinterpret_cast<char*>(a)[b - 1] = 'z';
+    if (name == L"update_get_status") *reinterpret_cast<int*>(b) = status;
+    return true;
   };
-  constexpr Row kRows[] = {
-      {L"/bmlen=\"1\"", L"block_test", 0},
-      {L"/bmlen=\"8192\"", L"block_test", 0},
-      {L"", L"block_test", ERROR_INVALID_BLOCK_LENGTH},
-      {L"/bmlen=\"0\"", L"block_test", ERROR_INVALID_BLOCK_LENGTH},
-      {L"/bmlen=\"-1\"", L"block_test", ERROR_INVALID_BLOCK_LENGTH},
-      {L"/bmlen=\"x\"", L"block_test", ERROR_INVALID_BLOCK_LENGTH},
-      {L"/bmlen=\"16777216\"", L"block_test", ERROR_INVALID_BLOCK_LENGTH},
-      {L"/bmlen=\"16777215\"", L"block_test", ERROR_ACCESS_DENIED},
-      {L"/bmlen=\"4\"", L"not there", ERROR_FILE_NOT_FOUND},
-  };
-  for (const Row& row : kRows) {
-    SCOPED_TRACE(testing::Message() << row.text << L" " << row.tag);
-    const GuiIpcBlock block(row.text, row.tag);
-    const DWORD error = GetLastError();
-    EXPECT_EQ(block.view() != nullptr, row.error == 0);
-    if (row.error != 0) {
-      EXPECT_EQ(error, row.error);
-    }
+  char block[] = "1111";
+  EXPECT_TRUE(send_gui_ipc_mapped(11, block, 4));
+  EXPECT_TRUE(send_gui_ipc_mapped(14, block, 2));
+  EXPECT_STREQ(block, "xz11");
+  for (const int told : {0, 1, 2, 3, 4, -1, -2147483647}) {
+    status = told;
+    EXPECT_TRUE(send_gui_ipc_mapped(10, block, 4));
+    EXPECT_EQ(block[0], told >= 0 && told <= 3 ? told + 1 : 0);
+  }
+}
+
+TEST_F(GuiIpcServer, TakesOnlyASoftShutdownBackWhenItIsRefused) {
+  tray().need_session(L"Normal");
+  _a.agrees = false;
+  EXPECT_FALSE(send_gui_ipc(3, L"2"));
+  EXPECT_TRUE(Has(L"a: query 2"));
+  EXPECT_EQ(tray().OnPipeCommand(3, L""), 3);
+  EXPECT_TRUE(Has(L"a: query 0"));
+  EXPECT_EQ(tray().need_session(L"Normal"), VEL_STATUS_SESSION_ACTIVE);
+  // The order of a hard one stands for the rest of the run.
+  EXPECT_TRUE(send_gui_ipc(2, nullptr));
+  EXPECT_TRUE(Has(L"a: query 1"));
+  EXPECT_FALSE(QuitPosted());
+  EXPECT_EQ(tray().need_session(L"Normal"), VEL_STATUS_SHUTTING_DOWN);
+  std::uint32_t word = 0;
+  EXPECT_TRUE(send_gui_ipc_mapped(13, &word, 4));
+  EXPECT_EQ(word, 1u);
+  _a.agrees = true;
+  EXPECT_EQ(tray().OnPipeCommand(3, L"0"), 2);
+  EXPECT_TRUE(Has(L"release"));
+  EXPECT_FALSE(QuitPosted());  // The tray itself stays.
+}
+
+// The first command counts without the argument, the later ones only with it.
+TEST_F(GuiIpcServer, ShowsTheIconAsTheRunCommandsSay) {
+  for (const auto& [cmd_line, calls] : {std::pair{L"/icon=\"hidden\"", ""},
+                                        {L"", ""},
+                                        {L"/icon=\"shown\"", "A"},
+                                        {L"", "A"},
+                                        {L"/icon=\"hidden\"", "AD"}}) {
+    EXPECT_TRUE(send_gui_ipc(1, cmd_line));
+    _menu.Settle(Window());
+    EXPECT_EQ(_shell.Sequence(), calls);
   }
 }
 

@@ -1,63 +1,178 @@
-// A whole tray in the test's process: the real object with its window, with
-// stand-ins for the shell, the menu, the session library and two plug-ins.
+// Stand-ins for what lies around the tray: the shell, the menu, the plug-ins
+// and the session library. The window and its thread are real.
 #ifndef VEL_TESTS_TRAY_TRAYFIXTURE_H_
 #define VEL_TESTS_TRAY_TRAYFIXTURE_H_
 
-#include <gtest/gtest.h>
-#include <windows.h>
+#include <algorithm>
+#include <cstring>
 
-#include <atomic>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "FakeShell.h"
-#include "fakes/FakeDialogs.h"
-#include "fakes/FakeProduct.h"
-#include "sessions/OwnerCallback.h"
+#include "PluginRig.h"
+#include "SessionRig.h"
+#include "foundation/DialogFactory.h"
+#include "foundation/I18N.h"
+#include "foundation/Text.h"
+#include "tray/GuiIpc.h"
+#include "tray/ShellNotify.h"
 #include "tray/TrayMenuHolder.h"
+#include "tray/VELTrayIcon.h"
 
 namespace vel::test {
 
-// The records inside the stand-ins, which are loaded at the first call and kept
-// to the end of the process.
-FakeMenuRecord& Menu();
-FakeProduct& Product();
+// Takes all calls to the shell for its life; one at a time.
+struct FakeShell {
+  FakeShell() {
+    s_shell = this;
+    replace_shell_notify(Take);
+  }
+  ~FakeShell() { replace_shell_notify(nullptr); }
 
-class FakeOwner : public OwnerCallback {
- public:
-  void on_settings_changed() override { ++changes; }
-  std::atomic<int> changes{0};
+  // The messages of the calls so far: "ADM" for add, delete, modify.
+  std::string Sequence() const {
+    const VelFastMutex::Scope scope(_lock);
+    return _sequence;
+  }
+  NOTIFYICONDATAW Shown() const {
+    const VelFastMutex::Scope scope(_lock);
+    return _shown;
+  }
+  bool WaitForCalls(std::size_t count) const {
+    return comes_true([&] { return Sequence().size() >= count; });
+  }
+  bool WaitForTip(const std::wstring& tip) const {
+    return comes_true([&] { return tip == Shown().szTip; });
+  }
+  bool WaitForIcon(HICON icon) const {
+    return comes_true([&] { return icon == Shown().hIcon; });
+  }
+  void Clear() {
+    const VelFastMutex::Scope scope(_lock);
+    _sequence.clear();
+    _shown = {};
+  }
+
+  std::atomic<unsigned> refused{0};  // a bit for each message that fails
+
+  static BOOL WINAPI Take(DWORD message, NOTIFYICONDATAW* data) {
+    EXPECT_EQ(GetWindowThreadProcessId(data->hWnd, nullptr),
+              GetCurrentThreadId());
+    const VelFastMutex::Scope scope(s_shell->_lock);
+    s_shell->_sequence += "AMD"[message];
+    s_shell->_shown = *data;
+    return (s_shell->refused >> message & 1) == 0;
+  }
+
+  static inline FakeShell* s_shell;
+  mutable VelFastMutex _lock;
+  std::string _sequence;
+  NOTIFYICONDATAW _shown{};
 };
 
-// The test's thread is the tray's main thread. The plug-ins "a" and "b" are
-// loaded in this order; the records are empty at the start of each test.
-class TrayFixture : public testing::Test {
- public:
-  TrayFixture();
-  ~TrayFixture() override;
+// The menu of the dialog library, and its factory.
+struct FakeMenu : public IVelPopupMenu, public IVelDialogFactory {
+  // Dialogs and strings are loaded once, from beside the test program, before
+  // a test has a product folder of its own.
+  FakeMenu() {
+    dialog_library();
+    get_i18n();
+    open_door<IVelDialogFactory>(kDialogDoor, this);
+  }
+  // Returns when the window has handled all that was posted to it before.
+  void Settle(HWND window) {
+    SendMessageW(window, WM_NULL, 0, 0);
+    PostMessageW(window, kTrayCallbackMessage, 0, WM_RBUTTONUP);
+    EXPECT_TRUE(comes_true([this] { return shown.exchange(0) != 0; }));
+  }
+  IVelPopupMenu* create_menu() override { return this; }
+  void release() override { ++released; }
+  void add_item(std::uint32_t parent, std::uint32_t type, std::uint32_t id,
+                const wchar_t* text, IVelMenuItemHandler* handler,
+                bool flag) override {
+    items.push_back(
+        FormatWide(L"%u %u %u %s %u", parent, type, id, text, flag));
+    handlers.push_back(handler);
+  }
+  void clear_items() override { items.clear(), handlers.clear(); }
+  void show_at(const POINT*, HWND) override {
+    if (on_show) on_show();
+    ++shown;
+  }
+  void run_default(std::uint32_t type) override {
+    EXPECT_EQ(type, std::uint32_t{VEL_MENU_ITEM_BOLD});
+    ++defaults;
+  }
+  void reserved_3() override {}
+  void reserved_6() override {}
 
+  EventList items;  // parent, type, id, text, flag
+  std::vector<IVelMenuItemHandler*> handlers;
+  std::function<void()> on_show;
+  std::atomic<int> released{0}, shown{0}, defaults{0};
+};
+
+// A plug-in with an item in the menu, where the test decides whether it ends a
+// broadcast.
+struct TrayPlugin : public ProbePlugin {
+  using ProbePlugin::ProbePlugin;
+
+  void on_tray_menu_popup(IVelTrayMenu* menu) override {
+    menu->add_menu_item(0, VEL_MENU_ITEM_PLAIN, 1, L"own", nullptr, false);
+  }
+  bool on_broadcast(IVelPlugin* sender, const wchar_t* name, std::uintptr_t a,
+                    std::uintptr_t b) override {
+    ProbePlugin::on_broadcast(sender, name, a, b);
+    return answer && answer(name, a, b);
+  }
+
+  std::function<bool(const std::wstring&, std::uintptr_t, std::uintptr_t)>
+      answer;
+};
+
+// The test's thread is the tray's main thread. The plug-ins "a" and "b" have
+// their names as hints.
+class TrayFixture : public testing::Test, public IPluginDoor {
  protected:
-  // Constructs the tray and waits until its plug-ins know.
-  void Start();
+  // Brings the tray up, waits until its plug-ins know, and forgets it.
+  void SetUp() override {
+    open_door<IPluginDoor>(kPluginDoor, this);
+    _tray = std::make_unique<TrayMenuHolder>(nullptr);
+    EXPECT_TRUE(comes_true([&] { return Has(L"b: VELGUI_INITIALIZED 0 0"); }));
+    _menu.Settle(Window());
+    Take();
+  }
   TrayMenuHolder& tray() { return *_tray; }
-  HWND Window() const;
+  static HWND Window() { return FindWindowW(VEL_TRAY_WINDOW_CLASS, L""); }
 
-  // What the library's record holds so far.
-  static std::vector<std::wstring> Lines();
-  static void ForgetLines();
-  static bool Has(const std::wstring& line);
-  static bool WaitFor(const std::wstring& line);
+  // What plug-ins and sessions have noted since the last Take.
+  EventList Take() {
+    Has({});
+    return std::exchange(_seen, {});
+  }
+  bool Has(const std::wstring& event) {
+    for (auto& seen : _sessions.events.take()) _seen.push_back(std::move(seen));
+    return std::find(_seen.begin(), _seen.end(), event) != _seen.end();
+  }
   // Whether the tray has asked the main loop to end; the message is taken.
-  static bool QuitPosted();
+  static bool QuitPosted() {
+    MSG message;
+    return PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE);
+  }
 
-  // The shell's latest record, once the tip is the given one.
-  bool WaitForTip(const std::wstring& tip) const;
-  bool WaitForIcon(HICON icon) const;
-  NOTIFYICONDATAW Shown() const;
+  IVelPlugin* get_plugin(const wchar_t*, IVelPluginHost* host,
+                         const wchar_t* name) override {
+    TrayPlugin& plugin = *name == L'a' ? _a : _b;
+    plugin.host = host;
+    host->set_notify_hint(name);
+    return &plugin;
+  }
+  long can_unload_now(const wchar_t*) override { return 0; }
+  void unloaded(const wchar_t*) override {}
 
   FakeShell _shell;
-  FakeOwner _owner;
+  FakeMenu _menu;
+  SessionRig _sessions;
+  TrayPlugin _a{_sessions.events, L"a"};
+  TrayPlugin _b{_sessions.events, L"b"};
+  EventList _seen;
   std::unique_ptr<TrayMenuHolder> _tray;
 };
 

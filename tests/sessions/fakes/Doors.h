@@ -30,6 +30,9 @@ class ISessionDoor {
 };
 inline constexpr wchar_t kSessionDoor[] = L"VEL_TEST_SESSION_DOOR";
 
+// The door of the dialog library leads to its factory.
+inline constexpr wchar_t kDialogDoor[] = L"VEL_TEST_DIALOG_DOOR";
+
 template <class Door>
 void open_door(const wchar_t* variable, Door* door) {
   wchar_t address[20];
