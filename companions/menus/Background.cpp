@@ -171,8 +171,8 @@ bool open_dialog(Dialog dialog, Work work) {
     const SrwLock::Scope scope(lock);
     if (closed) return false;
     if (!dialog_open[slot]) {
-      auto job =
-          std::make_unique<DialogJob>(slot, own_module(), std::move(work));
+      auto job = std::unique_ptr<DialogJob>(
+          new DialogJob{slot, own_module(), std::move(work)});
       if (!start_dialog(job.get())) return false;
       static_cast<void>(job.release());
       return true;

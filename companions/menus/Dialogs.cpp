@@ -28,7 +28,10 @@ std::wstring ask_for_file(const Texts& texts) {
   parameters.nMaxFile = static_cast<DWORD>(file.size());
   parameters.Flags =
       OFN_EXPLORER | OFN_FILEMUSTEXIST | OFN_HIDEREADONLY | OFN_NOCHANGEDIR;
-  if (GetOpenFileNameW(&parameters)) return file.c_str();
+  if (GetOpenFileNameW(&parameters)) {
+    file.resize(wcslen(file.c_str()));
+    return file;
+  }
   if (const DWORD error = CommDlgExtendedError()) {
     companion::debug_report(L"menus", L"the file dialog", error);
   }

@@ -55,12 +55,12 @@ bool starts_the_product(const std::wstring& command_line) {
 std::wstring installed_browser() {
   const HKEY hives[] = {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE};
   for (const HKEY hive : hives) {
-    const std::wstring command =
+    std::wstring command =
         client_command(hive, registry_text(hive, kClients, nullptr));
     if (!command.empty()) return command;
   }
   for (const HKEY hive : hives) {
-    const std::wstring command = first_client(hive);
+    std::wstring command = first_client(hive);
     if (!command.empty()) return command;
   }
   return {};

@@ -31,7 +31,7 @@ bool means_no_tokens(DWORD error) {
 }  // namespace
 
 std::shared_ptr<SessionJob> SessionJob::create(const wchar_t* config) {
-  const std::shared_ptr<SessionJob> result(new SessionJob);
+  std::shared_ptr<SessionJob> result(new SessionJob);
   result->_config = config ? config : L"";
   result->_job.reset(CreateJobObjectW(nullptr, nullptr));
   if (!result->_job || !kill_on_close(result->_job.get())) return nullptr;

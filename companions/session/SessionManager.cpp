@@ -48,7 +48,7 @@ bool SessionManager::wait_until_startable() {
 }
 
 SessionManager::RunPtr SessionManager::make_run(const wchar_t* config) {
-  const auto run = std::make_shared<Run>();
+  auto run = std::make_shared<Run>();
   run->job = SessionJob::create(config);
   if (!run->job) {
     debug_report(kLibrary, L"the job", GetLastError());

@@ -71,7 +71,7 @@ std::wstring find_file(const std::wstring& file,
                        const std::wstring& directory) {
   const bool relative = PathIsRelativeW(file.c_str()) != FALSE;
   if (relative && !directory.empty()) {
-    const std::wstring below = directory + L"\\" + file;
+    std::wstring below = directory + L"\\" + file;
     if (exists(below)) return below;
   }
   if (!relative) return exists(file) ? file : std::wstring();
@@ -115,7 +115,7 @@ ShellCommand resolve_url(const ShellRequest& request,
   return by_template(command, request);
 }
 
-ShellCommand resolve_file(ShellRequest request) {
+ShellCommand resolve_file(const ShellRequest& request) {
   const std::wstring extension = PathFindExtensionW(request.file.c_str());
   const bool opens = request.verb.empty() || same(request.verb, L"open");
   if (is_program(extension) && opens) {
@@ -160,7 +160,7 @@ ShellCommand resolve_shell_command(ShellRequest request) {
   if (same(PathFindExtensionW(found.c_str()), L".lnk")) {
     if (const DWORD error = follow_shortcut(&request)) return failed(error);
   }
-  return resolve_file(std::move(request));
+  return resolve_file(request);
 }
 
 }  // namespace velul
