@@ -1,9 +1,8 @@
-// Work on the system's pool beside bare calls of the pool.
+// Work on the system's pool: the serial queue and the round trip of a task.
 #include <windows.h>
 
 #include <benchmark/benchmark.h>
 
-#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -17,99 +16,150 @@
 namespace vel::bench {
 namespace {
 
-class EmptyTask : public VelTask {
- protected:
-  void run() override {}
+constexpr int kItems = 100000;
+
+// Owned by the benchmark, so that only the queue is measured.
+class Item : public IVelWorkItem {
+ public:
+  void run_and_free() override { ++runs; }
+  int runs = 0;
 };
 
-void task_round_trip(benchmark::State& state) {
-  EmptyTask task;
-  for (auto _ : state) {
-    task.start();
-    task.wait();
+// A queue as the standard library suggests it, with a thread of its own.
+class StandardQueue {
+ public:
+  StandardQueue() : _consumer([this] { consume(); }) {}
+  ~StandardQueue() {
+    post(nullptr);
+    _consumer.join();
   }
-}
-BENCHMARK(task_round_trip)->Name("VelTask")->UseRealTime()->Iterations(2000);
 
-DWORD WINAPI signal(void* event) {
+  void post(IVelWorkItem* item) {
+    {
+      const std::lock_guard<std::mutex> lock(_mutex);
+      _items.push_back(item);
+    }
+    _arrived.notify_one();
+  }
+
+ private:
+  void consume() {
+    for (;;) {
+      std::unique_lock<std::mutex> lock(_mutex);
+      _arrived.wait(lock, [this] { return !_items.empty(); });
+      IVelWorkItem* item = _items.front();
+      _items.pop_front();
+      lock.unlock();
+      if (item == nullptr) return;
+      item->run_and_free();
+    }
+  }
+
+  std::mutex _mutex;
+  std::condition_variable _arrived;
+  std::deque<IVelWorkItem*> _items;
+  std::thread _consumer;
+};
+
+void check_runs(benchmark::State& state, const Item& item) {
+  const auto posts = static_cast<int>(state.iterations());
+  if (item.runs != posts) state.SkipWithError("items were lost");
+}
+
+// From the first post to the end of the last item, for each item.
+void serial_queue(benchmark::State& state) {
+  Item item;
+  {
+    SerialQueue queue;
+    while (state.KeepRunningBatch(kItems)) {
+      for (int i = 0; i < kItems; ++i) queue.Post(&item);
+      queue.Stop();
+    }
+  }
+  check_runs(state, item);
+}
+
+void standard_queue(benchmark::State& state) {
+  Item item;
+  while (state.KeepRunningBatch(kItems)) {
+    StandardQueue queue;
+    for (int i = 0; i < kItems; ++i) queue.post(&item);
+  }
+  check_runs(state, item);
+}
+
+DWORD WINAPI signal_event(void* event) {
   SetEvent(event);
   return 0;
 }
 
-// The wait is the same: for a thread that may have windows.
-void bare_round_trip(benchmark::State& state) {
-  ScopedHandle event(CreateEventW(nullptr, TRUE, TRUE, nullptr));
-  HANDLE handle = event.get();
-  for (auto _ : state) {
-    ResetEvent(handle);
-    QueueUserWorkItem(signal, handle, WT_EXECUTELONGFUNCTION);
-    MsgWaitForMultipleObjects(1, &handle, FALSE, INFINITE, QS_ALLINPUT);
-  }
-}
-BENCHMARK(bare_round_trip)
-    ->Name("QueueUserWorkItem and event")
-    ->UseRealTime()
-    ->Iterations(2000);
-
-constexpr int kItems = 200000;
-
-class CountingItem : public IVelWorkItem {
+class EmptyTask : public VelTask {
  public:
-  void run_and_free() override { ++_runs; }
+  using VelTask::done_event;
 
- private:
-  std::atomic<int> _runs{0};
+ protected:
+  void run() override {}
 };
 
-void serial_queue(benchmark::State& state) {
-  CountingItem item;
-  SerialQueue queue;
-  for (auto _ : state) {
-    for (int i = 0; i < kItems; ++i) queue.Post(&item);
-    queue.Stop();
-  }
-  state.SetItemsProcessed(state.iterations() * kItems);
-}
-BENCHMARK(serial_queue)->Name("SerialQueue")->UseRealTime()->Iterations(5);
+using Wait = DWORD (*)(HANDLE);
 
-// The queue that one would write with the standard library.
-void standard_queue(benchmark::State& state) {
-  CountingItem item;
-  std::mutex mutex;
-  std::condition_variable posted;
-  std::deque<IVelWorkItem*> items;
-  const auto post = [&](IVelWorkItem* posted_item) {
-    {
-      const std::lock_guard lock(mutex);
-      items.push_back(posted_item);
+DWORD wait_plainly(HANDLE event) {
+  return WaitForSingleObject(event, INFINITE);
+}
+
+// As VelTask::wait() does, for a thread that has windows.
+DWORD wait_for_messages_too(HANDLE event) {
+  return MsgWaitForMultipleObjects(1, &event, FALSE, INFINITE, QS_ALLINPUT);
+}
+
+template <Wait wait>
+void task_round_trip(benchmark::State& state) {
+  EmptyTask task;
+  for (auto _ : state) {
+    if (!task.start() || wait(task.done_event()) != WAIT_OBJECT_0) {
+      state.SkipWithError("the task doesn't run");
+      break;
     }
-    posted.notify_one();
-  };
-  for (auto _ : state) {
-    std::thread consumer([&] {
-      for (;;) {
-        std::unique_lock lock(mutex);
-        posted.wait(lock, [&] { return !items.empty(); });
-        IVelWorkItem* const next = items.front();
-        items.pop_front();
-        lock.unlock();
-        if (next == nullptr) return;
-        next->run_and_free();
-      }
-    });
-    for (int i = 0; i < kItems; ++i) post(&item);
-    post(nullptr);
-    consumer.join();
   }
-  state.SetItemsProcessed(state.iterations() * kItems);
 }
-BENCHMARK(standard_queue)
-    ->Name("std::deque and condition variable")
-    ->UseRealTime()
-    ->Iterations(5);
 
-const AddRatio task_ratio("VelTask", "QueueUserWorkItem and event", 1.15);
-const AddRatio queue_ratio("SerialQueue", "std::deque and condition variable");
+template <Wait wait>
+void bare_round_trip(benchmark::State& state) {
+  const ScopedHandle event(CreateEventW(nullptr, TRUE, TRUE, nullptr));
+  for (auto _ : state) {
+    ResetEvent(event.get());
+    if (!QueueUserWorkItem(signal_event, event.get(), WT_EXECUTELONGFUNCTION) ||
+        wait(event.get()) != WAIT_OBJECT_0) {
+      state.SkipWithError("the item doesn't run");
+      break;
+    }
+  }
+}
+
+void add(const char* name, void (*function)(benchmark::State&),
+         int iterations) {
+  benchmark::RegisterBenchmark(name, function)
+      ->UseRealTime()
+      ->Iterations(iterations);
+}
+
+bool add_all() {
+  add("SerialQueue item", serial_queue, kItems);
+  add("std::deque queue item", standard_queue, kItems);
+  add("VelTask round trip", task_round_trip<wait_plainly>, 200);
+  add("VelTask round trip, messages", task_round_trip<wait_for_messages_too>,
+      200);
+  add("bare pool item", bare_round_trip<wait_plainly>, 200);
+  add("bare pool item, messages", bare_round_trip<wait_for_messages_too>, 200);
+  constexpr double kMillionPerSecond = 1000;  // ns
+  add_limit("SerialQueue item", kMillionPerSecond);
+  add_ratio("SerialQueue item", "std::deque queue item", 0);
+  add_ratio("VelTask round trip", "bare pool item", 1.15);
+  add_ratio("VelTask round trip, messages", "bare pool item, messages", 1.15);
+  return true;
+}
+
+const bool added = add_all();
 
 }  // namespace
 }  // namespace vel::bench

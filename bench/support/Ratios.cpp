@@ -10,6 +10,13 @@
 namespace vel::bench {
 namespace {
 
+struct Ratio {
+  std::string ours;
+  std::string peer;
+  double goal;
+  double limit;  // stands for the peer's time when it isn't 0
+};
+
 std::vector<Ratio>& ratios() {
   static std::vector<Ratio> all;
   return all;
@@ -79,20 +86,31 @@ const char* verdict(double ratio, double goal) {
 
 void print_ratio(const Samples& samples, const Ratio& row) {
   const auto ours = samples.find(row.ours);
-  const auto peer = samples.find(row.peer);
-  if (ours == samples.end() || peer == samples.end()) return;
-  const double ratio = median(ours->second) / median(peer->second);
+  if (ours == samples.end()) return;
+  std::vector<double> peer = {row.limit};
+  if (row.limit == 0) {
+    const auto found = samples.find(row.peer);
+    if (found == samples.end()) return;
+    peer = found->second;
+  }
+  const double ratio = median(ours->second) / median(peer);
   char goal[16] = "";
   if (row.goal != 0) std::snprintf(goal, sizeof goal, "<= %.2f", row.goal);
   std::printf("%-34s %-34s %8.2f %8.2f %8s %s\n", row.ours.c_str(),
-              row.peer.c_str(), ratio, best(ours->second) / best(peer->second),
-              goal, verdict(ratio, row.goal));
+              row.peer.c_str(), ratio, best(ours->second) / best(peer), goal,
+              verdict(ratio, row.goal));
 }
 
 }  // namespace
 
 void add_ratio(const std::string& ours, const std::string& peer, double goal) {
-  ratios().push_back({ours, peer, goal});
+  ratios().push_back({ours, peer, goal, 0});
+}
+
+void add_limit(const std::string& ours, double limit) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.0f ns", limit);
+  ratios().push_back({ours, text, 1.0, limit});
 }
 
 int run_benchmarks(int argc, char** argv) {
