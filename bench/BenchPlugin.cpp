@@ -7,7 +7,7 @@
 
 namespace {
 
-class BenchPlugin : public IVelPlugin {
+class BenchPlugin final : public IVelPlugin {
  public:
   void on_tray_menu_popup(IVelTrayMenu*) override {}
   void on_session_startup(IVelSession*, const wchar_t*) override {}
@@ -21,8 +21,6 @@ class BenchPlugin : public IVelPlugin {
   }
   void destroy() override { delete this; }
 
- private:
-  ~BenchPlugin() = default;
 };
 
 }  // namespace
