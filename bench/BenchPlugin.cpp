@@ -20,7 +20,6 @@ class BenchPlugin final : public IVelPlugin {
     return false;
   }
   void destroy() override { delete this; }
-
 };
 
 }  // namespace

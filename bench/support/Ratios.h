@@ -2,6 +2,7 @@
 #define VEL_BENCH_RATIOS_H_
 
 #include <string>
+#include <vector>
 
 namespace vel::bench {
 
@@ -13,6 +14,9 @@ void add_ratio(const std::string& ours, const std::string& peer, double goal);
 
 // The same against a fixed time in nanoseconds.
 void add_limit(const std::string& ours, double limit);
+
+// What was measured elsewhere, in nanoseconds for each round; for the tables.
+void add_samples(const std::string& name, const std::vector<double>& times);
 
 // Runs the benchmarks of the program, many short rounds of all of them in a
 // changing order, and prints the tables. Takes Google Benchmark's arguments.
