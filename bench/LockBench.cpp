@@ -80,6 +80,34 @@ void shared(benchmark::State& state) {
   }
 }
 
+// Some tens of nanoseconds, as a short critical section takes.
+void work() {
+  for (int i = 0; i < 64; ++i) benchmark::DoNotOptimize(i);
+}
+
+// Several threads, each as long in the lock as outside.
+template <typename Lock>
+void exclusive_contended(benchmark::State& state) {
+  Lock& lock = aligned<Lock>.lock;
+  for (auto _ : state) {
+    lock.lock();
+    work();
+    lock.unlock();
+    work();
+  }
+}
+
+template <typename Lock>
+void shared_contended(benchmark::State& state) {
+  Lock& lock = aligned<Lock>.lock;
+  for (auto _ : state) {
+    lock.lock_shared();
+    work();
+    lock.unlock_shared();
+    work();
+  }
+}
+
 // The second entry of a thread that holds the lock.
 template <typename Lock>
 void nested(benchmark::State& state) {
@@ -96,23 +124,33 @@ void nested(benchmark::State& state) {
 using Function = void(benchmark::State&);
 
 // Rounds short enough to fit between two interruptions.
-constexpr int kAlone = 100000;
-constexpr int kContended = 20000;
-
-void add_single(const char* name, Function* function) {
+void add_alone(const char* name, Function* function) {
+  constexpr int kIterations = 100000;
   benchmark::RegisterBenchmark(name, function)
       ->UseRealTime()
-      ->Iterations(kAlone);
+      ->Iterations(kIterations);
 }
 
-void add(const char* name, Function* function) {
-  add_single(name, function);
-  for (const int threads : {2, 4}) {
-    benchmark::RegisterBenchmark(name, function)
-        ->UseRealTime()
-        ->Iterations(kContended)
-        ->Threads(threads);
-  }
+// Rounds long enough for the threads to meet.
+void add_contended(const char* name, Function* function) {
+  constexpr double kSeconds = 0.1;
+  benchmark::RegisterBenchmark(name, function)
+      ->UseRealTime()
+      ->MinTime(kSeconds)
+      ->Threads(2)
+      ->Threads(4);
+}
+
+template <typename Lock>
+void add_exclusive(const char* name) {
+  add_alone(name, exclusive<Lock>);
+  add_contended(name, exclusive_contended<Lock>);
+}
+
+template <typename Lock>
+void add_shared(const char* name) {
+  add_alone(name, shared<Lock>);
+  add_contended(name, shared_contended<Lock>);
 }
 
 // A row without contention, which has a goal, and two with it.
@@ -124,21 +162,21 @@ void add_ratios(const std::string& ours, const std::string& peer) {
 }
 
 bool add_all() {
-  add("VelSpinLock", exclusive<VelSpinLock>);
-  add("VelFastMutex", exclusive<VelFastMutex>);
-  add("VelRecursiveMutex", exclusive<RecursiveMutex>);
-  add("VelRWLock write", exclusive<RwLock>);
-  add("VelRWLock read", shared<RwLock>);
-  add("CRITICAL_SECTION", exclusive<CriticalSection>);
-  add("SRWLOCK", exclusive<SrwLock>);
-  add("SRWLOCK shared", shared<SrwLock>);
-  add("std::mutex", exclusive<std::mutex>);
-  add("std::recursive_mutex", exclusive<std::recursive_mutex>);
-  add("std::shared_mutex", exclusive<std::shared_mutex>);
-  add("std::shared_mutex shared", shared<std::shared_mutex>);
-  add_single("VelRecursiveMutex nested", nested<RecursiveMutex>);
-  add_single("CRITICAL_SECTION nested", nested<CriticalSection>);
-  add_single("std::recursive_mutex nested", nested<std::recursive_mutex>);
+  add_exclusive<VelSpinLock>("VelSpinLock");
+  add_exclusive<VelFastMutex>("VelFastMutex");
+  add_exclusive<RecursiveMutex>("VelRecursiveMutex");
+  add_exclusive<RwLock>("VelRWLock write");
+  add_shared<RwLock>("VelRWLock read");
+  add_exclusive<CriticalSection>("CRITICAL_SECTION");
+  add_exclusive<SrwLock>("SRWLOCK");
+  add_shared<SrwLock>("SRWLOCK shared");
+  add_exclusive<std::mutex>("std::mutex");
+  add_exclusive<std::recursive_mutex>("std::recursive_mutex");
+  add_exclusive<std::shared_mutex>("std::shared_mutex");
+  add_shared<std::shared_mutex>("std::shared_mutex shared");
+  add_alone("VelRecursiveMutex nested", nested<RecursiveMutex>);
+  add_alone("CRITICAL_SECTION nested", nested<CriticalSection>);
+  add_alone("std::recursive_mutex nested", nested<std::recursive_mutex>);
 
   for (const char* ours : {"VelSpinLock", "VelFastMutex"}) {
     for (const char* peer : {"CRITICAL_SECTION", "SRWLOCK", "std::mutex"}) {
