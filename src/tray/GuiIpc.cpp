@@ -6,6 +6,8 @@
 #include <cstring>
 #include <memory>
 
+#include "sync/ScopedHandle.h"
+
 namespace vel {
 namespace {
 
@@ -49,13 +51,11 @@ class SharedBlock {
       : _mapping(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr,
                                     SEC_COMMIT | PAGE_READWRITE, 0, size,
                                     name)) {
-    if (_mapping != nullptr) {
-      _view = MapViewOfFile(_mapping, FILE_MAP_WRITE, 0, 0, size);
-    }
+    if (!_mapping) return;
+    _view = MapViewOfFile(_mapping.get(), FILE_MAP_WRITE, 0, 0, size);
   }
   ~SharedBlock() {
     if (_view != nullptr) UnmapViewOfFile(_view);
-    if (_mapping != nullptr) CloseHandle(_mapping);
   }
   SharedBlock(const SharedBlock&) = delete;
   SharedBlock& operator=(const SharedBlock&) = delete;
@@ -63,7 +63,7 @@ class SharedBlock {
   void* view() const { return _view; }
 
  private:
-  HANDLE _mapping;
+  const ScopedHandle _mapping;
   void* _view = nullptr;
 };
 

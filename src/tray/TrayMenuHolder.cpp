@@ -33,7 +33,7 @@ std::uint32_t windows_session_id() {
 
 }  // namespace
 
-TrayMenuHolder::TrayMenuHolder(OwnerCallback* owner_callback)
+TrayMenuHolder::TrayMenuHolder(OwnerCallback* owner_callback, FieldsOnly)
     : VelPipeServer(static_cast<PipeCommandHandler*>(this)),
       _stop_event(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
       _plugins(owner_callback),
@@ -43,6 +43,10 @@ TrayMenuHolder::TrayMenuHolder(OwnerCallback* owner_callback)
       _main_thread_id(GetCurrentThreadId()),
       _session_id(windows_session_id()) {
   if (!_stop_event) vel_trap();
+}
+
+TrayMenuHolder::TrayMenuHolder(OwnerCallback* owner_callback)
+    : TrayMenuHolder(owner_callback, FieldsOnly{}) {
   _svc_process = SharedHandle(svc_send_init());
   // Plug-ins are in memory before the pipe can deliver any command.
   _plugins.load_plugins(this);
@@ -84,8 +88,9 @@ void TrayMenuHolder::make_tray_icon() {
   TrayMenuOwner owner;
   owner.build_menu = [](void* self) {
     auto* const holder = static_cast<TrayMenuHolder*>(self);
+    VELTrayIcon* const shown = holder->tray_icon();
     const VelFastMutex::Scope scope(holder->_popup_lock);
-    holder->build_popup_menu();
+    holder->build_popup_menu(shown);
   };
   owner.arg = this;
   std::shared_ptr<VELTrayIcon> icon(new VELTrayIcon(
@@ -199,8 +204,7 @@ bool TrayMenuHolder::query_session_shutdown(IVelSession* session,
 }
 
 // The Exit item is always the last one, whatever the plug-ins have done.
-void TrayMenuHolder::build_popup_menu() {
-  VELTrayIcon* const icon = tray_icon();
+void TrayMenuHolder::build_popup_menu(VELTrayIcon* icon) {
   if (_shutting_down || icon == nullptr) return;
   VelLog_Print(1, L"TrayMenuHolder::build_popup_menu entered");
   _plugins.on_tray_menu_popup(icon);

@@ -10,8 +10,10 @@
 // Locks, outermost first: _sessions_lock, then a holder's own lock. The walk of
 // a close holds _sessions_lock for reading across calls into plug-ins, so a
 // configuration that is asked for the first time waits for its end. _popup_lock
-// is for the window thread. _notify_lock lies inside all of them, is held for a
-// moment and never across a call into a plug-in.
+// is for the window thread; the plug-ins add their items under it. _notify_lock
+// is held for a moment and never across a call into a plug-in. The tray takes
+// each of these two alone; a plug-in that is called under another lock may come
+// to _notify_lock by setting its hint or icon.
 #ifndef VEL_TRAY_TRAYMENUHOLDER_H_
 #define VEL_TRAY_TRAYMENUHOLDER_H_
 
@@ -54,7 +56,7 @@ class TrayMenuHolder : public IVelSessionHost,
 
   // Brings the tray up: service, plug-ins, pipe, icon. The window that takes
   // GUI IPC exists only at the end. `owner_callback` isn't owned, outlives the
-  // object and may be null.
+  // object and may be null. An exception leaves nothing running behind.
   explicit TrayMenuHolder(OwnerCallback* owner_callback);
   ~TrayMenuHolder() override;
   TrayMenuHolder(const TrayMenuHolder&) = delete;
@@ -106,6 +108,11 @@ class TrayMenuHolder : public IVelSessionHost,
     }
   };
 
+  // Fills the fields and starts nothing. The public constructor goes on from
+  // there, so that the destructor stops what runs already when it throws.
+  struct FieldsOnly {};
+  TrayMenuHolder(OwnerCallback* owner_callback, FieldsOnly);
+
   std::uint32_t OnGuiIpc(std::uint32_t command, const std::wstring& text);
   std::uint32_t dispatch_command(std::uint32_t command,
                                  const std::wstring& text);
@@ -118,7 +125,8 @@ class TrayMenuHolder : public IVelSessionHost,
   void start_service_watch();
   void make_tray_icon();
   void remove_tray_icon();
-  void build_popup_menu() VEL_REQUIRES(_popup_lock);
+  // Null stands for no icon yet, or no more: nothing is built.
+  void build_popup_menu(VELTrayIcon* icon) VEL_REQUIRES(_popup_lock);
   std::wstring merged_tip() const VEL_REQUIRES(_notify_lock);
   void show_icon_as_asked(const std::wstring& cmd_line);
   void bring_to_foreground();

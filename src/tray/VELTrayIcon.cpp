@@ -15,8 +15,8 @@
 #include "tray/GuardedText.h"
 #include "tray/GuiIpc.h"
 #include "tray/LowAddress.h"
-#include "tray/ShellNotify.h"
 #include "tray/NotifyRecord.h"
+#include "tray/ShellNotify.h"
 #include "vel/StringIds.h"
 
 namespace vel {
@@ -212,7 +212,8 @@ LRESULT VELTrayIcon::on_end_session(WPARAM wparam, LPARAM lparam) {
 }
 
 LRESULT VELTrayIcon::on_copy_data(const COPYDATASTRUCT* data) {
-  if (data == nullptr || data->cbData < VEL_GUI_IPC_MIN_COPYDATA) return FALSE;
+  if (data == nullptr || data->lpData == nullptr) return FALSE;
+  if (data->cbData < VEL_GUI_IPC_MIN_COPYDATA) return FALSE;
   const auto* const block = static_cast<const unsigned char*>(data->lpData);
   std::uint32_t command;
   std::memcpy(&command, block, sizeof(command));

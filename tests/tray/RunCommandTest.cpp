@@ -11,8 +11,7 @@ namespace {
 // BEL and 2 stand for a quote inside a value.
 constexpr const wchar_t* kCommands[][2] = {
     // URLs: up to the next blank, in their own case, http before the others.
-    {L"B.exe http://x/a b", L"Normal: ||http://x/a||"},
-    {L"B.exe HTTP://X", L"Normal: ||HTTP://X||"},
+    {L"B.exe HTTP://X/a b", L"Normal: ||HTTP://X/a||"},
     {L"B.exe ftp://a http://b", L"Normal: ||http://b||"},
     {L"/shex_cfg=\"P\" ftp://a https://b?q=1", L"P: ||https://b?q=1||"},
     // An action of its own: no URL is looked for.

@@ -35,9 +35,6 @@ struct FakeShell {
     const VelFastMutex::Scope scope(_lock);
     return _shown;
   }
-  bool WaitForCalls(std::size_t count) const {
-    return comes_true([&] { return Sequence().size() >= count; });
-  }
   bool WaitForTip(const std::wstring& tip) const {
     return comes_true([&] { return tip == Shown().szTip; });
   }
