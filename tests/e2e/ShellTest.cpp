@@ -97,13 +97,18 @@ TEST_F(ShellTest, DoubleClickRunsTheDefaultItem) {
   EXPECT_EQ(tray.Shutdown(), 0u);
 }
 
-// A new shell for a tray whose own has been killed. The child of a script.
-VEL_CHILD_MAIN(ActsAsShell) {
+// Kills the desktop's real shell and takes its place. The child of a script,
+// since no later test could have a window on that desktop.
+VEL_CHILD_MAIN(ReplacesShell) {
   StandInShell shell;
   const HWND tray = FindTray();
   if (!tray) return 1;
+  for (const DWORD id : ProcessesNamed(L"explorer.exe")) KillProcess(id, 1);
+  if (!WaitUntil([] { return ProcessesNamed(L"explorer.exe").empty(); })) {
+    return 2;
+  }
   StandInShell::Announce(tray);
-  return WaitUntil([&] { return shell.HasIcon(); }) ? 0 : 2;
+  return WaitUntil([&] { return shell.HasIcon(); }) ? 0 : 3;
 }
 
 }  // namespace

@@ -1,0 +1,82 @@
+# What the scripts of the end-to-end tests share. Sourced by bash with the
+# staged product's folder, the folder of the test programs and a folder for what
+# results as the script's arguments.
+
+stage=$1 helpers=$2 results=$3
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../../.." && pwd)
+readonly skipped=77
+
+skip() { echo "Skipped: $*"; exit $skipped; }
+fail() {
+  echo "FAILED: $*"
+  [ -e "$product/Plugins/test.dll.log" ] && cat "$product/Plugins/test.dll.log"
+  take_picture failed
+  exit 1
+}
+
+# A prefix that somebody works in isn't touched: these tests end all of its
+# programs.
+[ -n "${VEL_WINEPREFIX:-}" ] ||
+  skip "VEL_WINEPREFIX names no Wine prefix for the tests"
+for tool in wine wineserver xdotool import xdpyinfo; do
+  command -v $tool >/dev/null || skip "$tool isn't installed"
+done
+xdpyinfo >/dev/null 2>&1 || skip "there is no display"
+export WINEPREFIX=$VEL_WINEPREFIX
+# The desktop has to come up on this display.
+wineserver -k 2>/dev/null
+wineserver -w
+
+windows() { "$root/cmake/wine-run" "$@" 2>&1; }
+
+windows reg query 'HKCU\Software\Wine\Explorer' /v Desktop 2>/dev/null |
+  grep -q shell || skip "the Wine prefix has no shell desktop"
+
+product=$(mktemp -d)
+mkdir -p "$results"
+finish() {
+  cp "$product"/*.log "$results" 2>/dev/null
+  wineserver -k 2>/dev/null
+  wineserver -w
+  rm -rf "$product"
+}
+trap finish EXIT
+
+# The product with the test plug-in as its only one and the test's session
+# library.
+cp -r "$stage/." "$product/"
+cp "$helpers/e2e_plugin.dll" "$product/Plugins/test.dll"
+cp "$helpers/e2e_session.dll" "$product/VELUL.dll"
+printf 'test.dll\r\n' >"$product/Plugins/plugins.txt"
+
+# Starts the program with the arguments as they stand. Through a batch file,
+# since Wine escapes the quotes of what it is given by a Unix program.
+brindlemar() {
+  local batch
+  batch=$(mktemp -p "$product" --suffix=.bat)
+  printf '@"%s" %s\r\n@exit %%errorlevel%%\r\n' \
+    "$(winepath -w "$product/Brindlemar.exe")" "$*" >"$batch"
+  windows cmd /c "$(winepath -w "$batch")"
+}
+start_tray() { brindlemar "$@" >/dev/null & }
+
+take_picture() { import -window root "$results/$1.png" 2>/dev/null || true; }
+
+# wait_until <seconds> <command...>
+wait_until() {
+  local end=$((SECONDS + $1))
+  shift
+  until "$@"; do
+    [ $SECONDS -lt $end ] || return 1
+    sleep 0.1
+  done
+}
+
+# How often the plug-in or the session library has seen an event.
+seen() { cat "$product"/Plugins/test.dll.log "$product"/VELUL.dll.log 2>/dev/null | grep -ac " $1\$" || true; }
+seen_times() { [ "$(seen "$1")" -ge "$2" ]; }
+# expect_event <event> [<times>]
+expect_event() {
+  wait_until 20 seen_times "$1" "${2:-1}" ||
+    fail "the event '$1' wasn't seen ${2:-1} times"
+}
