@@ -78,6 +78,11 @@ bool Product::SetPlugins(const std::string& text) const {
   return Write(L"Plugins\\plugins.txt", text);
 }
 
+bool Product::UseStagedPlugins() const {
+  return CopyFileW((StagePath() + L"\\Plugins\\plugins.txt").c_str(),
+                   File(L"Plugins\\plugins.txt").c_str(), FALSE);
+}
+
 bool Product::UseTestPlugin(const std::string& parameters) const {
   return Install(L"e2e_plugin.dll", L"Plugins\\test.dll") &&
          SetPlugins("test.dll," + parameters + "\r\n");

@@ -38,6 +38,8 @@ class Product {
 
   // Plugins\plugins.txt.
   bool SetPlugins(const std::string& text) const;
+  // The plug-ins of the stage.
+  bool UseStagedPlugins() const;
   // The test plug-in as Plugins\test.dll, the only one.
   bool UseTestPlugin(const std::string& parameters = "") const;
   // The test's session library instead of the product's.

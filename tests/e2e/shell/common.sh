@@ -1,6 +1,7 @@
-# What the scripts of the end-to-end tests share. Sourced by bash with the
-# staged product's folder, the folder of the test programs and a folder for what
-# results as the script's arguments.
+# shellcheck shell=bash
+# What the scripts of the end-to-end tests share. Sourced by bash; the script's
+# arguments are the staged product's folder, the folder of the test programs and
+# a folder for pictures and traces.
 
 stage=$1 helpers=$2 results=$3
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../../.." && pwd)
@@ -73,7 +74,10 @@ wait_until() {
 }
 
 # How often the plug-in or the session library has seen an event.
-seen() { cat "$product"/Plugins/test.dll.log "$product"/VELUL.dll.log 2>/dev/null | grep -ac " $1\$" || true; }
+seen() {
+  cat "$product"/Plugins/test.dll.log "$product"/VELUL.dll.log 2>/dev/null |
+    grep -ac " $1\$" || true
+}
 seen_times() { [ "$(seen "$1")" -ge "$2" ]; }
 # expect_event <event> [<times>]
 expect_event() {

@@ -25,8 +25,9 @@ awk -v own="$own" '
   /Call KERNEL32.GetModuleFileNameW\(00000000/ && match($0, own) { inside = 1 }
   inside { print }
   /Call msvcrt.exit/ { inside = 0 }' <(tr -d '\r' <"$trace") >"$main"
-grep -aq 'L"VELDIR"' "$main" && grep -aq 'Call user32.SendMessageW' "$main" ||
-  fail "the trace doesn't show the hand-over"
+for mark in 'L"VELDIR"' 'Call user32.SendMessageW'; do
+  grep -aq "$mark" "$main" || fail "the trace doesn't show $mark"
+done
 
 report() {
   echo "$1:"
