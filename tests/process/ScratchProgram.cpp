@@ -97,7 +97,7 @@ ScratchProgram::ScratchProgram(Texts texts)
       _tmp(L"TMP", _scratch.path()),
       _program_directory(L"VELDIR", L"C:\\nowhere") {
   Add(L"bin\\Brindlemar.exe");
-  if (texts == kWithTexts) Add(L"companions\\VELRCS.dll");
+  if (texts == kWithTexts) Add(L"product\\VELRCS.dll");
 }
 
 void ScratchProgram::Add(const std::wstring& file) const {
