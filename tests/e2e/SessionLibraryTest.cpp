@@ -36,6 +36,12 @@ TEST_F(SessionLibraryTest, LibraryWithoutTheExportTraps) {
   ExpectTrapAtTheFirstSession();
 }
 
+TEST_F(SessionLibraryTest, LibraryThatMakesNoSessionTraps) {
+  ASSERT_TRUE(product.UseTestSession());
+  ASSERT_TRUE(product.Write(L"VELUL.dll.null", ""));
+  ExpectTrapAtTheFirstSession();
+}
+
 TEST_F(SessionLibraryTest, MinimalModesAreServedByTheReducedBuild) {
   ScopedRegistryValue mode(
       HKEY_CURRENT_USER, L"Software\\Tessavane\\VEL\\VELULMinModes", L"E2EMin");

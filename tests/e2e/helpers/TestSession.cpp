@@ -1,6 +1,7 @@
 // A session library without processes: it records what the tray asks of it,
 // and a start_app with the verb "e2e_die" ends the session from outside, with
-// the status that the parameters name in hexadecimal.
+// the status that the parameters name in hexadecimal. While a file
+// "<library>.null" lies beside it, it makes no session.
 #include <windows.h>
 
 #include <atomic>
@@ -78,5 +79,8 @@ class TestSession final : public IVelSession {
 }  // namespace
 
 extern "C" __declspec(dllexport) IVelSession* VelCreateSession() {
-  return new TestSession;
+  const std::wstring refuse = vel::test::BesideThisLibrary(L".null");
+  const bool refuses =
+      GetFileAttributesW(refuse.c_str()) != INVALID_FILE_ATTRIBUTES;
+  return refuses ? nullptr : new TestSession;
 }
