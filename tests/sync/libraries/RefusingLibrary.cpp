@@ -1,10 +1,6 @@
-// A library that decides itself when it can be unloaded, and, without
-// VEL_TEST_CAN_REFUSE, one that doesn't.
-#include <windows.h>
-
+// A library that decides itself when it can be unloaded: not at first.
 #include <atomic>
 
-#ifdef VEL_TEST_CAN_REFUSE
 namespace {
 std::atomic<long> answer{1};
 std::atomic<long> asked{0};
@@ -21,9 +17,4 @@ extern "C" __declspec(dllexport) void AnswerWith(long value) {
 
 extern "C" __declspec(dllexport) long TimesAsked() {
   return asked;
-}
-#endif
-
-BOOL WINAPI DllMain(HINSTANCE, DWORD, void*) {
-  return TRUE;
 }
