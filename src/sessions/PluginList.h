@@ -15,7 +15,7 @@
 namespace vel {
 
 struct PluginLine {
-  std::wstring library;
+  std::wstring file;
   // As it stands: references to variables aren't expanded yet.
   std::wstring parameters;
 };

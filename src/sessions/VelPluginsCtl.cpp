@@ -103,14 +103,14 @@ void VelPluginsCtl::load_plugins(IVelSessionHost* host) {
 void VelPluginsCtl::load_plugin(const PluginLine& line) {
   try {
     auto entry =
-        std::make_shared<PluginEntry>(this, _plugins_dir + L'\\' + line.library,
+        std::make_shared<PluginEntry>(this, _plugins_dir + L'\\' + line.file,
                                       expand_env(line.parameters, false));
     const VelRWLock::WriteScope scope(_entries_lock);
     _entries.push_back(std::move(entry));
   } catch (const std::exception& error) {
     VelLog_Print(kLogWarning,
                  L"VelPluginsCtl::load_plugins: dll module '%s' failed: '%S'",
-                 line.library.c_str(), error.what());
+                 line.file.c_str(), error.what());
   }
 }
 

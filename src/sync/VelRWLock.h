@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "sync/RWLockScopes.h"
 #include "sync/ThreadAnnotations.h"
 #include "sync/VelFastMutex.h"
 
@@ -62,8 +63,8 @@ class VEL_CAPABILITY("shared_mutex") VelRWLock : private VelFastMutex {
     unlock();
   }
 
-  class ReadScope;
-  class WriteScope;
+  using ReadScope = ReadScopeOf<VelRWLock>;
+  using WriteScope = WriteScopeOf<VelRWLock>;
 
  private:
   friend class VelRWLockPeer;
@@ -74,34 +75,6 @@ class VEL_CAPABILITY("shared_mutex") VelRWLock : private VelFastMutex {
   std::int32_t _readers = 0;
   std::int32_t _writers = 0;
   std::atomic<HANDLE> _gate{nullptr};
-};
-
-class VEL_SCOPED_CAPABILITY VelRWLock::ReadScope {
- public:
-  explicit ReadScope(VelRWLock& lock) noexcept VEL_ACQUIRE_SHARED(lock)
-      : _lock(lock) {
-    _lock.read_lock();
-  }
-  ~ReadScope() VEL_RELEASE_GENERIC() { _lock.read_unlock(); }
-  ReadScope(const ReadScope&) = delete;
-  ReadScope& operator=(const ReadScope&) = delete;
-
- private:
-  VelRWLock& _lock;
-};
-
-class VEL_SCOPED_CAPABILITY VelRWLock::WriteScope {
- public:
-  explicit WriteScope(VelRWLock& lock) noexcept VEL_ACQUIRE(lock)
-      : _lock(lock) {
-    _lock.write_lock();
-  }
-  ~WriteScope() VEL_RELEASE() { _lock.write_unlock(); }
-  WriteScope(const WriteScope&) = delete;
-  WriteScope& operator=(const WriteScope&) = delete;
-
- private:
-  VelRWLock& _lock;
 };
 
 }  // namespace vel

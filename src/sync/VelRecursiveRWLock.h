@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "sync/RWLockScopes.h"
 #include "sync/ThreadAnnotations.h"
 #include "sync/VelRWLock.h"
 
@@ -36,8 +37,8 @@ class VEL_CAPABILITY("shared_mutex") VelRecursiveRWLock : private VelRWLock {
   void write_lock() VEL_ACQUIRE() VEL_NO_THREAD_ANALYSIS;
   void write_unlock() VEL_RELEASE() VEL_NO_THREAD_ANALYSIS;
 
-  class ReadScope;
-  class WriteScope;
+  using ReadScope = ReadScopeOf<VelRecursiveRWLock>;
+  using WriteScope = WriteScopeOf<VelRecursiveRWLock>;
 
  private:
   friend class VelRecursiveRWLockPeer;
@@ -51,34 +52,6 @@ class VEL_CAPABILITY("shared_mutex") VelRecursiveRWLock : private VelRWLock {
   void store(Depths depths) noexcept;
 
   DWORD _tls_index;
-};
-
-class VEL_SCOPED_CAPABILITY VelRecursiveRWLock::ReadScope {
- public:
-  explicit ReadScope(VelRecursiveRWLock& lock) VEL_ACQUIRE_SHARED(lock)
-      : _lock(lock) {
-    _lock.read_lock();
-  }
-  ~ReadScope() VEL_RELEASE_GENERIC() { _lock.read_unlock(); }
-  ReadScope(const ReadScope&) = delete;
-  ReadScope& operator=(const ReadScope&) = delete;
-
- private:
-  VelRecursiveRWLock& _lock;
-};
-
-class VEL_SCOPED_CAPABILITY VelRecursiveRWLock::WriteScope {
- public:
-  explicit WriteScope(VelRecursiveRWLock& lock) VEL_ACQUIRE(lock)
-      : _lock(lock) {
-    _lock.write_lock();
-  }
-  ~WriteScope() VEL_RELEASE() { _lock.write_unlock(); }
-  WriteScope(const WriteScope&) = delete;
-  WriteScope& operator=(const WriteScope&) = delete;
-
- private:
-  VelRecursiveRWLock& _lock;
 };
 
 }  // namespace vel

@@ -9,7 +9,7 @@ namespace {
 std::wstring parsed(std::string_view text) {
   std::wstring result;
   for (const PluginLine& line : parse_plugin_list(text)) {
-    result += L'[' + line.library + L'|' + line.parameters + L']';
+    result += L'[' + line.file + L'|' + line.parameters + L']';
   }
   return result;
 }

@@ -65,7 +65,7 @@ TEST_F(VelPluginsCtlTest, LeavesOutWhatFails) {
                        L"good.dll: made ''"}),
             events());
   const struct {
-    const wchar_t* library;
+    const wchar_t* file;
     const wchar_t* reason;
   } failures[] = {{L"missing.dll", L"Cannot load plugin dll"},
                   {L"text.dll", L"Cannot load plugin dll"},
@@ -75,8 +75,8 @@ TEST_F(VelPluginsCtlTest, LeavesOutWhatFails) {
   for (const auto& failure : failures) {
     EXPECT_TRUE(log.Contains(
         2, std::wstring(L"VelPluginsCtl::load_plugins: dll module '") +
-               failure.library + L"' failed: '" + failure.reason + L"'"))
-        << failure.library;
+               failure.file + L"' failed: '" + failure.reason + L"'"))
+        << failure.file;
   }
   EXPECT_TRUE(log.Contains(4, L"Initialization 'good.dll' - "));
 }
