@@ -87,7 +87,7 @@ void run_message_loop() {
 void vel_main_init() {
   if (started.exchange(true)) return;
   create_shared_files_folder();
-  // These three are never freed: they stay for the process's life.
+  // This one and the session libraries below stay for the process's life.
   LoadLibraryW(L"wininet.dll");
   verbose_log_on_hotkey();
   if (!guest_mode) EnableUsageMonitoring();

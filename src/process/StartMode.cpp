@@ -15,7 +15,8 @@ constexpr std::wstring_view kAfterInstallText =
     L"/start_mode=\"after_install\"";
 
 bool is_auto_start_wanted() {
-  return RegGetDword(HKEY_CURRENT_USER, kProductKey, L"AutoStart", 1, 0) != 0;
+  return RegGetDword(HKEY_CURRENT_USER, kProductKey, L"AutoStart", 1,
+                     kRegViewDefault) != 0;
 }
 
 // The soft step closes the sessions, and the plug-ins may refuse that.

@@ -35,7 +35,7 @@ void init_version_state() {
   const bool changed = version_marker->changed();
   if (changed && !guest_mode) {
     RegSetString(HKEY_CURRENT_USER, kProductKey, L"InstalledVersion",
-                 version_marker->current(), 0);
+                 version_marker->current(), kRegViewDefault);
   }
   sweep(expand_env(L"%APPDATA%\\TC", true));
   sweep(without_slash(app_data_directory()));

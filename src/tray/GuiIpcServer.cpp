@@ -64,7 +64,8 @@ std::uint32_t status_word(std::int32_t status) {
   if (status >= 0 && status <= kLastStatus) {
     return static_cast<std::uint32_t>(status) + 1;
   }
-  VelLog_Print(3, L"VELGUI_IPC_UPDATE_STATUS: unknown status=0x%x", status);
+  VelLog_Print(kLogError, L"VELGUI_IPC_UPDATE_STATUS: unknown status=0x%x",
+               status);
   return 0;
 }
 
@@ -96,10 +97,12 @@ std::uint32_t TrayMenuHolder::on_gui_ipc(std::uint32_t command,
 
 std::uint32_t TrayMenuHolder::OnGuiIpc(std::uint32_t command,
                                        const std::wstring& text) {
-  VelLog_Print(4, L"TrayMenuHolder::OnGuiIpc(%i, '%s') _shutting_down=%i",
-               command, text.c_str(), _shutting_down.load());
+  VelLog_Print(kLogNotice,
+               L"TrayMenuHolder::OnGuiIpc(%i, '%s') _shutting_down=%i", command,
+               text.c_str(), _shutting_down.load());
   if (_shutting_down && command != VELGUI_IPC_IS_SHUTTING_DOWN) {
-    VelLog_Print(4, L"TrayMenuHolder::gui_ipc_handler %i _shutting_down=%i",
+    VelLog_Print(kLogNotice,
+                 L"TrayMenuHolder::gui_ipc_handler %i _shutting_down=%i",
                  command, _shutting_down.load());
     // A shutdown is what these asked for.
     return is_shutdown_command(command) ? kDone : kNotHandled;
@@ -107,8 +110,8 @@ std::uint32_t TrayMenuHolder::OnGuiIpc(std::uint32_t command,
   const std::wstring tag = get_param(text, VEL_GUI_IPC_MAPPING_KEY);
   if (tag.empty()) return dispatch_command(command, text);
   if (run_block_command(command, text, tag)) return kDone;
-  VelLog_Print(3, L"OnGuiIpc(0x%x, '%s') - le=%u", command, text.c_str(),
-               GetLastError());
+  VelLog_Print(kLogError, L"OnGuiIpc(0x%x, '%s') - le=%u", command,
+               text.c_str(), GetLastError());
   return kNotHandled;
 }
 

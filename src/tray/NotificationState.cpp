@@ -15,8 +15,8 @@ constexpr wchar_t kLineEnd[] = L"\r\n";
 }  // namespace
 
 void TrayMenuHolder::set_notify_hint(std::uint32_t id, const wchar_t* hint) {
-  VelLog_Print(1, L"TrayMenuHolder::set_notify_hint id=%i hint='%s' ", id,
-               hint);
+  VelLog_Print(kLogTrace, L"TrayMenuHolder::set_notify_hint id=%i hint='%s' ",
+               id, hint);
   const VelFastMutex::Scope scope(_notify_lock);
   if (id != kRefreshOnly) {
     if (hint == nullptr || *hint == L'\0') {
@@ -40,7 +40,7 @@ std::wstring TrayMenuHolder::merged_tip() const {
 }
 
 void TrayMenuHolder::set_notify_icon(std::uint32_t id, HICON icon) {
-  VelLog_Print(1, L"TrayMenuHolder::set_notify_icon id=%i icon=%x", id,
+  VelLog_Print(kLogTrace, L"TrayMenuHolder::set_notify_icon id=%i icon=%x", id,
                static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(icon)));
   const VelFastMutex::Scope scope(_notify_lock);
   if (id != kRefreshOnly) {

@@ -14,8 +14,8 @@ namespace {
 constexpr wchar_t kIconKey[] = L"icon";
 constexpr wchar_t kIconHidden[] = L"hidden";
 
-// Holds the window only, since it may run later than the
-// tray icon lives; a window that is gone does no harm.
+// Holds the window only, since it may run later than the tray icon lives; a
+// window that is gone does no harm.
 class ForegroundTask : public SelfDeletingTask {
  public:
   explicit ForegroundTask(HWND window) : _window(window) {}
@@ -32,7 +32,7 @@ class ForegroundTask : public SelfDeletingTask {
 bool TrayMenuHolder::process_runcmd(const std::wstring& cmd_line) {
   if (_shutting_down) return false;
   show_icon_as_asked(cmd_line);
-  VelLog_Print(4, L"TrayMenuHolder::process_runcmd cmd_line='%s' ",
+  VelLog_Print(kLogNotice, L"TrayMenuHolder::process_runcmd cmd_line='%s' ",
                cmd_line.c_str());
   const RunCommand command = parse_runcmd(cmd_line);
   if (command.has_action) {

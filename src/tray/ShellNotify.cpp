@@ -22,7 +22,7 @@ bool invoke_Shell_NotifyIcon(DWORD message, NOTIFYICONDATAW& data) {
   const BOOL done = replacement != nullptr ? replacement(message, &data)
                                            : Shell_NotifyIconW(message, &data);
   if (!done) {
-    VelLog_Print(2, L"VELTrayIcon::invoke_Shell_NotifyIcon error %u",
+    VelLog_Print(kLogWarning, L"VELTrayIcon::invoke_Shell_NotifyIcon error %u",
                  GetLastError());
   }
   return done != FALSE;

@@ -51,8 +51,8 @@ void VELTrayIcon::refresh_icon() {
 void __cdecl VELTrayIcon::s_hack_update_icon_thread(void* window) {
   const auto target = static_cast<HWND>(window);
   const int n = ++s_retry_threads;
-  VelLog_Print(2, L"VELTrayIcon::s_hack_update_icon_thread entered_counter=%i",
-               n);
+  VelLog_Print(kLogWarning,
+               L"VELTrayIcon::s_hack_update_icon_thread entered_counter=%i", n);
   const bool at_work = n <= kMaxRetryThreads;
   if (at_work) {
     const DWORD pause = kRetryTime / static_cast<DWORD>(n);
