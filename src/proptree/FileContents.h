@@ -11,7 +11,7 @@ namespace vel {
 // files below 4 GiB. Belongs to one thread.
 class FileContents {
  public:
-  // With `load` the file is read at once; a file that can't be read leaves no
+  // With `load` the file is read at once; a file that can't be opened leaves no
   // bytes and nothing to write. Without it the file counts as changed, so that
   // the destructor creates or truncates it.
   FileContents(std::wstring path, bool load);
@@ -20,8 +20,9 @@ class FileContents {
   FileContents(const FileContents&) = delete;
   FileContents& operator=(const FileContents&) = delete;
 
-  // Replaces the bytes by the file's. True when the whole file was read. A file
-  // that can't be opened changes nothing; the last error tells why.
+  // Replaces the bytes by the file's. True when the whole file was read; zeros
+  // stand for what could not be. A file that can't be opened changes nothing;
+  // the last error tells why.
   bool Load();
   // Writes the bytes if they have changed. True when nothing is left to write;
   // otherwise the last error tells why, and the bytes still count as changed.

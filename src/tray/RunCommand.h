@@ -22,9 +22,10 @@ struct RunCommand {
 };
 
 // Reads the shex_* arguments of a whole command line, or, when they name no
-// action, the first URL in it. Then fills in the default configuration and
-// tidies up the parameters, in which an association repeats the file's name.
-// Asks the file system for the long and short form of the file's name.
+// action, a URL in it: the first of http, else of https, else of ftp. Then
+// fills in the default configuration and tidies up the parameters, in which an
+// association repeats the file's name. Asks the file system for the long and
+// short form of the file's name.
 RunCommand parse_runcmd(const std::wstring& cmd_line);
 
 }  // namespace vel
