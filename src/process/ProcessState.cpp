@@ -1,5 +1,7 @@
 #include "process/ProcessState.h"
 
+#include "tray/EntryHooks.h"
+
 namespace vel {
 
 constinit HINSTANCE instance_handle = nullptr;

@@ -1,4 +1,5 @@
-// The process-wide state of the entry. All of it is constant-initialised and
+// The process-wide state of the entry, but for the instance_handle that the
+// tray uses too (tray/EntryHooks.h). All of it is constant-initialised and
 // lives until the process ends.
 #ifndef VEL_PROCESS_PROCESSSTATE_H_
 #define VEL_PROCESS_PROCESSSTATE_H_
@@ -10,9 +11,6 @@
 namespace vel {
 
 class VersionMarker;
-
-// The module handle passed to the entry.
-extern HINSTANCE instance_handle;
 
 // The mutex of a running program existed before this process opened it.
 extern bool already_running;

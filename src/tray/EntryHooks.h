@@ -3,7 +3,13 @@
 #ifndef VEL_TRAY_ENTRYHOOKS_H_
 #define VEL_TRAY_ENTRYHOOKS_H_
 
+#include <windows.h>
+
 namespace vel {
+
+// The module handle passed to the entry; the icon resources are loaded from it.
+// Set before anything else runs.
+extern HINSTANCE instance_handle;
 
 // Undoes the process's initialisation: usage monitoring, the download list,
 // the version marker. Runs at most once, whoever comes first: the entry after

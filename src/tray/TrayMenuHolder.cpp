@@ -37,9 +37,9 @@ TrayMenuHolder::TrayMenuHolder(OwnerCallback* owner_callback, FieldsOnly)
     : VelPipeServer(static_cast<PipeCommandHandler*>(this)),
       _stop_event(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
       _plugins(owner_callback),
-      _default_icon(static_cast<HICON>(LoadImageW(
-          GetModuleHandleW(nullptr), MAKEINTRESOURCEW(kTrayIconResource),
-          IMAGE_ICON, kIconSize, kIconSize, LR_DEFAULTCOLOR))),
+      _default_icon(static_cast<HICON>(
+          LoadImageW(instance_handle, MAKEINTRESOURCEW(kTrayIconResource),
+                     IMAGE_ICON, kIconSize, kIconSize, LR_DEFAULTCOLOR))),
       _main_thread_id(GetCurrentThreadId()),
       _session_id(windows_session_id()) {
   if (!_stop_event) vel_trap();
@@ -120,13 +120,13 @@ VelSessionHolder* TrayMenuHolder::get_session_holder(const wchar_t* config) {
   const VelRWLock::WriteScope scope(_sessions_lock);
   const auto found = _sessions.find(key);
   if (found != _sessions.end()) {
-    VelLog_Print(1,
+    VelLog_Print(kLogTrace,
                  L"TrayMenuHolder::get_session_holder opened existing session "
                  L"for '%s' ",
                  key.c_str());
     return found->second.get();
   }
-  VelLog_Print(4,
+  VelLog_Print(kLogNotice,
                L"TrayMenuHolder::get_session_holder creating session for '%s' ",
                key.c_str());
   try {
@@ -160,7 +160,7 @@ std::uint32_t TrayMenuHolder::close_session(const wchar_t* config,
 // Holders in front of one that is refused stay closed.
 std::uint32_t TrayMenuHolder::internal_close_session(
     const wchar_t* config, std::uint32_t shutdown_type) {
-  VelLog_Print(4,
+  VelLog_Print(kLogNotice,
                L"TrayMenuHolder::internal_close_session entered, config='%s' "
                L"shutdown_type=%i",
                config, shutdown_type);
@@ -206,7 +206,7 @@ bool TrayMenuHolder::query_session_shutdown(IVelSession* session,
 // The Exit item is always the last one, whatever the plug-ins have done.
 void TrayMenuHolder::build_popup_menu(VELTrayIcon* icon) {
   if (_shutting_down || icon == nullptr) return;
-  VelLog_Print(1, L"TrayMenuHolder::build_popup_menu entered");
+  VelLog_Print(kLogTrace, L"TrayMenuHolder::build_popup_menu entered");
   _plugins.on_tray_menu_popup(icon);
   icon->add_menu_item(0, VEL_MENU_ITEM_SEPARATOR, 0, L"-", nullptr, false);
   icon->add_menu_item(0, VEL_MENU_ITEM_PLAIN, kExitItemId,

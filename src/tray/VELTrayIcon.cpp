@@ -118,7 +118,8 @@ unsigned __stdcall VELTrayIcon::tray_window_thread(void* self) {
   SetEvent(icon->_ready_event.get());
   // The icon appears by its one way, the shell's message.
   if (!icon->post(taskbar_created_message, 0, 0)) {
-    VelLog_Print(3, L"VELTrayIcon::tray_window_thread PostMessage error %u",
+    VelLog_Print(kLogError,
+                 L"VELTrayIcon::tray_window_thread PostMessage error %u",
                  GetLastError());
   }
   icon->run_message_loop();
@@ -128,16 +129,16 @@ unsigned __stdcall VELTrayIcon::tray_window_thread(void* self) {
 }
 
 void VELTrayIcon::create_window() {
-  const HINSTANCE instance = GetModuleHandleW(nullptr);
   WNDCLASSW window_class{};
   window_class.lpfnWndProc = tray_window_proc;
-  window_class.hInstance = instance;
-  window_class.hIcon = LoadIconW(instance, MAKEINTRESOURCEW(kTrayIconResource));
+  window_class.hInstance = instance_handle;
+  window_class.hIcon =
+      LoadIconW(instance_handle, MAKEINTRESOURCEW(kTrayIconResource));
   window_class.lpszClassName = VEL_TRAY_WINDOW_CLASS;
   RegisterClassW(&window_class);
   _nid.hWnd = CreateWindowExW(WS_EX_TOOLWINDOW, VEL_TRAY_WINDOW_CLASS, L"",
                               WS_POPUP | WS_VISIBLE, -1, -1, 0, 0, nullptr,
-                              nullptr, instance, nullptr);
+                              nullptr, instance_handle, nullptr);
   // Kept as it is: the address goes through 32 bits with a sign, which
   // operator new makes harmless.
   SetWindowLongPtrW(window(), GWLP_USERDATA,
@@ -196,14 +197,15 @@ LRESULT VELTrayIcon::handle_message(HWND window, UINT message, WPARAM wparam,
 
 LRESULT VELTrayIcon::on_query_end_session(WPARAM wparam, LPARAM lparam) {
   session_ending = true;
-  VelLog_Print(2,
+  VelLog_Print(kLogWarning,
                L"VELTrayIcon::tray_window_proc(WM_QUERYENDSESSION, 0x%x, 0x%x)",
                static_cast<unsigned>(wparam), static_cast<unsigned>(lparam));
   return query_end_session();
 }
 
 LRESULT VELTrayIcon::on_end_session(WPARAM wparam, LPARAM lparam) {
-  VelLog_Print(2, L"VELTrayIcon::tray_window_proc(WM_ENDSESSION, 0x%x, 0x%x)",
+  VelLog_Print(kLogWarning,
+               L"VELTrayIcon::tray_window_proc(WM_ENDSESSION, 0x%x, 0x%x)",
                static_cast<unsigned>(wparam), static_cast<unsigned>(lparam));
   const bool ending = wparam != 0;
   if (ending) vel_main_term();
