@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "sync/CurrentThread.h"
+#include "sync/LockScope.h"
 #include "sync/ThreadAnnotations.h"
 
 namespace vel {
@@ -32,18 +33,7 @@ class VEL_CAPABILITY("mutex") LogLock {
   }
   void unlock() noexcept VEL_RELEASE() { _word.exchange(0); }
 
-  class VEL_SCOPED_CAPABILITY Scope {
-   public:
-    explicit Scope(LogLock& lock) noexcept VEL_ACQUIRE(lock) : _lock(lock) {
-      _lock.lock();
-    }
-    ~Scope() VEL_RELEASE() { _lock.unlock(); }
-    Scope(const Scope&) = delete;
-    Scope& operator=(const Scope&) = delete;
-
-   private:
-    LogLock& _lock;
-  };
+  using Scope = LockScope<LogLock, &LogLock::lock, &LogLock::unlock>;
 
  private:
   friend class LogLockPeer;

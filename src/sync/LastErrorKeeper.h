@@ -15,13 +15,8 @@ class LastErrorKeeper {
   LastErrorKeeper(const LastErrorKeeper&) = delete;
   LastErrorKeeper& operator=(const LastErrorKeeper&) = delete;
 
-  // The value that the destructor will restore.
-  [[nodiscard]] DWORD value() const noexcept { return _value; }
-  // Makes the destructor leave `value` behind instead.
-  void replace(DWORD value) noexcept { _value = value; }
-
  private:
-  DWORD _value;
+  const DWORD _value;
 };
 
 }  // namespace vel

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstddef>
 
+#include "sync/LastErrorKeeper.h"
 #include "sync/ProcAddress.h"
 #include "sync/Trap.h"
 
@@ -58,10 +59,9 @@ using AnyFunction = void (*)();
 constinit std::atomic<AnyFunction> s_addresses[kFunctionCount] = {};
 
 AnyFunction look_up(Index index) {
-  const DWORD last_error = GetLastError();
+  const LastErrorKeeper keeper;
   const auto address =
       proc_address<AnyFunction>(GetModuleHandleW(L"ntdll.dll"), kNames[index]);
-  SetLastError(last_error);
   if (address == nullptr) vel_trap();
   s_addresses[index].store(address, std::memory_order_relaxed);
   return address;

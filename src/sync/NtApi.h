@@ -13,7 +13,6 @@ namespace vel::nt {
 
 // Statuses that the program tells apart; a negative status is a failure.
 constexpr NTSTATUS kStatusSuccess = 0;
-constexpr NTSTATUS kStatusAbandoned = 0x80;
 constexpr NTSTATUS kStatusTimeout = 0x102;
 constexpr NTSTATUS kStatusBufferOverflow = static_cast<NTSTATUS>(0x80000005);
 constexpr NTSTATUS kStatusUnsuccessful = static_cast<NTSTATUS>(0xC0000001);
@@ -29,9 +28,7 @@ enum class EventType : int { kNotification = 0, kSynchronization = 1 };
 enum class WaitType : int { kAll = 0, kAny = 1 };
 
 // Information classes, as ULONG: the headers name only some of them.
-constexpr ULONG kThreadBasicInformation = 0;
 constexpr ULONG kThreadIsTerminating = 12;
-constexpr ULONG kProcessBasicInformation = 0;
 constexpr ULONG kProcessSessionInformation = 24;
 constexpr ULONG kFileStandardInformation = 5;
 constexpr ULONG kFileNameInformation = 9;

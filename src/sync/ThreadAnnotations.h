@@ -14,7 +14,6 @@
 #define VEL_SCOPED_CAPABILITY VEL_THREAD_ANNOTATION(scoped_lockable)
 // On a field: read and written only under the lock.
 #define VEL_GUARDED_BY(lock) VEL_THREAD_ANNOTATION(guarded_by(lock))
-#define VEL_PT_GUARDED_BY(lock) VEL_THREAD_ANNOTATION(pt_guarded_by(lock))
 // On a function: the caller holds, or must not hold, the lock.
 #define VEL_REQUIRES(...) \
   VEL_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "sync/LockScope.h"
 #include "sync/NtApi.h"
 #include "sync/ThreadAnnotations.h"
 #include "sync/VelSyncNt.h"
@@ -59,7 +60,8 @@ class VEL_CAPABILITY("mutex") VelFastMutex {
     if (_count.fetch_sub(1, std::memory_order_release) != 1) wake_next();
   }
 
-  class Scope;
+  using Scope =
+      LockScope<VelFastMutex, &VelFastMutex::lock, &VelFastMutex::unlock>;
 
  protected:
   // Takes the lock if it is free: the count goes from 0 to 1.
@@ -84,20 +86,6 @@ class VEL_CAPABILITY("mutex") VelFastMutex {
 
   std::atomic<HANDLE> _event{nullptr};
   std::atomic<std::uint32_t> _count{0};
-};
-
-class VEL_SCOPED_CAPABILITY VelFastMutex::Scope {
- public:
-  explicit Scope(VelFastMutex& mutex) noexcept VEL_ACQUIRE(mutex)
-      : _mutex(mutex) {
-    _mutex.lock();
-  }
-  ~Scope() VEL_RELEASE() { _mutex.unlock(); }
-  Scope(const Scope&) = delete;
-  Scope& operator=(const Scope&) = delete;
-
- private:
-  VelFastMutex& _mutex;
 };
 
 }  // namespace vel

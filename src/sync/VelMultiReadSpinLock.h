@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "sync/LockScope.h"
 #include "sync/ThreadAnnotations.h"
 
 namespace vel {
@@ -57,8 +58,12 @@ class VEL_CAPABILITY("shared_mutex") VelMultiReadSpinLock {
   void InternalLock(bool read_mode);
   void InternalUnlock();
 
-  class ReadScope;
-  class WriteScope;
+  using ReadScope =
+      SharedLockScope<VelMultiReadSpinLock, &VelMultiReadSpinLock::ReadLock,
+                      &VelMultiReadSpinLock::ReadUnlock>;
+  using WriteScope =
+      LockScope<VelMultiReadSpinLock, &VelMultiReadSpinLock::WriteLock,
+                &VelMultiReadSpinLock::WriteUnlock>;
 
  private:
   [[nodiscard]] bool take_locker();
@@ -67,34 +72,6 @@ class VEL_CAPABILITY("shared_mutex") VelMultiReadSpinLock {
 
   Context* _ctx;
   TickSource _tick_count;
-};
-
-class VEL_SCOPED_CAPABILITY VelMultiReadSpinLock::ReadScope {
- public:
-  explicit ReadScope(VelMultiReadSpinLock& lock) VEL_ACQUIRE_SHARED(lock)
-      : _lock(lock) {
-    _lock.ReadLock();
-  }
-  ~ReadScope() VEL_RELEASE_GENERIC() { _lock.ReadUnlock(); }
-  ReadScope(const ReadScope&) = delete;
-  ReadScope& operator=(const ReadScope&) = delete;
-
- private:
-  VelMultiReadSpinLock& _lock;
-};
-
-class VEL_SCOPED_CAPABILITY VelMultiReadSpinLock::WriteScope {
- public:
-  explicit WriteScope(VelMultiReadSpinLock& lock) VEL_ACQUIRE(lock)
-      : _lock(lock) {
-    _lock.WriteLock();
-  }
-  ~WriteScope() VEL_RELEASE() { _lock.WriteUnlock(); }
-  WriteScope(const WriteScope&) = delete;
-  WriteScope& operator=(const WriteScope&) = delete;
-
- private:
-  VelMultiReadSpinLock& _lock;
 };
 
 }  // namespace vel

@@ -6,7 +6,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "sync/RWLockScopes.h"
+#include "sync/LockScope.h"
 #include "sync/ThreadAnnotations.h"
 #include "sync/VelFastMutex.h"
 
@@ -63,8 +63,10 @@ class VEL_CAPABILITY("shared_mutex") VelRWLock : private VelFastMutex {
     unlock();
   }
 
-  using ReadScope = ReadScopeOf<VelRWLock>;
-  using WriteScope = WriteScopeOf<VelRWLock>;
+  using ReadScope = SharedLockScope<VelRWLock, &VelRWLock::read_lock,
+                                    &VelRWLock::read_unlock>;
+  using WriteScope =
+      LockScope<VelRWLock, &VelRWLock::write_lock, &VelRWLock::write_unlock>;
 
  private:
   friend class VelRWLockPeer;

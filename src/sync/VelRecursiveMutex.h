@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "sync/CurrentThread.h"
+#include "sync/LockScope.h"
 #include "sync/Trap.h"
 #include "sync/VelFastMutex.h"
 
@@ -49,7 +50,8 @@ class VEL_CAPABILITY("mutex") VelRecursiveMutex : private VelFastMutex {
     VelFastMutex::unlock();
   }
 
-  class Scope;
+  using Scope = LockScope<VelRecursiveMutex, &VelRecursiveMutex::enter,
+                          &VelRecursiveMutex::leave>;
 
  private:
   friend class VelRecursiveMutexPeer;
@@ -65,20 +67,6 @@ class VEL_CAPABILITY("mutex") VelRecursiveMutex : private VelFastMutex {
 
   std::atomic<std::uint32_t> _owner{0};
   std::int32_t _recursion = 0;
-};
-
-class VEL_SCOPED_CAPABILITY VelRecursiveMutex::Scope {
- public:
-  explicit Scope(VelRecursiveMutex& mutex) noexcept VEL_ACQUIRE(mutex)
-      : _mutex(mutex) {
-    _mutex.enter();
-  }
-  ~Scope() VEL_RELEASE() { _mutex.leave(); }
-  Scope(const Scope&) = delete;
-  Scope& operator=(const Scope&) = delete;
-
- private:
-  VelRecursiveMutex& _mutex;
 };
 
 }  // namespace vel

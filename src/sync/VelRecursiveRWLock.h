@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "sync/RWLockScopes.h"
+#include "sync/LockScope.h"
 #include "sync/ThreadAnnotations.h"
 #include "sync/VelRWLock.h"
 
@@ -37,8 +37,12 @@ class VEL_CAPABILITY("shared_mutex") VelRecursiveRWLock : private VelRWLock {
   void write_lock() VEL_ACQUIRE() VEL_NO_THREAD_ANALYSIS;
   void write_unlock() VEL_RELEASE() VEL_NO_THREAD_ANALYSIS;
 
-  using ReadScope = ReadScopeOf<VelRecursiveRWLock>;
-  using WriteScope = WriteScopeOf<VelRecursiveRWLock>;
+  using ReadScope =
+      SharedLockScope<VelRecursiveRWLock, &VelRecursiveRWLock::read_lock,
+                      &VelRecursiveRWLock::read_unlock>;
+  using WriteScope =
+      LockScope<VelRecursiveRWLock, &VelRecursiveRWLock::write_lock,
+                &VelRecursiveRWLock::write_unlock>;
 
  private:
   friend class VelRecursiveRWLockPeer;

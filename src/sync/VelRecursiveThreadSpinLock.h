@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "sync/LockScope.h"
 #include "sync/ScopedHandle.h"
 #include "sync/ThreadAnnotations.h"
 
@@ -52,7 +53,9 @@ class VEL_CAPABILITY("mutex") VelRecursiveThreadSpinLock {
   [[nodiscard]] bool IsHeld() const noexcept;
   [[nodiscard]] bool IsHeldByMe() const noexcept;
 
-  class Scope;
+  using Scope =
+      LockScope<VelRecursiveThreadSpinLock, &VelRecursiveThreadSpinLock::Enter,
+                &VelRecursiveThreadSpinLock::Leave>;
 
  private:
   void forget_dead_owner();
@@ -60,20 +63,6 @@ class VEL_CAPABILITY("mutex") VelRecursiveThreadSpinLock {
   void keep_handle(ScopedHandle self);
 
   Context* _ctx;
-};
-
-class VEL_SCOPED_CAPABILITY VelRecursiveThreadSpinLock::Scope {
- public:
-  explicit Scope(VelRecursiveThreadSpinLock& lock) VEL_ACQUIRE(lock)
-      : _lock(lock) {
-    _lock.Enter();
-  }
-  ~Scope() VEL_RELEASE() { _lock.Leave(); }
-  Scope(const Scope&) = delete;
-  Scope& operator=(const Scope&) = delete;
-
- private:
-  VelRecursiveThreadSpinLock& _lock;
 };
 
 }  // namespace vel

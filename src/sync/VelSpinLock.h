@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "sync/CurrentThread.h"
+#include "sync/LockScope.h"
 #include "sync/ThreadAnnotations.h"
 
 namespace vel {
@@ -54,7 +55,8 @@ class VEL_CAPABILITY("mutex") VelSpinLock {
   // The wait behind lock(): returns when `word` holds the caller's id.
   static void WaitLoop(std::atomic<std::uint32_t>* word);
 
-  class Scope;
+  using Scope =
+      LockScope<VelSpinLock, &VelSpinLock::lock, &VelSpinLock::unlock>;
 
  private:
   friend class VelSpinLockPeer;
@@ -62,19 +64,6 @@ class VEL_CAPABILITY("mutex") VelSpinLock {
   std::atomic<std::uint32_t> _word{0};
 };
 static_assert(sizeof(VelSpinLock) == sizeof(std::uint32_t));
-
-class VEL_SCOPED_CAPABILITY VelSpinLock::Scope {
- public:
-  explicit Scope(VelSpinLock& lock) VEL_ACQUIRE(lock) : _lock(lock) {
-    _lock.lock();
-  }
-  ~Scope() VEL_RELEASE() { _lock.unlock(); }
-  Scope(const Scope&) = delete;
-  Scope& operator=(const Scope&) = delete;
-
- private:
-  VelSpinLock& _lock;
-};
 
 }  // namespace vel
 

@@ -53,8 +53,8 @@ __attribute__((constructor(102))) void begin_tasks() {
   InitializeCriticalSection(&pending.section);
 }
 
-// At the unload of a library, before the static objects go that its tasks may
-// use. The program itself never gets unmapped under its tasks.
+// At the unload of a library, before its objects of namespace scope go. The
+// program itself never gets unmapped under its tasks.
 __attribute__((destructor)) void end_tasks() {
   if (reinterpret_cast<HMODULE>(&__ImageBase) == GetModuleHandleW(nullptr)) {
     return;
