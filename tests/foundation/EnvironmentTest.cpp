@@ -4,7 +4,7 @@
 #include <windows.h>
 
 #include "foundation/Paths.h"
-#include "foundation/ScopedVariable.h"
+#include "support/ScopedVariable.h"
 #include "support/ScratchDirectory.h"
 
 namespace vel {

@@ -4,7 +4,7 @@
 
 #include "foundation/Product.h"
 #include "foundation/Registry.h"
-#include "foundation/ScopedVariable.h"
+#include "support/ScopedVariable.h"
 #include "foundation/Text.h"
 #include "support/LogCapture.h"
 #include "support/ScratchDirectory.h"

@@ -7,7 +7,7 @@
 #include "foundation/DialogFactory.h"
 #include "foundation/I18N.h"
 #include "foundation/Paths.h"
-#include "foundation/ScopedVariable.h"
+#include "support/ScopedVariable.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 #include "support/ScratchDirectory.h"

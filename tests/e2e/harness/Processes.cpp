@@ -123,18 +123,6 @@ HWND DialogOf(DWORD process_id) {
   return search.found;
 }
 
-ScopedVariable::ScopedVariable(const wchar_t* name, const std::wstring& value)
-    : _name(name) {
-  wchar_t former[4096];
-  const DWORD length = GetEnvironmentVariableW(name, former, 4096);
-  if (length != 0 && length < 4096) _former.emplace(former, length);
-  SetEnvironmentVariableW(name, value.c_str());
-}
-
-ScopedVariable::~ScopedVariable() {
-  SetEnvironmentVariableW(_name.c_str(), _former ? _former->c_str() : nullptr);
-}
-
 ScopedRegistryValue::ScopedRegistryValue(HKEY root, const std::wstring& key,
                                          const std::wstring& name)
     : _root(root), _key(key), _name(name) {

@@ -4,7 +4,6 @@
 
 #include <windows.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,20 +23,6 @@ void KillProcess(DWORD process_id, UINT exit_code);
 
 // The visible dialog box of a process, or null.
 HWND DialogOf(DWORD process_id);
-
-// Sets an environment variable of this process, which children inherit, and
-// puts the former value back at the end.
-class ScopedVariable {
- public:
-  ScopedVariable(const wchar_t* name, const std::wstring& value);
-  ~ScopedVariable();
-  ScopedVariable(const ScopedVariable&) = delete;
-  ScopedVariable& operator=(const ScopedVariable&) = delete;
-
- private:
-  const std::wstring _name;
-  std::optional<std::wstring> _former;
-};
 
 // Keeps one registry value as it was: whatever a test or the product makes of
 // it is undone at the end, and so is the making of its key. What stands below

@@ -8,6 +8,7 @@
 #include "harness/Processes.h"
 #include "harness/Product.h"
 #include "harness/Wait.h"
+#include "support/ScopedVariable.h"
 
 namespace vel::test {
 

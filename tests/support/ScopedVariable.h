@@ -1,0 +1,39 @@
+// A variable of the process's environment for the length of a scope.
+#ifndef VEL_TESTS_SUPPORT_SCOPEDVARIABLE_H_
+#define VEL_TESTS_SUPPORT_SCOPEDVARIABLE_H_
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace vel::test {
+
+class ScopedVariable {
+ public:
+  // Child processes inherit the value; an empty one takes the variable away.
+  ScopedVariable(std::wstring name, const std::wstring& value)
+      : _name(std::move(name)) {
+    wchar_t before[4096];
+    const DWORD length = GetEnvironmentVariableW(_name.c_str(), before, 4096);
+    if (length != 0 && length < 4096) _before.emplace(before, length);
+    Set(value);
+  }
+  ~ScopedVariable() { Set(_before.value_or(L"")); }
+  ScopedVariable(const ScopedVariable&) = delete;
+  ScopedVariable& operator=(const ScopedVariable&) = delete;
+
+  void Set(const std::wstring& value) const {
+    SetEnvironmentVariableW(_name.c_str(),
+                            value.empty() ? nullptr : value.c_str());
+  }
+
+ private:
+  const std::wstring _name;
+  std::optional<std::wstring> _before;
+};
+
+}  // namespace vel::test
+
+#endif  // VEL_TESTS_SUPPORT_SCOPEDVARIABLE_H_
