@@ -7,7 +7,7 @@
 
 #include "companions/SessionFixture.h"
 #include "support/Threads.h"
-#include "sync/HandleCount.h"
+#include "companions/HandleCount.h"
 
 namespace vel::test {
 namespace {
