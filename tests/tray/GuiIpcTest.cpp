@@ -48,7 +48,7 @@ TEST_F(GuiIpcServer, PassesCommandsOnAsBroadcasts) {
         {12u, L"b: restore_alerts_settings 0 0"},
         {16u, L"b: ui_settings_changed 0 0"}}) {
     EXPECT_EQ(tray().OnPipeCommand(command, L"17"), 2);
-    EXPECT_TRUE(test::comes_true([&] { return Has(broadcast); })) << broadcast;
+    EXPECT_TRUE(test::WaitUntil([&] { return Has(broadcast); })) << broadcast;
     EXPECT_EQ(Take().size(), 2u);
   }
 }

@@ -6,8 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "PluginRig.h"
-#include "SessionRig.h"
+#include "Rig.h"
 #include "foundation/DialogFactory.h"
 #include "foundation/I18N.h"
 #include "foundation/Text.h"
@@ -36,10 +35,10 @@ struct FakeShell {
     return _shown;
   }
   bool WaitForTip(const std::wstring& tip) const {
-    return comes_true([&] { return tip == Shown().szTip; });
+    return WaitUntil([&] { return tip == Shown().szTip; });
   }
   bool WaitForIcon(HICON icon) const {
-    return comes_true([&] { return icon == Shown().hIcon; });
+    return WaitUntil([&] { return icon == Shown().hIcon; });
   }
   void Clear() {
     const VelFastMutex::Scope scope(_lock);
@@ -71,13 +70,13 @@ struct FakeMenu : public IVelPopupMenu, public IVelDialogFactory {
   FakeMenu() {
     dialog_library();
     get_i18n();
-    open_door<IVelDialogFactory>(kDialogDoor, this);
+    open_door<IVelDialogFactory>(this);
   }
   // Returns when the window has handled all that was posted to it before.
   void Settle(HWND window) {
     SendMessageW(window, WM_NULL, 0, 0);
     PostMessageW(window, kTrayCallbackMessage, 0, WM_RBUTTONUP);
-    EXPECT_TRUE(comes_true([this] { return shown.exchange(0) != 0; }));
+    EXPECT_TRUE(WaitUntil([this] { return shown.exchange(0) != 0; }));
   }
   IVelPopupMenu* create_menu() override { return this; }
   void release() override { ++released; }
@@ -108,15 +107,15 @@ struct FakeMenu : public IVelPopupMenu, public IVelDialogFactory {
 
 // A plug-in with an item in the menu, where the test decides whether it ends a
 // broadcast.
-struct TrayPlugin : public ProbePlugin {
-  using ProbePlugin::ProbePlugin;
+struct TrayPlugin : public Probe {
+  using Probe::Probe;
 
   void on_tray_menu_popup(IVelTrayMenu* menu) override {
     menu->add_menu_item(0, VEL_MENU_ITEM_PLAIN, 1, L"own", nullptr, false);
   }
   bool on_broadcast(IVelPlugin* sender, const wchar_t* name, std::uintptr_t a,
                     std::uintptr_t b) override {
-    ProbePlugin::on_broadcast(sender, name, a, b);
+    Probe::on_broadcast(sender, name, a, b);
     return answer && answer(name, a, b);
   }
 
@@ -130,9 +129,9 @@ class TrayFixture : public testing::Test, public IPluginDoor {
  protected:
   // Brings the tray up, waits until its plug-ins know, and forgets it.
   void SetUp() override {
-    open_door<IPluginDoor>(kPluginDoor, this);
+    open_door<IPluginDoor>(this);
     _tray = std::make_unique<TrayMenuHolder>(nullptr);
-    EXPECT_TRUE(comes_true([&] { return Has(L"b: VELGUI_INITIALIZED 0 0"); }));
+    EXPECT_TRUE(WaitUntil([&] { return Has(L"b: VELGUI_INITIALIZED 0 0"); }));
     _menu.Settle(Window());
     Take();
   }
@@ -154,15 +153,13 @@ class TrayFixture : public testing::Test, public IPluginDoor {
     return PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE);
   }
 
-  IVelPlugin* get_plugin(const wchar_t*, IVelPluginHost* host,
-                         const wchar_t* name) override {
+  IVelPlugin* get_plugin(IVelPluginHost* host, const wchar_t* name) override {
     TrayPlugin& plugin = *name == L'a' ? _a : _b;
     plugin.host = host;
     host->set_notify_hint(name);
     return &plugin;
   }
-  long can_unload_now(const wchar_t*) override { return 0; }
-  void unloaded(const wchar_t*) override {}
+  long can_unload_now() override { return 0; }
 
   FakeShell _shell;
   FakeMenu _menu;

@@ -96,7 +96,7 @@ TEST_F(VELTrayIconTest, RetriesWithFourThreadsAtMost) {
   for (int i = 0; i < 10; ++i) Send(taskbar_created_message);
   _shell.refused = 0;
   EXPECT_EQ(_shell.Sequence().size(), 20u);
-  EXPECT_TRUE(test::comes_true([&] { return _shell.Sequence().size() >= 28; }));
+  EXPECT_TRUE(test::WaitUntil([&] { return _shell.Sequence().size() >= 28; }));
   Sleep(1000);
   EXPECT_LT(_shell.Sequence().size(), 40u);
 }
@@ -115,7 +115,7 @@ TEST_F(VELTrayIconTest, ShowsABalloonOnAFreshIcon) {
   _icon->set_visible(false);
   _icon->show_balloon(L"from a hidden icon, which goes again", nullptr, 0);
   EXPECT_TRUE(
-      test::comes_true([&] { return _shell.Sequence() == "DAMDDAMD"; }));
+      test::WaitUntil([&] { return _shell.Sequence() == "DAMDDAMD"; }));
 }
 
 TEST_F(VELTrayIconTest, BuildsThePopupAnewForEachRightClick) {

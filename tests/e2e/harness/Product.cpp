@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "harness/GuiIpcClient.h"
-#include "harness/Wait.h"
+#include "support/Wait.h"
 
 namespace vel::test {
 namespace fs = std::filesystem;

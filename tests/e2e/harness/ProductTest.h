@@ -7,8 +7,8 @@
 #include "harness/GuiIpcClient.h"
 #include "harness/Processes.h"
 #include "harness/Product.h"
-#include "harness/Wait.h"
 #include "support/ScopedVariable.h"
+#include "support/Wait.h"
 
 namespace vel::test {
 

@@ -5,5 +5,5 @@
 extern "C" __declspec(dllexport)
     IVelDialogFactory* VelDlg_Factory(std::uint32_t version) {
   if (version != VEL_DIALOG_INTERFACE_VERSION) return nullptr;
-  return vel::test::find_door<IVelDialogFactory>(vel::test::kDialogDoor);
+  return vel::test::find_door<IVelDialogFactory>();
 }

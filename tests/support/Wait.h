@@ -1,6 +1,6 @@
-// Waiting for what another process does.
-#ifndef VEL_TESTS_E2E_HARNESS_WAIT_H_
-#define VEL_TESTS_E2E_HARNESS_WAIT_H_
+// Waiting for what another thread or process does.
+#ifndef VEL_TESTS_SUPPORT_WAIT_H_
+#define VEL_TESTS_SUPPORT_WAIT_H_
 
 #include <windows.h>
 
@@ -21,4 +21,4 @@ bool WaitUntil(Condition condition, DWORD timeout_ms = kPatienceMs) {
 
 }  // namespace vel::test
 
-#endif  // VEL_TESTS_E2E_HARNESS_WAIT_H_
+#endif  // VEL_TESTS_SUPPORT_WAIT_H_
