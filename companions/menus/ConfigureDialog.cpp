@@ -59,12 +59,14 @@ void ConfigureDialog::on_init(HWND window) const {
   set_text(window, IDCANCEL, VEL_STRING_CANCEL);
 
   const HWND list = GetDlgItem(window, VELMENUS_DEFAULT_LIST);
-  for (const std::wstring& each : _core->configurations) {
-    SendMessageW(list, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(each.c_str()));
-  }
   const std::wstring chosen = chosen_configuration(_core->configurations);
-  SendMessageW(list, CB_SELECTSTRING, static_cast<WPARAM>(-1),
-               reinterpret_cast<LPARAM>(chosen.c_str()));
+  for (const std::wstring& each : _core->configurations) {
+    const LRESULT index = SendMessageW(list, CB_ADDSTRING, 0,
+                                       reinterpret_cast<LPARAM>(each.c_str()));
+    if (each == chosen) {
+      SendMessageW(list, CB_SETCURSEL, static_cast<WPARAM>(index), 0);
+    }
+  }
   CheckDlgButton(window, VELMENUS_AUTO_START,
                  starts_with_windows() ? BST_CHECKED : BST_UNCHECKED);
   SetForegroundWindow(window);

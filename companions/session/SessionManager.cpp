@@ -190,7 +190,8 @@ bool SessionManager::is_released() {
 
 void SessionManager::set_ended(VelSessionState state) {
   const SrwLock::Scope scope(_lock);
-  _state = state;
+  // A shutdown that has come after the fault already answers it.
+  _state = _ending ? VEL_SESSION_STOPPED : state;
   _ending = false;
   _run.reset();
   WakeAllConditionVariable(&_ended);
