@@ -111,7 +111,8 @@ class IVelPluginHost {
 };
 
 // The library's exports. GetVELPlugin is obligatory, VelDllCanUnloadNow is
-// not: it gives 0 when the library can be unloaded.
+// not: it gives 0 when the library can be unloaded. `parameters` is what stands
+// behind the comma in plugins.txt, with its %VARIABLES% expanded; never null.
 using GetVELPluginFn = IVelPlugin*(IVelPluginHost* host,
                                    const wchar_t* parameters);
 inline constexpr char VEL_GET_PLUGIN_EXPORT[] = "GetVELPlugin";
@@ -125,12 +126,12 @@ namespace vel_broadcast {
 inline constexpr wchar_t kSvcInitialized[] = L"VELSVC_INITIALIZED";
 // Posted, once the tray is up.
 inline constexpr wchar_t kGuiInitialized[] = L"VELGUI_INITIALIZED";
-// Posted, by command.
-inline constexpr wchar_t kConfigure[] = L"VELMENUS_CONFIGURE";
-inline constexpr wchar_t kAbout[] = L"VELMENUS_ABOUT";
 // Posted. a: the command's value.
 inline constexpr wchar_t kOpenUnprotectedBrowser[] =
     L"OPEN_UNPROTECTED_BROWSER";
+// Posted, by command.
+inline constexpr wchar_t kConfigure[] = L"VELMENUS_CONFIGURE";
+inline constexpr wchar_t kAbout[] = L"VELMENUS_ABOUT";
 inline constexpr wchar_t kUpdateCheckVersion[] = L"update_check_version";
 inline constexpr wchar_t kFlushSession[] = L"flush_session";
 inline constexpr wchar_t kRestoreAlertsSettings[] = L"restore_alerts_settings";

@@ -58,10 +58,10 @@ class VelWorkQueue {
 
   ScopedHandle _semaphore;
   ItemList _items VEL_GUARDED_BY(_lock);
+  VelSpinLock _lock;
   // Posts that no Pop has answered; below 0 when the consumer waits, for which
   // the semaphore is there.
   std::int32_t _posts VEL_GUARDED_BY(_lock) = 0;
-  VelSpinLock _lock;
 };
 
 }  // namespace vel

@@ -8,7 +8,7 @@ namespace vel {
 // True while Windows ends the user's session: no sandbox session is brought
 // back meanwhile. Written by the tray's window thread only, read by the restart
 // tasks of the session holders, which look again every 100 ms. It guards
-// nothing else, so relaxed accesses will do.
+// nothing else.
 extern std::atomic<bool> session_ending;
 static_assert(sizeof(session_ending) == 1);
 

@@ -51,14 +51,14 @@ int log_bits(std::uintptr_t value) {
   return static_cast<int>(value);
 }
 
-class BroadcastTask : public IVelWorkItem {
+class BroadcastTask final : public IVelWorkItem {
  public:
   BroadcastTask(VelPluginsCtl* ctl, IVelPlugin* sender, const wchar_t* name,
                 std::uintptr_t a, std::uintptr_t b)
       : _ctl(ctl), _sender(sender), _name(_wcsdup(name)), _a(a), _b(b) {
     if (_name == nullptr) throw std::bad_alloc();
   }
-  virtual ~BroadcastTask() { std::free(_name); }
+  ~BroadcastTask() { std::free(_name); }
   BroadcastTask(const BroadcastTask&) = delete;
   BroadcastTask& operator=(const BroadcastTask&) = delete;
 

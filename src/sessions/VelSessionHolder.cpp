@@ -45,7 +45,13 @@ VelSessionHolder::VelSessionHolder(IVelSessionHost* host, std::wstring config)
 // here on it gives up when it can, and MgrShutdown is ignored.
 VelSessionHolder::~VelSessionHolder() {
   _in_stopping = true;
-  if (_restart_task) _restart_task->finish();
+  std::shared_ptr<RestartTask> task;
+  {
+    // A MgrShutdown that came just before may still be making it.
+    const VelFastMutex::Scope scope(_restart_lock);
+    task = _restart_task;
+  }
+  if (task) task->finish();
   if (_session != nullptr) end_session();
   _restart_task.reset();
 }
@@ -72,19 +78,20 @@ bool VelSessionHolder::close_session(std::uint32_t shutdown_type) {
   return true;
 }
 
-void VelSessionHolder::start_app(const std::wstring& verb,
-                                 const std::wstring& file,
-                                 const std::wstring& parameters,
-                                 const std::wstring& directory,
-                                 const std::wstring& class_name) {
+std::uint32_t VelSessionHolder::start_app(const std::wstring& verb,
+                                          const std::wstring& file,
+                                          const std::wstring& parameters,
+                                          const std::wstring& directory,
+                                          const std::wstring& class_name) {
   VelLog_Print(kLogNotice,
                L"VelSessionHolder::start_app('%s', '%s', '%s', '%s') - %u\n",
                verb.c_str(), file.c_str(), parameters.c_str(),
                directory.c_str(), GetTickCount());
   const VelFastMutex::Scope scope(_session_lock);
   ensure_session_active();
-  _session.load()->start_app(verb.c_str(), file.c_str(), parameters.c_str(),
-                             directory.c_str(), class_name.c_str());
+  return _session.load()->start_app(verb.c_str(), file.c_str(),
+                                    parameters.c_str(), directory.c_str(),
+                                    class_name.c_str());
 }
 
 void VelSessionHolder::ensure_session_active() {

@@ -49,10 +49,11 @@ class VelSessionHolder : public IVelSessionCallback, public IVelAsyncRestart {
   // limit. False when a plug-in has refused; the session runs on then.
   bool close_session(std::uint32_t shutdown_type);
   // Starts an application in the session, and the session before if need be.
-  // Any text may be empty. A failure of the manager's is logged by the library.
-  void start_app(const std::wstring& verb, const std::wstring& file,
-                 const std::wstring& parameters, const std::wstring& directory,
-                 const std::wstring& class_name);
+  // Any text may be empty. Gives the manager's result, a system error code.
+  std::uint32_t start_app(const std::wstring& verb, const std::wstring& file,
+                          const std::wstring& parameters,
+                          const std::wstring& directory,
+                          const std::wstring& class_name);
 
   // IVelSessionCallback. The manager has ended by itself: the restart begins in
   // the background.

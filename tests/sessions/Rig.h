@@ -116,7 +116,7 @@ struct FakeSession : public IVelSession {
   std::uint32_t start_app(const wchar_t* a, const wchar_t* b, const wchar_t* c,
                           const wchar_t* d, const wchar_t* e) override {
     events.add(FormatWide(L"start_app %s|%s|%s|%s|%s", a, b, c, d, e));
-    return ERROR_NOT_READY;
+    return 7;
   }
   std::uint32_t get_state() override {
     return stopping.exchange(false) ? state.exchange(VEL_SESSION_STOPPED)

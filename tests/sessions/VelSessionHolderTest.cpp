@@ -27,7 +27,7 @@ class VelSessionHolderTest : public testing::Test {
 
 TEST_F(VelSessionHolderTest, GoesThroughTheLifeOfASession) {
   auto holder = std::make_unique<VelSessionHolder>(&_host, L"Normal");
-  holder->start_app(L"open", L"f", L"p", L"", L"c");
+  EXPECT_EQ(7u, holder->start_app(L"open", L"f", L"p", L"", L"c"));
   EXPECT_TRUE(holder->is_active());
   holder->make_active();
   EXPECT_EQ((EventList{L"create", L"host: startup Normal", L"start Normal",
