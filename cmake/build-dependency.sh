@@ -25,6 +25,20 @@ build_benchmark() {
   ninja -j "$jobs" install
 }
 
+# libcrypto alone, without what opens files, sockets or libraries of its own.
+build_openssl() {
+  "$1/Configure" mingw64 --cross-compile-prefix=x86_64-w64-mingw32- \
+    --prefix="$2" --libdir=lib no-shared no-tests no-ssl no-engine \
+    no-dso no-sock no-module no-autoload-config no-ui-console no-async \
+    no-legacy no-srp no-ct no-cmp no-cms no-ts no-ocsp &&
+  make build_generated &&
+  make -j "$jobs" libcrypto.a &&
+  mkdir -p "$2/lib" "$2/include" &&
+  cp libcrypto.a "$2/lib" &&
+  cp -r "$1/include/openssl" "$2/include" &&
+  cp -r include/openssl "$2/include"
+}
+
 # What went into the build of a library, as a short text.
 build_key() {
   { declare -f "build_$1"

@@ -1,0 +1,23 @@
+# vel_dependency(<library> <variable>): sets <variable> to the folder (include/
+# and lib/) of a library that the cross toolchain lacks. It is built from its
+# Debian source by cmake/build-dependency.sh unless the variable names one.
+function(vel_dependency library variable)
+  if(NOT ${variable})
+    message(STATUS "Looking for ${library}")
+    execute_process(COMMAND ${CMAKE_SOURCE_DIR}/cmake/build-dependency.sh ${library}
+      OUTPUT_VARIABLE dir OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+    set(${variable} ${dir} CACHE PATH "${library}: include/ and lib/" FORCE)
+  endif()
+endfunction()
+
+# vel_crypto: OpenSSL's libcrypto, linked statically.
+if(CMAKE_CROSSCOMPILING)
+  vel_dependency(openssl VEL_OPENSSL_DIR)
+  add_library(vel_crypto INTERFACE)
+  target_include_directories(vel_crypto SYSTEM INTERFACE ${VEL_OPENSSL_DIR}/include)
+  target_link_libraries(vel_crypto INTERFACE ${VEL_OPENSSL_DIR}/lib/libcrypto.a)
+else()
+  set(OPENSSL_USE_STATIC_LIBS ON)
+  find_package(OpenSSL REQUIRED COMPONENTS Crypto)
+  add_library(vel_crypto ALIAS OpenSSL::Crypto)
+endif()
