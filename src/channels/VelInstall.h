@@ -1,25 +1,30 @@
-// What the program asks of the machine-wide service.
+// Installs and removes the machine-wide service and its driver. For an elevated
+// process without a window of its own: the calls block, tell the user in
+// message boxes what failed, and go on where they can. No state, any thread.
 #ifndef VEL_CHANNELS_VELINSTALL_H_
 #define VEL_CHANNELS_VELINSTALL_H_
 
-#include <cstdint>
-#include <string>
-
 namespace vel {
 
-enum VelSvcNotifyCode : std::uint32_t {
-  // Text: /VelGuiPid="<process id>". The reply is a handle of the service's
-  // process, valid in the sender and owned by it.
-  kSvcNotifyTrayStarted = 2,
-  // Text: a command line. The reply is above 0 when the service has started the
-  // program with it in the user's session.
-  kSvcNotifyStartProgram = 4,
-};
+inline constexpr wchar_t kServiceName[] = L"VelSvc";
+inline constexpr wchar_t kDriverName[] = L"VELKL";
 
-// Sends a notification to the service and gives its reply, 0 on failure with
-// the reason in the last error. Waits for a service that is starting: up to
-// five minutes for the service and one for its pipe. Safe from any thread.
-int VelSvc_Notify(std::uint32_t code, const std::wstring& args);
+// Creates and starts the driver and the service that depends on it, out of the
+// program's own directory. A driver that can't be created doesn't keep the
+// service from being tried.
+void VelSvc_Install();
+
+// Stops and removes the service, then the driver, then lets the shell extension
+// undo what it did to the machine. What isn't installed is skipped. Waits until
+// the service has left the state "stop pending", without limit.
+void VelSvc_Uninstall();
+
+// Asks the service to stop. True when its stop event was found and set.
+bool VelSvc_Stop();
+
+// The step log of the calls on the service control manager, with the last
+// error, which is kept.
+void log_service_step(const char* operation, const char* step) noexcept;
 
 }  // namespace vel
 

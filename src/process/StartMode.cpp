@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include "channels/VelInstall.h"
+#include "channels/VelSvcClient.h"
 #include "foundation/CommandLine.h"
 #include "foundation/Product.h"
 #include "foundation/Registry.h"
