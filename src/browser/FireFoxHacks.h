@@ -4,6 +4,10 @@
 
 namespace vel {
 
+// Asks all users for an update: each carries it out once, at the next start of
+// the program in his session. Needs write access to the machine's settings.
+void NeedUpdateExtensions();
+
 // Carries out an update request that this user hasn't gone through yet: drops
 // the component caches of the user's profiles and runs Firefox once where
 // nobody sees it. Blocks meanwhile, up to a few minutes. Failures are logged

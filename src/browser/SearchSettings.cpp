@@ -1,6 +1,8 @@
 #include "browser/SearchSettings.h"
 
 #include "foundation/NotBuilt.h"
+#include "foundation/Product.h"
+#include "foundation/Registry.h"
 
 namespace vel {
 
@@ -11,6 +13,11 @@ bool UpdateSearchSettings(bool) {
 
 void UpdateStartPage() {
   report_not_built("UpdateStartPage");
+}
+
+bool DeleteSearchFeature() {
+  return RegRemoveValue(HKEY_LOCAL_MACHINE, kProductKey, L"SearchFeature",
+                        kRegViewDefault) == ERROR_SUCCESS;
 }
 
 }  // namespace vel

@@ -14,6 +14,10 @@ bool UpdateSearchSettings(bool removing);
 // chose for himself stays.
 void UpdateStartPage();
 
+// The search feature isn't on offer on this machine any more. True when the
+// machine's value could be deleted.
+bool DeleteSearchFeature();
+
 }  // namespace vel
 
 #endif  // VEL_BROWSER_SEARCHSETTINGS_H_

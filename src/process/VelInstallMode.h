@@ -22,6 +22,29 @@ enum VelInstallExit : int {
 // of which show message boxes.
 int vel_install_mode(const std::wstring& cmd_line);
 
+// The steps of an install run, to be replaced where the machine mustn't change.
+struct VelInstallSteps {
+  bool (*tray_is_running)();
+  bool (*end_tray)();
+  bool (*send_report)(const wchar_t* reason);
+  bool (*create_group)();
+  bool (*delete_account)();
+  bool (*delete_old_service)();
+  void (*install_service)();
+  void (*uninstall_service)();
+  void (*restore_download_ui)();
+  void (*restore_browsers)();
+  void (*update_extensions)();
+  void (*set_pending)(bool pending);
+};
+int vel_install_mode_with(const VelInstallSteps& steps,
+                          const std::wstring& cmd_line);
+
+// Takes the product's download handler out of Internet Explorer, in favour of
+// the one that was there before. A handler that the user has chosen since
+// stays.
+void restore_ie_download_ui();
+
 }  // namespace vel
 
 #endif  // VEL_PROCESS_VELINSTALLMODE_H_

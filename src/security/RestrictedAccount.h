@@ -4,6 +4,10 @@
 
 namespace vel {
 
+bool create_group();
+bool delete_account();
+bool delete_old_service();
+
 // Grants the group access to the user's temporary directories and publishes its
 // security identifier for the user. With `force` the grants are made anew also
 // where they seem to be in place. Failures are logged and change nothing else.

@@ -1,0 +1,208 @@
+#include "service/CommandPipe.h"
+
+#include <sddl.h>
+
+#include <cstdint>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "common/DebugReport.h"
+#include "service/Commands.h"
+
+namespace velsvc {
+namespace {
+
+using companion::debug_report;
+using companion::UniqueHandle;
+
+constexpr wchar_t kProgram[] = L"service";
+constexpr wchar_t kPipeName[] = L"\\\\.\\pipe\\VelSvc";
+// The system and administrators; for reading and writing every user who is
+// logged on at the machine, and whoever runs the service by hand.
+constexpr wchar_t kPipeSecurity[] =
+    L"D:P(A;;GA;;;SY)(A;;GA;;;BA)(A;;GA;;;OW)(A;;GRGW;;;IU)";
+
+// A message: the command, the text, and four bytes without meaning.
+constexpr std::size_t kCommandSize = sizeof(std::uint32_t);
+constexpr std::size_t kSmallestMessage = kCommandSize + 4;
+constexpr DWORD kLargestMessage = 0x10000 + kSmallestMessage;
+// How long a client may take for each of: writing, reading, hanging up.
+constexpr DWORD kClientTimeout = 5000;  // ms
+constexpr DWORD kReplyRoom = 64;
+
+// One overlapped operation at a time on one handle.
+class PipeOperation {
+ public:
+  PipeOperation(HANDLE pipe, HANDLE stop) : _pipe(pipe), _stop(stop) {
+    _event.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    _overlapped.hEvent = _event.get();
+  }
+
+  // False when it failed, took too long or the service stops.
+  bool read(void* buffer, DWORD size, DWORD* count) {
+    return finish(ReadFile(_pipe, buffer, size, nullptr, &_overlapped), count);
+  }
+  bool write(const void* data, DWORD size) {
+    DWORD count = 0;
+    return finish(WriteFile(_pipe, data, size, nullptr, &_overlapped), &count);
+  }
+
+ private:
+  bool finish(BOOL done, DWORD* count) {
+    if (!done && GetLastError() != ERROR_IO_PENDING) return false;
+    const HANDLE handles[] = {_event.get(), _stop};
+    if (WaitForMultipleObjects(2, handles, FALSE, kClientTimeout) !=
+        WAIT_OBJECT_0) {
+      CancelIo(_pipe);
+    }
+    return GetOverlappedResult(_pipe, &_overlapped, count, TRUE) != FALSE;
+  }
+
+  const HANDLE _pipe;
+  const HANDLE _stop;
+  UniqueHandle _event;
+  OVERLAPPED _overlapped = {};
+};
+
+std::uint32_t run_command(const std::vector<unsigned char>& message,
+                          HANDLE pipe) {
+  std::uint32_t command = 0;
+  std::memcpy(&command, message.data(), kCommandSize);
+  std::wstring text((message.size() - kSmallestMessage) / sizeof(wchar_t),
+                    L'\0');
+  std::memcpy(text.data(), message.data() + kCommandSize,
+              text.size() * sizeof(wchar_t));
+  ULONG client = 0;
+  if (!GetNamedPipeClientProcessId(pipe, &client)) {
+    debug_report(kProgram, L"finding the client", GetLastError());
+  }
+  return answer_command(command, text, client);
+}
+
+void serve_client(HANDLE pipe, HANDLE stop) {
+  std::vector<unsigned char> message(kLargestMessage);
+  DWORD size = 0;
+  if (!PipeOperation(pipe, stop).read(message.data(), kLargestMessage, &size) ||
+      size < kSmallestMessage) {
+    return;
+  }
+  message.resize(size);
+  const std::uint32_t reply = run_command(message, pipe);
+  if (!PipeOperation(pipe, stop).write(&reply, sizeof reply)) return;
+  // The client hangs up when it has the reply, which a disconnection before
+  // that would take from it.
+  PipeOperation(pipe, stop).read(message.data(), 1, &size);
+}
+
+}  // namespace
+
+struct CommandPipe::Connection {
+  CommandPipe* owner;
+  UniqueHandle pipe;
+};
+
+bool CommandPipe::listen() {
+  _connected.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  _idle.reset(CreateEventW(nullptr, TRUE, TRUE, nullptr));
+  if (!_connected || !_idle) return false;
+  _instance = make_instance(FILE_FLAG_FIRST_PIPE_INSTANCE);
+  return static_cast<bool>(_instance);
+}
+
+UniqueHandle CommandPipe::make_instance(DWORD flags) {
+  SECURITY_ATTRIBUTES security = {sizeof security, nullptr, FALSE};
+  if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(
+          kPipeSecurity, SDDL_REVISION_1, &security.lpSecurityDescriptor,
+          nullptr)) {
+    return {};
+  }
+  const HANDLE pipe = CreateNamedPipeW(
+      kPipeName, PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | flags,
+      PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_REJECT_REMOTE_CLIENTS,
+      PIPE_UNLIMITED_INSTANCES, kReplyRoom, kLargestMessage, 0, &security);
+  const DWORD error = GetLastError();
+  LocalFree(security.lpSecurityDescriptor);
+  SetLastError(error);
+  return UniqueHandle(pipe == INVALID_HANDLE_VALUE ? nullptr : pipe);
+}
+
+DWORD CommandPipe::serve() {
+  DWORD error = ERROR_SUCCESS;
+  while (error == ERROR_SUCCESS) {
+    error = wait_for_client();
+    if (error == ERROR_SUCCESS) {
+      hand_over();
+    } else if (error == ERROR_NO_DATA || error == ERROR_BROKEN_PIPE) {
+      // A client that has gone again already.
+      _instance = make_instance(0);
+      error = ERROR_SUCCESS;
+    }
+    if (!_instance) error = GetLastError();
+  }
+  _instance.reset();
+  wait_for_connections();
+  return error == ERROR_OPERATION_ABORTED ? DWORD{ERROR_SUCCESS} : error;
+}
+
+// ERROR_OPERATION_ABORTED stands for the stop event.
+DWORD CommandPipe::wait_for_client() {
+  OVERLAPPED overlapped = {};
+  overlapped.hEvent = _connected.get();
+  if (ConnectNamedPipe(_instance.get(), &overlapped)) return ERROR_SUCCESS;
+  const DWORD error = GetLastError();
+  if (error == ERROR_PIPE_CONNECTED) return ERROR_SUCCESS;
+  if (error != ERROR_IO_PENDING) return error;
+  const HANDLE handles[] = {_stop, _connected.get()};
+  if (WaitForMultipleObjects(2, handles, FALSE, INFINITE) == WAIT_OBJECT_0) {
+    CancelIo(_instance.get());
+  }
+  DWORD count = 0;
+  if (GetOverlappedResult(_instance.get(), &overlapped, &count, TRUE)) {
+    return ERROR_SUCCESS;
+  }
+  return GetLastError();
+}
+
+// The next instance is made first, so that the name never goes away. When it
+// can't be made _instance stays empty, with the last error.
+void CommandPipe::hand_over() {
+  UniqueHandle connected = std::move(_instance);
+  _instance = make_instance(0);
+  const DWORD error = GetLastError();
+  try {
+    auto connection = std::make_unique<Connection>(
+        Connection{this, std::move(connected)});
+    if (_served.fetch_add(1) == 0) ResetEvent(_idle.get());
+    if (QueueUserWorkItem(&serve_connection, connection.get(),
+                          WT_EXECUTELONGFUNCTION)) {
+      static_cast<void>(connection.release());
+    } else if (_served.fetch_sub(1) == 1) {
+      SetEvent(_idle.get());
+    }
+  } catch (const std::exception&) {
+    debug_report(kProgram, L"taking a client", ERROR_NOT_ENOUGH_MEMORY);
+  }
+  SetLastError(error);
+}
+
+DWORD WINAPI CommandPipe::serve_connection(void* parameter) {
+  std::unique_ptr<Connection> connection(static_cast<Connection*>(parameter));
+  CommandPipe* const owner = connection->owner;
+  try {
+    serve_client(connection->pipe.get(), owner->_stop);
+  } catch (const std::exception&) {
+    debug_report(kProgram, L"a command", ERROR_NOT_ENOUGH_MEMORY);
+  }
+  connection.reset();
+  if (owner->_served.fetch_sub(1) == 1) SetEvent(owner->_idle.get());
+  return 0;
+}
+
+void CommandPipe::wait_for_connections() {
+  while (_served.load() != 0) WaitForSingleObject(_idle.get(), INFINITE);
+}
+
+}  // namespace velsvc
