@@ -6,7 +6,8 @@ static void NTAPI unload(DRIVER_OBJECT* driver) {
   (void)driver;
 }
 
-NTSTATUS NTAPI DriverEntry(DRIVER_OBJECT* driver, UNICODE_STRING* registry_path) {
+NTSTATUS NTAPI DriverEntry(DRIVER_OBJECT* driver,
+                           UNICODE_STRING* registry_path) {
   (void)registry_path;
   driver->DriverUnload = unload;
   return STATUS_SUCCESS;

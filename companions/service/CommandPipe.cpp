@@ -173,8 +173,8 @@ void CommandPipe::hand_over() {
   _instance = make_instance(0);
   const DWORD error = GetLastError();
   try {
-    auto connection = std::make_unique<Connection>(
-        Connection{this, std::move(connected)});
+    auto connection =
+        std::make_unique<Connection>(Connection{this, std::move(connected)});
     if (_served.fetch_add(1) == 0) ResetEvent(_idle.get());
     if (QueueUserWorkItem(&serve_connection, connection.get(),
                           WT_EXECUTELONGFUNCTION)) {

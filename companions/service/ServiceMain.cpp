@@ -65,8 +65,9 @@ int run_as_service() {
   const SERVICE_TABLE_ENTRYW table[] = {{service_name, &service_main},
                                         {nullptr, nullptr}};
   if (StartServiceCtrlDispatcherW(table)) return 0;
-  fwprintf(stderr, L"VelSvc is a service; \"VelSvc.exe /console\" runs it in "
-                   L"the foreground.\n");
+  fwprintf(stderr,
+           L"VelSvc is a service; \"VelSvc.exe /console\" runs it in "
+           L"the foreground.\n");
   return static_cast<int>(GetLastError());
 }
 

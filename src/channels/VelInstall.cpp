@@ -90,9 +90,9 @@ void set_failure_actions(const ServiceHandle& service) {
 }
 
 void install_service(const ServiceHandle& manager) {
-  const ServiceHandle service = create(
-      manager, kServiceName, SERVICE_WIN32_OWN_PROCESS,
-      L"\"" + program_directory() + L"VelSvc.exe\"", L"VELKL\0");
+  const ServiceHandle service =
+      create(manager, kServiceName, SERVICE_WIN32_OWN_PROCESS,
+             L"\"" + program_directory() + L"VelSvc.exe\"", L"VELKL\0");
   if (!service) {
     const DWORD error = GetLastError();
     log_service_step(kInstall, "CreateService svc");
@@ -108,8 +108,8 @@ void install_service(const ServiceHandle& manager) {
 void wait_while_running(const ServiceHandle& service) {
   SERVICE_STATUS status = {};
   status.dwCurrentState = SERVICE_RUNNING;
-  for (int polls = 0; status.dwCurrentState == SERVICE_RUNNING &&
-                      polls < kRunningPolls;
+  for (int polls = 0;
+       status.dwCurrentState == SERVICE_RUNNING && polls < kRunningPolls;
        ++polls) {
     QueryServiceStatus(service.get(), &status);
     Sleep(kRunningPoll);

@@ -84,8 +84,9 @@ Verdict judge_failure(DWORD error) {
 bool VelSvc_Query(DWORD& state_out, bool& startable_out) {
   const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, GENERIC_READ));
   if (!manager) return failed("OpenSCManager");
-  const ServiceHandle service(OpenServiceW(
-      manager.get(), kServiceName, SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS));
+  const ServiceHandle service(
+      OpenServiceW(manager.get(), kServiceName,
+                   SERVICE_QUERY_CONFIG | SERVICE_QUERY_STATUS));
   if (!service) return failed("OpenService");
   if (!query_startable(service, startable_out)) {
     return failed("QueryServiceConfig");

@@ -17,12 +17,11 @@ constexpr DWORD kRetryPause = 1000;  // ms
 // 0 for a handle that isn't a process.
 DWORD process_id_of(HANDLE process) {
   PROCESS_BASIC_INFORMATION information = {};
-  const NTSTATUS status = nt::ZwQueryInformationProcess(
-      process, ProcessBasicInformation, &information, sizeof information,
-      nullptr);
-  return nt::succeeded(status)
-             ? static_cast<DWORD>(information.UniqueProcessId)
-             : 0;
+  const NTSTATUS status =
+      nt::ZwQueryInformationProcess(process, ProcessBasicInformation,
+                                    &information, sizeof information, nullptr);
+  return nt::succeeded(status) ? static_cast<DWORD>(information.UniqueProcessId)
+                               : 0;
 }
 
 void log_service_end(HANDLE process) {
@@ -46,8 +45,8 @@ HANDLE svc_send_init() {
   }
   const HANDLE process = ULongToHandle(static_cast<ULONG>(reply));
   if (process_id_of(process) == 0) {
-    VelLog_Print(kLogError,
-                 L"svc_send_init: 0x%x is not valid process handle", reply);
+    VelLog_Print(kLogError, L"svc_send_init: 0x%x is not valid process handle",
+                 reply);
     return nullptr;
   }
   return process;
