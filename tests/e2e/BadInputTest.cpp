@@ -1,6 +1,6 @@
 // Nothing that another program sends, and nothing on a command line, ends the
 // tray or makes it answer wrongly.
-#include "harness/ProductTest.h"
+#include "harness/Product.h"
 
 #include <cstring>
 
@@ -11,22 +11,12 @@ class BadInputTest : public ProductTest {
  protected:
   void SetUp() override {
     ProductTest::SetUp();
-    ASSERT_TRUE(product.UseTestPlugin());
-    ASSERT_TRUE(product.UseTestSession());
-    tray.emplace(product);
-    ASSERT_TRUE(tray->up());
+    ASSERT_TRUE(UseTestLibrary());
+    ASSERT_TRUE(StartTray());
   }
-  void TearDown() override {
-    if (!tray) return;
-    EXPECT_TRUE(tray->Runs());
-    EXPECT_EQ(tray->Shutdown(), 0u);
-    tray.reset();
-  }
-
-  std::optional<Tray> tray;
 };
 
-TEST_F(BadInputTest, SizesOfTheMessage) {
+TEST_F(BadInputTest, MessagesAndCommands) {
   const unsigned char configure[9] = {VELGUI_IPC_CONFIGURE, 0, 0, 0, '2'};
   for (DWORD size = 0; size < VEL_GUI_IPC_MIN_COPYDATA; ++size) {
     EXPECT_EQ(SendCopyData(configure, size), 0) << size;
@@ -36,73 +26,65 @@ TEST_F(BadInputTest, SizesOfTheMessage) {
   for (const DWORD size : {6u, 7u, 8u, 9u}) {
     EXPECT_EQ(SendCopyData(configure, size), 1) << size;
   }
-  ExpectPluginEvent(L"broadcast VELMENUS_CONFIGURE", 4);
-}
-
-TEST_F(BadInputTest, UnknownCommandsAndBlockCommandsWithoutABlock) {
+  Expect("broadcast VELMENUS_CONFIGURE", 4);
+  // Unknown ones, and those that need a block.
   for (const std::uint32_t command :
        {0u, 8u, 10u, 11u, 13u, 14u, 15u, 17u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
     EXPECT_FALSE(SendCommand(command)) << command;
   }
+  const HWND window = FindTray();
+  EXPECT_EQ(SendMessageW(window, WM_SYSCOMMAND, SC_CLOSE, 0), 0);
+  EXPECT_EQ(FindTray(), window);
 }
 
 TEST_F(BadInputTest, LengthsAndNamesOfBlocks) {
-  SharedBlock block(4096);
-  ASSERT_NE(block.bytes(), nullptr);
+  const SharedBlock block(4096);
   const std::uint32_t ask = VELGUI_IPC_IS_SHUTTING_DOWN;
   // The last one is larger than the mapping.
   for (const wchar_t* length : {L"0", L"-1", L"", L"x", L"16777216",
                                 L"4294967295", L"99999999999", L"1048576"}) {
-    EXPECT_FALSE(SendCommand(ask, BlockText(block.tag(), length)))
-        << std::string(length, length + std::wcslen(length));
+    EXPECT_FALSE(SendCommand(ask, block.Text(length))) << length;
   }
-  EXPECT_FALSE(SendCommand(ask, BlockText(L"no.such", L"4")));
-  EXPECT_FALSE(SendCommand(ask, L"/bmmap=\"" + block.tag() + L"\""));
-  EXPECT_TRUE(SendCommand(ask, BlockText(block.tag(), L"4096")));
+  EXPECT_FALSE(SendCommand(ask, L"/bmmap=\"no.such\" /bmlen=\"4\""));
+  EXPECT_EQ(block.Untouched(), 4096u);
+  EXPECT_TRUE(SendCommand(ask, block.Text(L"4096")));
 }
 
-TEST_F(BadInputTest, BlocksThatAreTooSmallStayAsTheyWere) {
-  struct {
+TEST_F(BadInputTest, BlocksAreFilledWhenTheyAreLargeEnough) {
+  const struct {
     std::uint32_t command;
-    std::size_t size;
-  } const cases[] = {{VELGUI_IPC_GET_VERSION_INFO, 1283},
-                     {VELGUI_IPC_UPDATE_STATUS, 3},
-                     {VELGUI_IPC_IS_SHUTTING_DOWN, 3},
-                     {VELGUI_IPC_UPDATE_CHECK_VERSION, 64}};
+    DWORD size;
+    DWORD untouched;
+    int first_byte;
+  } cases[] = {
+      {VELGUI_IPC_GET_VERSION_INFO, 1283, 1283, SharedBlock::kFill},
+      // The block says 0x5A5A5A5A entries and has room for one.
+      {VELGUI_IPC_GET_VERSION_INFO, 1284, 1284, SharedBlock::kFill},
+      {VELGUI_IPC_UPDATE_STATUS, 3, 3, SharedBlock::kFill},
+      {VELGUI_IPC_UPDATE_STATUS, 8, 4, 3},
+      {VELGUI_IPC_IS_SHUTTING_DOWN, 3, 3, SharedBlock::kFill},
+      {VELGUI_IPC_IS_SHUTTING_DOWN, 8, 4, 0},
+      {VELGUI_IPC_UPDATE_CHECK_VERSION, 64, 64, SharedBlock::kFill},
+      {VELGUI_IPC_SET_URL_MODE_POLICY, VEL_GUI_IPC_MAX_BLOCK,
+       VEL_GUI_IPC_MAX_BLOCK, SharedBlock::kFill},
+  };
   for (const auto& test : cases) {
-    std::vector<unsigned char> block(test.size, 0x5A);
-    EXPECT_TRUE(SendBlock(test.command, block)) << test.command;
-    EXPECT_EQ(block, std::vector<unsigned char>(test.size, 0x5A))
-        << test.command;
+    SCOPED_TRACE(testing::Message() << test.command << ", " << test.size);
+    const SharedBlock block(test.size);
+    EXPECT_TRUE(block.Send(test.command));
+    EXPECT_EQ(block.Untouched(), test.untouched);
+    EXPECT_EQ(block.bytes()[0], test.first_byte);
   }
-  // Two entries don't fit into the room of one.
-  std::vector<unsigned char> block(sizeof(VelVersionInfo), 0);
-  block[0] = 2;
-  EXPECT_TRUE(SendBlock(VELGUI_IPC_GET_VERSION_INFO, block));
-  EXPECT_EQ(CountBeginning(product.PluginEvents(), L"broadcast get_version"),
-            0u);
+  EXPECT_EQ(SeenBeginning("broadcast get_version"), 0u);
+  Expect("broadcast set_url_mode_policy");
 }
-
-TEST_F(BadInputTest, BlocksComeBackFilled) {
-  std::vector<unsigned char> block(8, 0x5A);
-  ASSERT_TRUE(SendBlock(VELGUI_IPC_UPDATE_STATUS, block));
-  EXPECT_EQ(block,
-            (std::vector<unsigned char>{3, 0, 0, 0, 0x5A, 0x5A, 0x5A, 0x5A}));
-  ASSERT_TRUE(SendBlock(VELGUI_IPC_IS_SHUTTING_DOWN, block));
-  EXPECT_EQ(block[0], 0);
-  block.assign(VEL_GUI_IPC_MAX_BLOCK, 0x5A);
-  EXPECT_TRUE(SendBlock(VELGUI_IPC_SET_URL_MODE_POLICY, block));
-  ExpectPluginEvent(L"broadcast set_url_mode_policy");
-}
-
-struct CommandLineCase {
-  const wchar_t* line;
-  // What start_app gets behind the configuration "Normal"; null for no start.
-  const wchar_t* app;
-};
 
 TEST_F(BadInputTest, CommandLines) {
-  const CommandLineCase cases[] = {
+  const struct {
+    const wchar_t* line;
+    // What start_app gets behind the configuration; null for no start.
+    const char* app;
+  } cases[] = {
       {L"", nullptr},
       {L"\"", nullptr},
       {L"/shex_file=\"unterminated", nullptr},
@@ -110,52 +92,45 @@ TEST_F(BadInputTest, CommandLines) {
       {L"/shex_file=\"\"", nullptr},
       {L"/shex_file=x", nullptr},
       {L"/SHEX_FILE=\"case\"", nullptr},
-      {L"/shex_file=\"old\" /shex_file=\"new\"", L"|new|||"},
-      {L"/shex_file= \"blank\"", L"|blank|||"},
+      {L"/shex_file=\"old\" /shex_file=\"new\"", "|new|||"},
+      {L"/shex_file= \"blank\"", "|blank|||"},
       // BEL at the ends of a value, alone and in pairs.
-      {L"/shex_file=\"bel\a\"", L"|bel\a|||"},
-      {L"/shex_file=\"\a2mid\a2\"", L"|\"mid\"|||"},
-      {L"/shex_file=\"\a1\a1\"", L"|\a\a|||"},
-      {L"/shex_file=\"\a9\"", L"|\a9|||"},
+      {L"/shex_file=\"bel\a\"", "|bel\a|||"},
+      {L"/shex_file=\"\a2mid\a2\"", "|\"mid\"|||"},
+      {L"/shex_file=\"\a1\a1\"", "|\a\a|||"},
+      {L"/shex_file=\"\a9\"", "|\a9|||"},
       // The NUL of a value ends the text at the library's border.
-      {L"/shex_file=\"cut\a3off\"", L"|cut|||"},
+      {L"/shex_file=\"cut\a3off\"", "|cut|||"},
       // A key inside a value is found there too.
-      {L"/shex_file=\"a/shex_verb=\"open\"", L"open|a/shex_verb=|||"},
-      {L"xx/shex_file=\"glued\"", L"|glued|||"},
-      {L"http://", L"|http://|||"},
-      {L"/bmmap=\"\" /shex_file=\"empty map\"", L"|empty map|||"},
+      {L"/shex_file=\"a/shex_verb=\"open\"", "open|a/shex_verb=|||"},
+      {L"xx/shex_file=\"glued\"", "|glued|||"},
+      {L"http://", "|http://|||"},
+      {L"/bmmap=\"\" /shex_file=\"empty map\"", "|empty map|||"},
   };
   std::size_t started = 0;
-  for (const CommandLineCase& test : cases) {
+  for (const auto& test : cases) {
     EXPECT_TRUE(SendCommand(VELGUI_IPC_RUNCMD, test.line));
     if (!test.app) continue;
     ++started;
-    ExpectSessionEvent(std::wstring(L"app Normal|") + test.app);
+    Expect(std::string("app Normal|") + test.app);
   }
-  const auto events = product.SessionEvents();
-  EXPECT_EQ(CountBeginning(events, L"app "), started) << Describe(events);
+  EXPECT_EQ(SeenBeginning("app "), started) << Log();
 }
 
 TEST_F(BadInputTest, LongAndBinaryText) {
-  EXPECT_TRUE(SendCommand(VELGUI_IPC_RUNCMD, std::wstring(500000, L'"')));
-  EXPECT_TRUE(SendCommand(VELGUI_IPC_RUNCMD, std::wstring(100000, L'\a')));
-  EXPECT_TRUE(SendCommand(
-      VELGUI_IPC_RUNCMD, L"/shex_file=\"" + std::wstring(60000, L'x') + L"\""));
   // Lone surrogates, controls and NULs.
   std::wstring noise;
   for (unsigned i = 0; i < 20000; ++i) {
     noise += static_cast<wchar_t>(i * 40503u);
   }
-  EXPECT_TRUE(SendCommand(VELGUI_IPC_RUNCMD, noise));
+  for (const std::wstring& line :
+       {std::wstring(500000, L'"'), std::wstring(100000, L'\a'), noise,
+        L"/shex_file=\"" + std::wstring(60000, L'x') + L"\""}) {
+    EXPECT_TRUE(SendCommand(VELGUI_IPC_RUNCMD, line));
+  }
   EXPECT_TRUE(SendCommand(VELGUI_IPC_OPEN_UNPROTECTED_BROWSER, noise));
   EXPECT_TRUE(SendCommand(VELGUI_IPC_RUNCMD, L"/shex_file=\"after\""));
-  ExpectSessionEvent(L"app Normal||after|||");
-}
-
-TEST_F(BadInputTest, MessagesThatMustNotEndTheWindow) {
-  const HWND window = FindTray();
-  EXPECT_EQ(SendMessageW(window, WM_SYSCOMMAND, SC_CLOSE, 0), 0);
-  EXPECT_EQ(FindTray(), window);
+  Expect("app Normal||after|||");
 }
 
 }  // namespace

@@ -1,7 +1,11 @@
-// plugins.txt, the calls in both directions, and the veto.
-#include "harness/ProductTest.h"
+// plugins.txt, the calls in both directions, the veto and the end of the
+// user's session.
+#include "harness/Product.h"
+
+#include <cstdio>
 
 #include "helpers/Actions.h"
+#include "sync/ScopedHandle.h"
 #include "vel/IVelPlugin.h"
 
 namespace vel::test {
@@ -9,167 +13,157 @@ namespace {
 
 class PluginsTest : public ProductTest {
  protected:
-  // Lets the test plug-in act, and gives the result that it got.
-  std::uint32_t Act(PluginAction action) {
-    const std::wstring number = std::to_wstring(unsigned{action});
-    const std::wstring done = L"did " + number + L" -> ";
-    const std::size_t before = CountBeginning(product.PluginEvents(), done);
-    EXPECT_TRUE(SendCommand(VELGUI_IPC_OPEN_UNPROTECTED_BROWSER, number));
-    std::wstring result;
-    EXPECT_TRUE(WaitUntil([&] {
-      const auto events = product.PluginEvents();
-      for (const Event& event : events) {
-        if (event.text.rfind(done, 0) == 0) {
-          result = event.text.substr(done.size());
-        }
-      }
-      return CountBeginning(events, done) > before;
-    })) << "action "
-        << action << Describe(product.PluginEvents());
-    return static_cast<std::uint32_t>(
-        std::wcstoul(result.c_str(), nullptr, 16));
+  // Lets the test plug-in act, and checks the result that it got.
+  void Act(PluginAction action, std::uint32_t expected) {
+    char done[64];
+    std::snprintf(done, sizeof done, "did %u -> %x", unsigned{action},
+                  expected);
+    const std::size_t before = Seen(done);
+    EXPECT_TRUE(SendCommand(VELGUI_IPC_OPEN_UNPROTECTED_BROWSER,
+                            std::to_wstring(unsigned{action})));
+    Expect(done, before + 1);
   }
 };
 
 TEST_F(PluginsTest, BadLinesDoNotStopTheGoodOnes) {
-  ASSERT_TRUE(product.Install(L"e2e_plugin.dll", L"Plugins\\test.dll"));
-  ASSERT_TRUE(product.Install(L"e2e_plugin.dll", L"Plugins\\last.dll"));
-  ASSERT_TRUE(product.Install(L"e2e_plugin.dll", L"Plugins\\refuses.dll"));
-  ASSERT_TRUE(product.Install(L"e2e_session.dll", L"Plugins\\noexport.dll"));
-  ASSERT_TRUE(product.Write(L"Plugins\\text.dll", "not a library"));
-  ASSERT_TRUE(product.Write(L"Plugins\\empty.dll", ""));
+  for (const wchar_t* name : {L"test", L"poster", L"last", L"refuses"}) {
+    ASSERT_TRUE(Install(L"Plugins\\" + std::wstring(name) + L".dll"));
+  }
+  ASSERT_TRUE(Write(L"Plugins\\text.dll", "not a library"));
+  ASSERT_TRUE(Write(L"Plugins\\empty.dll", ""));
   // The last line has no CR LF and doesn't count.
-  ASSERT_TRUE(product.SetPlugins(
-      "missing.dll\r\ntext.dll,x\r\nempty.dll\r\n\r\n,parameters\r\n"
-      "noexport.dll\r\nrefuses.dll,null\r\n..\\VELRCS.dll\r\n"
-      "test.dll,a,b %VEL_E2E_NONE%\r\nlast.dll"));
-  Tray tray(product);
-  ASSERT_TRUE(tray.up());
-  ExpectPluginEvent(L"load 'a,b %VEL_E2E_NONE%'");
-  ExpectPluginEvent(L"broadcast VELGUI_INITIALIZED");
-  EXPECT_EQ(tray.Shutdown(), 0u);
-  EXPECT_EQ(Count(product.PluginEvents(), L"destroy"), 1u);
-  EXPECT_EQ(product.Events(L"Plugins\\refuses.dll").size(), 1u);
-  EXPECT_TRUE(product.Events(L"Plugins\\last.dll").empty());
+  ASSERT_TRUE(
+      SetPlugins("missing.dll\r\ntext.dll,x\r\nempty.dll\r\n\r\n,parameters\r\n"
+                 "refuses.dll,null\r\n..\\VELRCS.dll\r\n"
+                 "test.dll,a,b %VEL_E2E_NONE%\r\nposter.dll,post\r\nlast.dll"));
+  ASSERT_TRUE(StartTray());
+  Expect("load 'null'");
+  Expect("load 'a,b %VEL_E2E_NONE%'");
+  // A post from a plug-in's load reaches those that are in the list.
+  Expect("broadcast e2e_early");
+  Expect("broadcast VELGUI_INITIALIZED", 2);
+  EXPECT_EQ(Shutdown(), 0u);
+  EXPECT_EQ(Seen("destroy"), 2u);
+  EXPECT_EQ(SeenBeginning("load "), 3u) << Log();
 }
 
 TEST_F(PluginsTest, ListsThatNameNothing) {
-  for (const char* text : {"", "\r\n", "\r\n\r\n", ",", "no end", "\n\n\r"}) {
-    ASSERT_TRUE(product.SetPlugins(text));
-    Tray tray(product);
-    EXPECT_TRUE(tray.up()) << text;
-    EXPECT_EQ(tray.Shutdown(), 0u) << text;
+  for (const char* text : {"\r\n\r\n", ",", "no end", "\n\n\r", ""}) {
+    SCOPED_TRACE(text);
+    ASSERT_TRUE(SetPlugins(text));
+    EXPECT_TRUE(StartTray());
+    EXPECT_EQ(Shutdown(), 0u);
   }
-  ASSERT_TRUE(product.Remove(L"Plugins\\plugins.txt"));
-  Tray tray(product);
-  EXPECT_TRUE(tray.up());
-  EXPECT_EQ(tray.Shutdown(), 0u);
-}
-
-TEST_F(PluginsTest, PostFromLoadReachesThoseInTheList) {
-  ASSERT_TRUE(product.Install(L"e2e_plugin.dll", L"Plugins\\test.dll"));
-  ASSERT_TRUE(product.Install(L"e2e_plugin.dll", L"Plugins\\poster.dll"));
-  ASSERT_TRUE(product.SetPlugins("test.dll\r\nposter.dll,post\r\n"));
-  Tray tray(product);
-  ASSERT_TRUE(tray.up());
-  ExpectPluginEvent(L"broadcast e2e_early");
-  EXPECT_EQ(tray.Shutdown(), 0u);
-  // In the order of the list.
-  const auto last = product.PluginEvents().back();
-  EXPECT_EQ(last.text, L"destroy");
-  EXPECT_EQ(product.Events(L"Plugins\\poster.dll").back().text, L"destroy");
+  ASSERT_TRUE(Remove(L"Plugins\\plugins.txt"));
+  EXPECT_TRUE(StartTray());
 }
 
 TEST_F(PluginsTest, StatusesOfTheHostsOperations) {
-  ASSERT_TRUE(product.UseTestPlugin());
-  ASSERT_TRUE(product.UseTestSession());
-  Tray tray(product);
-  ASSERT_TRUE(tray.up());
-  EXPECT_EQ(Act(kActionNeedNormal), VEL_STATUS_OK);
-  EXPECT_EQ(Act(kActionNeedNormal), VEL_STATUS_SESSION_ACTIVE);
-  EXPECT_EQ(Act(kActionNeedOther), VEL_STATUS_OK);
-  ASSERT_TRUE(product.Veto(true));
-  EXPECT_EQ(Act(kActionCloseOther), VEL_STATUS_REFUSED);
-  EXPECT_EQ(Act(kActionCloseAll), VEL_STATUS_REFUSED);
+  ASSERT_TRUE(UseTestLibrary());
+  ASSERT_TRUE(StartTray());
+  Act(kActionNeedNormal, VEL_STATUS_OK);
+  Act(kActionNeedNormal, VEL_STATUS_SESSION_ACTIVE);
+  Act(kActionNeedOther, VEL_STATUS_OK);
+  ASSERT_TRUE(Veto(true));
+  Act(kActionCloseOther, VEL_STATUS_REFUSED);
+  Act(kActionCloseAll, VEL_STATUS_REFUSED);
   // A refused shutdown is no error.
-  EXPECT_EQ(Act(kActionShutdown), VEL_STATUS_OK);
-  ASSERT_TRUE(product.Veto(false));
-  EXPECT_EQ(Act(kActionCloseOther), VEL_STATUS_OK);
-  const auto events = product.SessionEvents();
-  EXPECT_EQ(Count(events, L"release Other"), 1u) << Describe(events);
-  EXPECT_EQ(Count(events, L"release Normal"), 0u) << Describe(events);
-  EXPECT_EQ(Act(kActionNeedOther), VEL_STATUS_OK);
-  EXPECT_EQ(Act(kActionCloseAll), VEL_STATUS_OK);
-  EXPECT_EQ(Act(kActionSendOwn), 0u);
-  EXPECT_EQ(Count(product.PluginEvents(), L"broadcast e2e_own (own)"), 1u);
-  EXPECT_TRUE(tray.Runs());
-  EXPECT_EQ(Act(kActionShutdown), VEL_STATUS_OK);
-  EXPECT_EQ(tray.WaitForExit(), 0u);
+  Act(kActionShutdown, VEL_STATUS_OK);
+  ASSERT_TRUE(Veto(false));
+  Act(kActionCloseOther, VEL_STATUS_OK);
+  EXPECT_EQ(Seen("release Other"), 1u) << Log();
+  EXPECT_EQ(Seen("release Normal"), 0u) << Log();
+  Act(kActionNeedOther, VEL_STATUS_OK);
+  Act(kActionCloseAll, VEL_STATUS_OK);
+  EXPECT_TRUE(TrayRuns());
+  Act(kActionShutdown, VEL_STATUS_OK);
+  EXPECT_EQ(WaitForTray(), 0u);
 }
 
 TEST_F(PluginsTest, VetoKeepsEverythingRunning) {
-  ASSERT_TRUE(product.UseTestPlugin());
-  ASSERT_TRUE(product.UseTestSession());
-  Tray tray(product, L"/shex_file=\"x\"");
-  ASSERT_TRUE(tray.up());
-  ASSERT_TRUE(product.Veto(true));
+  ASSERT_TRUE(UseTestLibrary());
+  ASSERT_TRUE(StartTray(L"/shex_file=\"x\""));
+  ASSERT_TRUE(Veto(true));
   EXPECT_FALSE(SendCommand(VELGUI_IPC_SOFT_SHUTDOWN, L"0"));
   // This answer tells nothing of the refusal.
   EXPECT_TRUE(SendCommand(VELGUI_IPC_SHUTDOWN));
-  ExpectPluginEvent(L"query 1 session refused");
-  EXPECT_EQ(Count(product.SessionEvents(), L"shutdown Normal"), 0u);
+  Expect("query 1 session refused");
+  EXPECT_EQ(Seen("shutdown Normal"), 0u);
   // What was ordered stays ordered: no new session for a plug-in, but run
   // commands go on.
-  EXPECT_EQ(Act(kActionNeedOther), VEL_STATUS_SHUTTING_DOWN);
-  std::vector<unsigned char> block(4);
-  ASSERT_TRUE(SendBlock(VELGUI_IPC_IS_SHUTTING_DOWN, block));
-  EXPECT_EQ(block[0], 1);
-  EXPECT_EQ(product.Run(L"/shex_file=\"y\""), 0u);
-  ExpectSessionEvent(L"app Normal||y|||");
-  ASSERT_TRUE(product.Veto(false));
-  EXPECT_EQ(tray.Shutdown(), 0u);
-  EXPECT_EQ(Count(product.SessionEvents(), L"release Normal"), 1u);
+  Act(kActionNeedOther, VEL_STATUS_SHUTTING_DOWN);
+  const SharedBlock block(4);
+  ASSERT_TRUE(block.Send(VELGUI_IPC_IS_SHUTTING_DOWN));
+  EXPECT_EQ(block.bytes()[0], 1);
+  EXPECT_EQ(Run(L"/shex_file=\"y\""), 0u);
+  Expect("app Normal||y|||");
+  ASSERT_TRUE(Veto(false));
+  EXPECT_EQ(Shutdown(), 0u);
+  EXPECT_EQ(Seen("release Normal"), 1u);
 }
 
 // No event deadlocks a plug-in that calls its host from it.
 TEST_F(PluginsTest, HostCanBeCalledFromEveryEvent) {
-  ASSERT_TRUE(product.UseTestPlugin("callback"));
-  ASSERT_TRUE(product.UseTestSession());
-  Tray tray(product, L"/shex_file=\"x\"");
-  ASSERT_TRUE(tray.up());
-  ExpectPluginEvent(L"startup Normal");
-  EXPECT_EQ(Act(kActionNeedOther), VEL_STATUS_OK);
-  EXPECT_EQ(Act(kActionCloseAll), VEL_STATUS_OK);
-  ExpectPluginEvent(L"shutdown", 2);
+  ASSERT_TRUE(UseTestLibrary("callback"));
+  ASSERT_TRUE(StartTray(L"/shex_file=\"x\""));
+  Expect("startup Normal");
+  Act(kActionNeedOther, VEL_STATUS_OK);
+  Act(kActionCloseAll, VEL_STATUS_OK);
+  Expect("shutdown", 2);
   // Each of them called back: the queue's copies arrive after the events.
-  ExpectPluginEvent(L"broadcast e2e_called_back (own)", 10);
-  EXPECT_EQ(tray.Shutdown(), 0u);
+  Expect("broadcast e2e_called_back (own)", 10);
 }
 
 TEST_F(PluginsTest, RestartStartsTheProgramAnew) {
-  ASSERT_TRUE(product.UseTestPlugin());
-  Tray tray(product);
-  ASSERT_TRUE(tray.up());
-  const DWORD first = tray.id();
-  EXPECT_EQ(Act(kActionRestart), VEL_STATUS_OK);
-  EXPECT_EQ(tray.WaitForExit(), 0u);
-  DWORD second = 0;
-  ASSERT_TRUE(WaitUntil([&] {
-    const HWND window = FindTray();
-    if (window) GetWindowThreadProcessId(window, &second);
-    return window && second != first;
-  }));
-  const HANDLE process =
-      OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, second);
-  ASSERT_NE(process, nullptr);
+  ASSERT_TRUE(UseTestLibrary());
+  ASSERT_TRUE(StartTray());
+  Act(kActionRestart, VEL_STATUS_OK);
+  EXPECT_EQ(WaitForTray(), 0u);
   // The window is there before the main loop is.
-  ExpectPluginEvent(L"broadcast VELGUI_INITIALIZED", 2);
+  Expect("broadcast VELGUI_INITIALIZED", 2);
+  const DWORD second = TrayProcess();
+  ASSERT_NE(second, tray().id());
+  const ScopedHandle process(
+      OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, second));
   EXPECT_TRUE(SendCommand(VELGUI_IPC_SHUTDOWN));
-  EXPECT_EQ(WaitForSingleObject(process, kPatienceMs), WAIT_OBJECT_0);
+  EXPECT_EQ(WaitForSingleObject(process.get(), kPatienceMs), WAIT_OBJECT_0);
   DWORD code = kStillRunning;
-  EXPECT_TRUE(GetExitCodeProcess(process, &code));
+  EXPECT_TRUE(GetExitCodeProcess(process.get(), &code));
   EXPECT_EQ(code, 0u);
-  CloseHandle(process);
+}
+
+TEST_F(PluginsTest, LogoffIsRefusedCancelledAndAgreedTo) {
+  ASSERT_TRUE(UseTestLibrary());
+  ASSERT_TRUE(StartTray(L"/shex_file=\"x\""));
+  const HWND window = FindTray();
+  ASSERT_TRUE(Veto(true));
+  EXPECT_EQ(SendMessageW(window, WM_QUERYENDSESSION, 0, 0), 0);
+  Expect("query 2 session refused");
+  EXPECT_EQ(Seen("shutdown Normal"), 0u);
+
+  // A session that dies now waits for what becomes of the logoff.
+  EXPECT_TRUE(SendCommand(VELGUI_IPC_RUNCMD,
+                          L"/shex_verb=\"e2e_die\" /shex_par=\"0\""));
+  Expect("died Normal");
+  Sleep(1500);
+  EXPECT_EQ(Seen("start Normal"), 1u);
+  EXPECT_EQ(SendMessageW(window, WM_ENDSESSION, FALSE, 0), 0);
+  Expect("start Normal", 2);
+
+  // Refused twice: the second question is put as the first was.
+  EXPECT_EQ(SendMessageW(window, WM_QUERYENDSESSION, 0, 0), 0);
+  Expect("query 2 session refused", 2);
+  // The end itself is taken without a question.
+  EXPECT_EQ(SendMessageW(window, WM_ENDSESSION, TRUE, 0), 0);
+  EXPECT_TRUE(TrayRuns());
+  EXPECT_EQ(SendMessageW(window, WM_ENDSESSION, FALSE, 0), 0);
+
+  ASSERT_TRUE(Veto(false));
+  EXPECT_EQ(SendMessageW(window, WM_QUERYENDSESSION, 0, 0), 1);
+  EXPECT_EQ(WaitForTray(), 0u);
+  Expect("query 2 session agreed");
+  EXPECT_EQ(Seen("release Normal"), 1u);
+  Expect("destroy");
 }
 
 }  // namespace

@@ -1,20 +1,110 @@
 // The icon in the notification area, seen from the shell's side.
-#include "harness/ProductTest.h"
+#include "harness/Product.h"
 
 #include <shellapi.h>
 
-#include "harness/StandInShell.h"
+#include <atomic>
+#include <cstring>
+#include <mutex>
+#include <thread>
 
 namespace vel::test {
 namespace {
 
-// What the shell sends for the icon.
-constexpr UINT kFromTheShell = 2146;
+// A window that the notification calls of other processes go to instead of the
+// shell's. Only Wine lets a program stand in for the shell in this way; what
+// the calls carry is Wine's own layout. With the object the shell dies.
+class StandInShell {
+ public:
+  // Refuses the first `refusals` calls, as a shell does that isn't ready.
+  explicit StandInShell(unsigned refusals = 0) : _refusals(refusals) {
+    WaitUntil([this] { return _window != nullptr; });
+  }
+  ~StandInShell() {
+    PostMessageW(_window, WM_CLOSE, 0, 0);
+    _thread.join();
+  }
+  StandInShell(const StandInShell&) = delete;
+  StandInShell& operator=(const StandInShell&) = delete;
+
+  // The beginning of what Wine's shell library sends.
+  struct Call {
+    LONG window;
+    UINT id;
+    UINT flags;
+    UINT callback;
+    wchar_t tip[128];
+  };
+  bool HasIcon() const { return _has_icon; }
+  // How many calls there were, refused ones included.
+  unsigned Calls() const { return _count; }
+  Call Last() const {
+    const std::lock_guard scope(_lock);
+    return _last;
+  }
+
+  // Tells the window that a shell has come up.
+  static void Announce(HWND window) {
+    PostMessageW(window, RegisterWindowMessageW(L"TaskbarCreated"), 0, 0);
+  }
+
+ private:
+  void Serve() {
+    constexpr wchar_t kShellClass[] = L"Shell_TrayWnd";
+    WNDCLASSW window_class = {};
+    window_class.lpfnWndProc = &Procedure;
+    window_class.lpszClassName = kShellClass;
+    RegisterClassW(&window_class);
+    // The top-most window is the first one that is found.
+    const HWND window = CreateWindowExW(
+        WS_EX_TOPMOST | WS_EX_TOOLWINDOW, kShellClass, L"",
+        WS_POPUP | WS_VISIBLE, 0, 0, 1, 1, nullptr, nullptr, nullptr, nullptr);
+    SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+    SetWindowPos(window, HWND_TOPMOST, 0, 0, 0, 0,
+                 SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
+    _window = window;
+    MSG message;
+    while (GetMessageW(&message, nullptr, 0, 0) > 0) DispatchMessageW(&message);
+  }
+
+  static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam,
+                                    LPARAM lparam) {
+    if (message == WM_DESTROY) PostQuitMessage(0);
+    if (message != WM_COPYDATA) {
+      return DefWindowProcW(window, message, wparam, lparam);
+    }
+    return reinterpret_cast<StandInShell*>(
+               GetWindowLongPtrW(window, GWLP_USERDATA))
+        ->OnCall(*reinterpret_cast<const COPYDATASTRUCT*>(lparam));
+  }
+
+  bool OnCall(const COPYDATASTRUCT& data) {
+    if (data.cbData < sizeof _last) return false;
+    {
+      const std::lock_guard scope(_lock);
+      std::memcpy(&_last, data.lpData, sizeof _last);
+    }
+    if (_count++ < _refusals) return false;
+    // As the shell does: what is there can't be added, what isn't can't be
+    // changed.
+    if ((data.dwData == NIM_ADD) == _has_icon) return false;
+    _has_icon = data.dwData != NIM_DELETE;
+    return true;
+  }
+
+  const unsigned _refusals;
+  std::atomic<unsigned> _count = 0;
+  std::atomic<bool> _has_icon = false;
+  mutable std::mutex _lock;
+  Call _last = {};  // guarded by _lock
+  std::atomic<HWND> _window = nullptr;
+  std::thread _thread{&StandInShell::Serve, this};
+};
 
 class ShellTest : public ProductTest {
  protected:
   void SetUp() override {
-    if (!RunsUnderWine()) {
+    if (!GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version")) {
       GTEST_SKIP() << "the shell of Windows can't be replaced";
     }
     ProductTest::SetUp();
@@ -25,82 +115,57 @@ class ShellTest : public ProductTest {
 };
 
 TEST_F(ShellTest, IconComesWithTheShellAndGoesWithTheTray) {
-  std::optional<StandInShell> shell(std::in_place);
-  Tray tray(product);
-  ASSERT_TRUE(tray.up());
+  std::optional<StandInShell> shell(6);
+  ASSERT_TRUE(UseTestLibrary("callback"));
+  ASSERT_TRUE(StartTray());
+  // A shell that isn't ready is asked again.
   ASSERT_TRUE(WaitForIcon(*shell, true));
-  const StandInShell::Call first = shell->Calls().front();
-  EXPECT_EQ(first.window, FindTray());
-  EXPECT_EQ(first.callback, kFromTheShell);
-  EXPECT_NE(first.tip, L"");
+  EXPECT_GE(shell->Calls(), 7u);
+  EXPECT_EQ(shell->Last().window, HandleToLong(FindTray()));
+  EXPECT_EQ(shell->Last().callback, kFromTheShell);
+  // The plug-in's hint is in the tip.
+  EXPECT_TRUE(WaitUntil(
+      [&] { return std::wstring(shell->Last().tip).ends_with(L"\r\ne2e"); }));
 
   // The shell dies; the next one knows nothing of the icon.
   shell.reset();
-  EXPECT_EQ(product.Run(), 0u);
+  EXPECT_EQ(Run(), 0u);
   shell.emplace();
   StandInShell::Announce(FindTray());
   ASSERT_TRUE(WaitForIcon(*shell, true));
-  EXPECT_EQ(shell->Calls().back().tip, first.tip);
+  EXPECT_TRUE(std::wstring(shell->Last().tip).ends_with(L"\r\ne2e"));
 
-  EXPECT_EQ(tray.Shutdown(), 0u);
+  EXPECT_EQ(Shutdown(), 0u);
   EXPECT_FALSE(shell->HasIcon());
 }
 
-TEST_F(ShellTest, ShellThatIsNotReadyIsAskedAgain) {
-  StandInShell shell(6);
-  Tray tray(product);
-  ASSERT_TRUE(tray.up());
-  EXPECT_TRUE(WaitForIcon(shell, true));
-  EXPECT_GE(shell.Calls().size(), 7u);
-  EXPECT_EQ(tray.Shutdown(), 0u);
-}
-
 TEST_F(ShellTest, CommandLinesHideAndShowTheIcon) {
-  StandInShell shell;
-  Tray tray(product, L"/icon=\"hidden\"");
-  ASSERT_TRUE(tray.up());
+  const StandInShell shell;
+  ASSERT_TRUE(StartTray(L"/icon=\"hidden\""));
   // A later command without the argument changes nothing.
-  EXPECT_EQ(product.Run(), 0u);
-  EXPECT_EQ(shell.Count(NIM_ADD), 0u);
-  EXPECT_EQ(product.Run(L"/icon=\"shown\""), 0u);
+  EXPECT_EQ(Run(), 0u);
+  EXPECT_FALSE(shell.HasIcon());
+  EXPECT_EQ(Run(L"/icon=\"shown\""), 0u);
   EXPECT_TRUE(WaitForIcon(shell, true));
-  EXPECT_EQ(product.Run(L"/icon=\"hidden\""), 0u);
+  EXPECT_EQ(Run(L"/icon=\"hidden\""), 0u);
   EXPECT_TRUE(WaitForIcon(shell, false));
-  EXPECT_EQ(tray.Shutdown(), 0u);
-}
-
-TEST_F(ShellTest, TipShowsTheHintsOfThePlugins) {
-  StandInShell shell;
-  ASSERT_TRUE(product.UseTestPlugin("callback"));
-  Tray tray(product);
-  ASSERT_TRUE(tray.up());
-  std::wstring tip;
-  EXPECT_TRUE(WaitUntil([&] {
-    const auto calls = shell.Calls();
-    if (!calls.empty()) tip = calls.back().tip;
-    return tip.size() > 5 && tip.substr(tip.size() - 5) == L"\r\ne2e";
-  })) << std::string(tip.begin(), tip.end());
-  EXPECT_EQ(tray.Shutdown(), 0u);
 }
 
 TEST_F(ShellTest, DoubleClickRunsTheDefaultItem) {
-  ASSERT_TRUE(product.UseTestPlugin());
-  Tray tray(product);
-  ASSERT_TRUE(tray.up());
-  for (const UINT mouse :
+  ASSERT_TRUE(UseTestLibrary());
+  ASSERT_TRUE(StartTray());
+  for (const LPARAM mouse :
        {WM_LBUTTONDOWN, WM_LBUTTONUP, WM_LBUTTONDBLCLK, WM_LBUTTONUP}) {
-    EXPECT_TRUE(
-        PostMessageW(FindTray(), kFromTheShell, 0, static_cast<LPARAM>(mouse)));
+    EXPECT_TRUE(PostMessageW(FindTray(), kFromTheShell, 0, mouse));
   }
-  ExpectPluginEvent(L"menu event 5 id 71");
-  EXPECT_EQ(Count(product.PluginEvents(), L"popup"), 1u);
-  EXPECT_EQ(tray.Shutdown(), 0u);
+  Expect("menu event 5 id 71");
+  EXPECT_EQ(Seen("popup"), 1u);
 }
 
 // Kills the desktop's real shell and takes its place. The child of a script,
 // since no later test could have a window on that desktop.
 VEL_CHILD_MAIN(ReplacesShell) {
-  StandInShell shell;
+  const StandInShell shell;
   const HWND tray = FindTray();
   if (!tray) return 1;
   for (const DWORD id : ProcessesNamed(L"explorer.exe")) KillProcess(id, 1);

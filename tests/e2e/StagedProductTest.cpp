@@ -1,55 +1,62 @@
-// The product as it is staged, with its own plug-ins.
-#include "harness/ProductTest.h"
+// The product as it is staged, with its own plug-ins, and what the first start
+// of another version finds and leaves.
+#include "harness/Product.h"
+
+#include "ProductConfig.h"
 
 namespace vel::test {
 namespace {
 
-class StagedProductTest : public ProductTest {
- protected:
-  void SetUp() override {
-    ProductTest::SetUp();
-    ASSERT_TRUE(product.UseStagedPlugins());
-  }
+class StagedProductTest : public ProductTest {};
 
-  HWND WaitForDialog(const Tray& tray) {
-    HWND dialog = nullptr;
-    EXPECT_TRUE(WaitUntil([&] {
-      dialog = DialogOf(tray.id());
-      return dialog != nullptr;
-    })) << "no dialog";
-    return dialog;
-  }
-  void CloseDialog(HWND dialog) {
+TEST_F(StagedProductTest, DialogsAndSessionsOpenUnderThePlugins) {
+  ASSERT_TRUE(UseStagedPlugins());
+  ASSERT_TRUE(StartTray(L"/shex_cfg=\"One\" /shex_file=\"no such file\""));
+  EXPECT_EQ(Run(L"/shex_cfg=\"Two\" /shex_file=\"no such file\""), 0u);
+  EXPECT_EQ(ProcessesNamed(L"rundll32.exe", tray().id()).size(), 2u);
+  for (const wchar_t* mode : {L"configure", L"about"}) {
+    EXPECT_EQ(Run(L"/start_mode=\"" + std::wstring(mode) + L"\""), 0u);
+    const HWND dialog = WaitForDialog(tray().id());
+    EXPECT_NE(GetWindowTextLengthW(dialog), 0) << mode;
     PostMessageW(dialog, WM_COMMAND, IDCANCEL, 0);
     EXPECT_TRUE(WaitUntil([&] { return !IsWindow(dialog); }));
   }
-};
-
-TEST_F(StagedProductTest, DialogsOpenByCommandAndLetTheTrayEnd) {
-  Tray tray(product);
-  ASSERT_TRUE(tray.up());
-  for (const wchar_t* mode : {L"configure", L"about"}) {
-    EXPECT_EQ(product.Run(L"/start_mode=\"" + std::wstring(mode) + L"\""), 0u);
-    const HWND dialog = WaitForDialog(tray);
-    wchar_t title[128] = {};
-    GetWindowTextW(dialog, title, 128);
-    EXPECT_NE(title[0], 0) << std::string(mode, mode + std::wcslen(mode));
-    CloseDialog(dialog);
-  }
+  EXPECT_TRUE(SendCommand(VELGUI_IPC_SOFT_SHUTDOWN));
+  EXPECT_TRUE(ProcessesNamed(L"rundll32.exe", tray().id()).empty());
   // An open dialog doesn't keep the tray.
-  EXPECT_EQ(product.Run(L"/start_mode=\"about\""), 0u);
-  WaitForDialog(tray);
-  EXPECT_EQ(tray.Shutdown(), 0u);
+  EXPECT_EQ(Run(L"/start_mode=\"about\""), 0u);
+  WaitForDialog(tray().id());
 }
 
-TEST_F(StagedProductTest, SessionsOpenAndEndUnderThePlugins) {
-  Tray tray(product, L"/shex_cfg=\"One\" /shex_file=\"no such file\"");
-  ASSERT_TRUE(tray.up());
-  EXPECT_EQ(product.Run(L"/shex_cfg=\"Two\" /shex_file=\"no such file\""), 0u);
-  EXPECT_EQ(ProcessesNamed(L"rundll32.exe", tray.id()).size(), 2u);
-  EXPECT_TRUE(SendCommand(VELGUI_IPC_SOFT_SHUTDOWN));
-  EXPECT_TRUE(ProcessesNamed(L"rundll32.exe", tray.id()).empty());
-  EXPECT_EQ(tray.Shutdown(), 0u);
+class VersionTest : public ProductTest {
+ protected:
+  VersionTest() { installed_version.Remove(); }
+
+  std::wstring InstalledVersion() const {
+    wchar_t text[64] = {};
+    DWORD size = sizeof text;
+    RegGetValueW(HKEY_CURRENT_USER, kProductKey, L"InstalledVersion",
+                 RRF_RT_REG_SZ, nullptr, text, &size);
+    return text;
+  }
+};
+
+TEST_F(VersionTest, AnotherVersionIsSweptAwayAndFollowedUpAtTheEnd) {
+  const std::wstring own = L"Tessavane\\VEL\\";
+  data.Write(own + L".version", "0.9");
+  const std::wstring left = data.Write(own + L"cache\\left", "x");
+  const std::wstring older = data.Write(L"TC\\left", "x");
+  ASSERT_TRUE(StartTray());
+  EXPECT_FALSE(FileExists(left));
+  EXPECT_FALSE(FileExists(older));
+  EXPECT_EQ(InstalledVersion(), L"" VEL_VERSION_TEXT);
+  EXPECT_EQ(Shutdown(), 0u);
+  EXPECT_EQ(data.Read(own + L".version"), VEL_VERSION_TEXT);
+}
+
+TEST_F(VersionTest, AGuestLeavesTheUsersVersionAlone) {
+  ASSERT_TRUE(StartTray(L"/guest"));
+  EXPECT_EQ(InstalledVersion(), L"");
 }
 
 }  // namespace

@@ -1,201 +1,267 @@
 #include "harness/Product.h"
 
-#include <gtest/gtest.h>
+#include <tlhelp32.h>
 
 #include <algorithm>
+#include <cstring>
 #include <cwchar>
 #include <filesystem>
 #include <sstream>
-
-#include "harness/GuiIpcClient.h"
-#include "support/Wait.h"
 
 namespace vel::test {
 namespace fs = std::filesystem;
 namespace {
 
-constexpr wchar_t kStageVariable[] = L"VEL_E2E_STAGE";
-
 std::wstring StagePath() {
   wchar_t path[1024];
-  const DWORD length = GetEnvironmentVariableW(kStageVariable, path, 1024);
+  const DWORD length = GetEnvironmentVariableW(L"VEL_E2E_STAGE", path, 1024);
   EXPECT_GT(length, 0u) << "VEL_E2E_STAGE has to name the staged product";
   return {path, length};
 }
 
-std::wstring Widen(const std::string& text) {
-  std::vector<wchar_t> wide(text.size() + 1);
-  const int length = MultiByteToWideChar(
-      CP_UTF8, 0, text.data(), static_cast<int>(text.size()), wide.data(),
-      static_cast<int>(wide.size()));
-  return {wide.data(), static_cast<std::size_t>(std::max(length, 0))};
+std::wstring Tag() {
+  wchar_t tag[32];
+  _snwprintf(tag, 32, L"%x.%x", GetCurrentProcessId(), GetCurrentThreadId());
+  return tag;
+}
+
+HWND DialogOf(DWORD process_id) {
+  HWND window = nullptr;
+  while ((window = FindWindowExW(nullptr, window, L"#32770", nullptr))) {
+    DWORD owner = 0;
+    GetWindowThreadProcessId(window, &owner);
+    if (owner == process_id && IsWindowVisible(window)) return window;
+  }
+  return nullptr;
 }
 
 }  // namespace
 
-std::wstring BesideTheTests(const std::wstring& helper) {
-  return fs::path(TestProgramPath()).replace_filename(helper).wstring();
+HWND FindTray() {
+  return FindWindowW(VEL_TRAY_WINDOW_CLASS, L"");
 }
 
-Product::Product() {
+DWORD TrayProcess() {
+  DWORD id = 0;
+  GetWindowThreadProcessId(FindTray(), &id);
+  return id;
+}
+
+LRESULT SendCopyData(const void* bytes, DWORD size) {
+  COPYDATASTRUCT data = {0, size, const_cast<void*>(bytes)};
+  return SendMessageW(FindTray(), WM_COPYDATA, 0,
+                      reinterpret_cast<LPARAM>(&data));
+}
+
+bool SendCommand(std::uint32_t command, const std::wstring& text) {
+  const std::size_t text_bytes = text.size() * sizeof(wchar_t);
+  std::vector<unsigned char> block(VEL_GUI_IPC_MIN_COPYDATA + text_bytes);
+  std::memcpy(block.data(), &command, sizeof command);
+  std::memcpy(block.data() + sizeof command, text.data(), text_bytes);
+  return SendCopyData(block.data(), static_cast<DWORD>(block.size())) != 0;
+}
+
+SharedBlock::SharedBlock(DWORD size)
+    : _size(size),
+      _tag(Tag()),
+      _mapping(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr,
+                                  PAGE_READWRITE | SEC_COMMIT, 0, size,
+                                  (VEL_GUI_IPC_MAPPING_PREFIX + _tag).c_str())),
+      _bytes(static_cast<unsigned char*>(
+          MapViewOfFile(_mapping, FILE_MAP_WRITE, 0, 0, size))) {
+  std::fill_n(_bytes, size, kFill);
+}
+
+SharedBlock::~SharedBlock() {
+  UnmapViewOfFile(_bytes);
+  CloseHandle(_mapping);
+}
+
+DWORD SharedBlock::Untouched() const {
+  return static_cast<DWORD>(std::count(_bytes, _bytes + _size, kFill));
+}
+
+std::wstring SharedBlock::Text(const std::wstring& length) const {
+  return L"/bmmap=\"" + _tag + L"\" /bmlen=\"" + length + L"\"";
+}
+
+bool SharedBlock::Send(std::uint32_t command) const {
+  return SendCommand(command, Text(std::to_wstring(_size)));
+}
+
+std::vector<DWORD> ProcessesNamed(const std::wstring& name, DWORD parent) {
+  std::vector<DWORD> found;
+  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+  PROCESSENTRY32W entry = {};
+  entry.dwSize = sizeof entry;
+  for (BOOL more = Process32FirstW(snapshot, &entry); more;
+       more = Process32NextW(snapshot, &entry)) {
+    if (_wcsicmp(entry.szExeFile, name.c_str()) == 0 &&
+        (parent == 0 || entry.th32ParentProcessID == parent)) {
+      found.push_back(entry.th32ProcessID);
+    }
+  }
+  CloseHandle(snapshot);
+  return found;
+}
+
+void KillProcess(DWORD process_id, UINT exit_code) {
+  const HANDLE process = OpenProcess(PROCESS_TERMINATE, FALSE, process_id);
+  EXPECT_TRUE(TerminateProcess(process, exit_code)) << GetLastError();
+  CloseHandle(process);
+}
+
+HWND WaitForDialog(DWORD process_id) {
+  EXPECT_TRUE(WaitUntil([&] { return DialogOf(process_id); })) << "no dialog";
+  return DialogOf(process_id);
+}
+
+ScopedRegistryValue::ScopedRegistryValue(const std::wstring& key,
+                                         const std::wstring& name)
+    : _path(key), _name(name) {
+  DWORD disposition = 0;
+  RegCreateKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
+                  nullptr, &_key, &disposition);
+  _key_is_new = disposition == REG_CREATED_NEW_KEY;
+  _existed = RegQueryValueExW(_key, name.c_str(), nullptr, &_type, _former,
+                              &_size) == ERROR_SUCCESS;
+}
+
+ScopedRegistryValue::~ScopedRegistryValue() {
+  Remove();
+  EXPECT_TRUE(!_existed || Set(_type, _former, _size));
+  RegCloseKey(_key);
+  if (_key_is_new) RegDeleteKeyW(HKEY_CURRENT_USER, _path.c_str());
+}
+
+bool ScopedRegistryValue::Set(DWORD type, const void* bytes, std::size_t size) {
+  return RegSetValueExW(_key, _name.c_str(), 0, type,
+                        static_cast<const BYTE*>(bytes),
+                        static_cast<DWORD>(size)) == ERROR_SUCCESS;
+}
+
+ProductTest::ProductTest() {
   std::error_code error;
   fs::copy(StagePath(), _directory.path(),
            fs::copy_options::recursive | fs::copy_options::overwrite_existing,
            error);
   EXPECT_FALSE(error) << error.message();
-  EXPECT_TRUE(FileExists(File(L"Brindlemar.exe")));
   EXPECT_TRUE(SetPlugins(""));
 }
 
 // A process that has just ended may still be let go of by the system; the
 // directory can be removed only then.
-Product::~Product() {
+ProductTest::~ProductTest() {
+  _tray.reset();
   WaitUntil([this] { return DeleteFileW(File(L"Brindlemar.exe").c_str()); },
             2000);
 }
 
-std::wstring Product::File(const std::wstring& name) const {
+void ProductTest::SetUp() {
+  // The window and the mutex are the desktop's, not the test's.
+  ASSERT_EQ(FindTray(), nullptr) << "another tray runs on this desktop";
+}
+
+void ProductTest::TearDown() {
+  if (_tray && !_tray_was_awaited) {
+    EXPECT_EQ(Shutdown(), 0u);
+  }
+}
+
+std::wstring ProductTest::File(const std::wstring& name) const {
   return _directory.File(name);
 }
 
-bool Product::Write(const std::wstring& name, const std::string& bytes) const {
+bool ProductTest::Write(const std::wstring& name,
+                        const std::string& bytes) const {
   return !_directory.Write(name, bytes).empty();
 }
 
-bool Product::Remove(const std::wstring& name) const {
-  return DeleteFileW(File(name).c_str()) ||
-         GetLastError() == ERROR_FILE_NOT_FOUND;
+bool ProductTest::Remove(const std::wstring& name) const {
+  return DeleteFileW(File(name).c_str());
 }
 
-bool Product::Install(const wchar_t* helper, const std::wstring& name) const {
-  const BOOL copied =
-      CopyFileW(BesideTheTests(helper).c_str(), File(name).c_str(), FALSE);
-  EXPECT_TRUE(copied) << GetLastError();
-  return copied;
-}
-
-bool Product::SetPlugins(const std::string& text) const {
+bool ProductTest::SetPlugins(const std::string& text) const {
   return Write(L"Plugins\\plugins.txt", text);
 }
 
-bool Product::UseStagedPlugins() const {
+bool ProductTest::UseStagedPlugins() const {
   return CopyFileW((StagePath() + L"\\Plugins\\plugins.txt").c_str(),
                    File(L"Plugins\\plugins.txt").c_str(), FALSE);
 }
 
-bool Product::UseTestPlugin(const std::string& parameters) const {
-  return Install(L"e2e_plugin.dll", L"Plugins\\test.dll") &&
+bool ProductTest::Install(const std::wstring& name) const {
+  const auto library =
+      fs::path(TestProgramPath()).replace_filename(L"e2e_library.dll");
+  return CopyFileW(library.c_str(), File(name).c_str(), FALSE);
+}
+
+bool ProductTest::UseTestLibrary(const std::string& parameters) const {
+  return Install(L"Plugins\\test.dll") && Install(L"VELUL.dll") &&
          SetPlugins("test.dll," + parameters + "\r\n");
 }
 
-bool Product::UseTestSession() const {
-  return Install(L"e2e_session.dll", L"VELUL.dll");
+bool ProductTest::Veto(bool on) const {
+  return on ? Write(L"veto", "1") : Remove(L"veto");
 }
 
-bool Product::Veto(bool on) const {
-  const std::wstring flag = L"Plugins\\test.dll.veto";
-  return on ? Write(flag, "1") : Remove(flag);
-}
-
-std::vector<Event> Product::Events(const std::wstring& library) const {
-  std::vector<Event> events;
-  std::istringstream lines(_directory.Read(library + L".log"));
-  for (std::string line; std::getline(lines, line);) {
-    const std::size_t blank = line.find(' ');
-    if (blank == std::string::npos) continue;
-    events.push_back(
-        {static_cast<DWORD>(std::stoul(line)), Widen(line.substr(blank + 1))});
+std::vector<DWORD> ProductTest::Times(const std::string& text,
+                                      bool whole) const {
+  std::vector<DWORD> times;
+  std::istringstream lines(Log());
+  DWORD tick = 0;
+  for (std::string line;
+       lines >> tick && lines.get() == ' ' && std::getline(lines, line);) {
+    if (whole ? line == text : line.starts_with(text)) times.push_back(tick);
   }
-  return events;
+  return times;
 }
 
-ChildProcess Product::Start(const std::wstring& arguments) const {
+std::size_t ProductTest::Seen(const std::string& text) const {
+  return Times(text).size();
+}
+
+std::size_t ProductTest::SeenBeginning(const std::string& text) const {
+  return Times(text, false).size();
+}
+
+void ProductTest::Expect(const std::string& text, std::size_t times) const {
+  EXPECT_TRUE(WaitUntil([&] { return Seen(text) >= times; }))
+      << text << " wasn't seen " << times << " times in\n"
+      << Log();
+}
+
+ChildProcess ProductTest::Start(const std::wstring& arguments) const {
   return ChildProcess::Start(L"\"" + File(L"Brindlemar.exe") + L"\" " +
                              arguments);
 }
 
-DWORD Product::Run(const std::wstring& arguments) const {
+DWORD ProductTest::Run(const std::wstring& arguments) const {
   return Start(arguments).Wait().value_or(kStillRunning);
 }
 
-// The event that /set_event sets once the tray is up.
-class Tray::UpEvent {
- public:
-  UpEvent() {
-    _snwprintf(_name, 64, L"vel_e2e_up_%x_%x", GetCurrentProcessId(),
-               GetTickCount());
-    _event = CreateEventW(nullptr, TRUE, FALSE, _name);
-  }
-  ~UpEvent() { CloseHandle(_event); }
-  UpEvent(const UpEvent&) = delete;
-  UpEvent& operator=(const UpEvent&) = delete;
-
-  std::wstring Argument() const {
-    return L" /set_event=\"" + std::wstring(_name) + L"\"";
-  }
-  // False when the process ends first or nothing happens.
-  bool WaitFor(HANDLE process) const {
-    const HANDLE both[] = {_event, process};
-    return WaitForMultipleObjects(2, both, FALSE, kPatienceMs) == WAIT_OBJECT_0;
-  }
-
- private:
-  wchar_t _name[64];
-  HANDLE _event;
-};
-
-Tray::Tray(const Product& product, const std::wstring& arguments)
-    : Tray(product, arguments, UpEvent()) {}
-
-Tray::Tray(const Product& product, const std::wstring& arguments,
-           const UpEvent& event)
-    : _process(product.Start(arguments + event.Argument())) {
-  _up = event.WaitFor(_process.process()) && FindTray();
-  EXPECT_TRUE(_up) << "the tray doesn't come up";
+bool ProductTest::StartTray(const std::wstring& arguments) {
+  const std::wstring name = L"vel_e2e_up_" + Tag();
+  const HANDLE up = CreateEventW(nullptr, TRUE, FALSE, name.c_str());
+  _tray_was_awaited = false;
+  _tray.emplace(Start(arguments + L" /set_event=\"" + name + L"\""));
+  const HANDLE both[] = {up, _tray->process()};
+  const bool came =
+      WaitForMultipleObjects(2, both, FALSE, kPatienceMs) == WAIT_OBJECT_0 &&
+      FindTray();
+  CloseHandle(up);
+  EXPECT_TRUE(came) << "the tray doesn't come up";
+  return came;
 }
 
-// A tray that a failed test leaves behind must not meet the next test.
-Tray::~Tray() {
-  if (!Runs()) return;
-  _process.Kill();
-  WaitUntil([] { return !FindTray(); }, 5000);
+DWORD ProductTest::WaitForTray() {
+  _tray_was_awaited = true;
+  return _tray->Wait().value_or(kStillRunning);
 }
 
-bool Tray::Runs() {
-  return !_process.Wait(0);
-}
-
-DWORD Tray::WaitForExit() {
-  return _process.Wait().value_or(kStillRunning);
-}
-
-DWORD Tray::Shutdown() {
+DWORD ProductTest::Shutdown() {
   EXPECT_TRUE(SendCommand(VELGUI_IPC_SHUTDOWN));
-  return WaitForExit();
-}
-
-std::size_t Count(const std::vector<Event>& events, const std::wstring& text) {
-  return static_cast<std::size_t>(
-      std::count_if(events.begin(), events.end(),
-                    [&](const Event& event) { return event.text == text; }));
-}
-
-std::size_t CountBeginning(const std::vector<Event>& events,
-                           const std::wstring& text) {
-  return static_cast<std::size_t>(std::count_if(
-      events.begin(), events.end(),
-      [&](const Event& event) { return event.text.rfind(text, 0) == 0; }));
-}
-
-std::string Describe(const std::vector<Event>& events) {
-  std::string all;
-  for (const Event& event : events) {
-    all += "\n  ";
-    for (const wchar_t c : event.text) {
-      all += c < 0x80 ? static_cast<char>(c) : '?';
-    }
-  }
-  return all;
+  return WaitForTray();
 }
 
 }  // namespace vel::test

@@ -1,100 +1,145 @@
-// The staged product in a folder of the test's own, and its processes.
+// The staged product in a folder of the test's own, its processes, and GUI IPC
+// as another program of the desktop speaks it.
 #ifndef VEL_TESTS_E2E_HARNESS_PRODUCT_H_
 #define VEL_TESTS_E2E_HARNESS_PRODUCT_H_
 
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "support/ChildProcess.h"
+#include "support/ScopedVariable.h"
 #include "support/ScratchDirectory.h"
+#include "support/Wait.h"
+#include "vel/GuiIpc.h"
 
 namespace vel::test {
 
-// What a helper library has recorded: the text of each line with its tick
-// count.
-struct Event {
-  DWORD tick;
-  std::wstring text;
+inline constexpr DWORD kStillRunning = 0xE2EE2E;
+// What the shell sends for the icon.
+inline constexpr UINT kFromTheShell = 2146;
+inline constexpr wchar_t kProductKey[] = L"Software\\Tessavane\\VEL";
+
+// The tray's window, or null.
+HWND FindTray();
+DWORD TrayProcess();
+// The answer of the tray, 0 when there is none.
+LRESULT SendCopyData(const void* bytes, DWORD size);
+bool SendCommand(std::uint32_t command, const std::wstring& text = L"");
+
+// A mapping that the tray can open by its tag; one per thread at a time.
+class SharedBlock {
+ public:
+  static constexpr unsigned char kFill = 0x5A;
+
+  explicit SharedBlock(DWORD size);
+  ~SharedBlock();
+  SharedBlock(const SharedBlock&) = delete;
+  SharedBlock& operator=(const SharedBlock&) = delete;
+
+  unsigned char* bytes() const { return _bytes; }
+  // How many bytes are as they were at first.
+  DWORD Untouched() const;
+  // The text that names the block with this length.
+  std::wstring Text(const std::wstring& length) const;
+  bool Send(std::uint32_t command) const;
+
+ private:
+  const DWORD _size;
+  const std::wstring _tag;
+  HANDLE _mapping;
+  unsigned char* _bytes;
 };
 
-// Full path of a helper, which lies beside the test program.
-std::wstring BesideTheTests(const std::wstring& helper);
+// The running processes whose file is called `name`, of one parent or, for 0,
+// of any.
+std::vector<DWORD> ProcessesNamed(const std::wstring& name, DWORD parent = 0);
+void KillProcess(DWORD process_id, UINT exit_code);
 
-// A copy of the stage with an empty plugins.txt. The environment of the
-// product's processes is this process's.
-class Product {
+// Waits for the dialog box of a process.
+HWND WaitForDialog(DWORD process_id);
+
+// Keeps one of the user's registry values as it was: whatever a test or the
+// product makes of it is undone at the end.
+class ScopedRegistryValue {
  public:
-  Product();
-  ~Product();
-  Product(const Product&) = delete;
-  Product& operator=(const Product&) = delete;
+  ScopedRegistryValue(const std::wstring& key, const std::wstring& name);
+  ~ScopedRegistryValue();
+  ScopedRegistryValue(const ScopedRegistryValue&) = delete;
+  ScopedRegistryValue& operator=(const ScopedRegistryValue&) = delete;
 
-  // Full path of a file of the product.
+  // False when the user may not write there.
+  [[nodiscard]] bool Set(DWORD type, const void* bytes, std::size_t size);
+  void Remove() { RegDeleteValueW(_key, _name.c_str()); }
+
+ private:
+  const std::wstring _path;
+  const std::wstring _name;
+  HKEY _key = nullptr;
+  bool _key_is_new = false;
+  bool _existed = false;
+  DWORD _type = REG_NONE;
+  BYTE _former[1024];
+  DWORD _size = sizeof _former;
+};
+
+// A copy of the stage with an empty plugins.txt, per-user data in a directory
+// of the test's own, and the values that a start writes put back at the end.
+class ProductTest : public testing::Test {
+ protected:
+  ProductTest();
+  ~ProductTest() override;
+  void SetUp() override;
+  // A tray whose end wasn't waited for has to end well on an order.
+  void TearDown() override;
+
   std::wstring File(const std::wstring& name) const;
   bool Write(const std::wstring& name, const std::string& bytes) const;
   bool Remove(const std::wstring& name) const;
-  // Puts a helper into the product.
-  bool Install(const wchar_t* helper, const std::wstring& name) const;
-
-  // Plugins\plugins.txt.
   bool SetPlugins(const std::string& text) const;
-  // The plug-ins of the stage.
   bool UseStagedPlugins() const;
-  // The test plug-in as Plugins\test.dll, the only one.
-  bool UseTestPlugin(const std::string& parameters = "") const;
-  // The test's session library instead of the product's.
-  bool UseTestSession() const;
+  // Puts the test library into the product.
+  bool Install(const std::wstring& name) const;
+  // As Plugins\test.dll, the only plug-in, and as VELUL.dll.
+  bool UseTestLibrary(const std::string& parameters = "") const;
   // While true the test plug-in refuses every shutdown.
   bool Veto(bool on) const;
 
-  // What the library Plugins\<name> or <name> has recorded so far.
-  std::vector<Event> Events(const std::wstring& library) const;
-  std::vector<Event> PluginEvents() const {
-    return Events(L"Plugins\\test.dll");
-  }
-  std::vector<Event> SessionEvents() const { return Events(L"VELUL.dll"); }
+  // The tick counts of what the test library has recorded, of the events with
+  // exactly this text or of those that begin with it.
+  std::vector<DWORD> Times(const std::string& text, bool whole = true) const;
+  std::size_t Seen(const std::string& text) const;
+  std::size_t SeenBeginning(const std::string& text) const;
+  std::string Log() const { return _directory.Read(L"events.log"); }
+  // Waits for an event.
+  void Expect(const std::string& text, std::size_t times = 1) const;
 
   // Brindlemar.exe with these arguments.
   ChildProcess Start(const std::wstring& arguments = L"") const;
-  // Starts it and waits for its end; its exit code, or an odd one when it
-  // doesn't end.
+  // Starts it and waits for its end; gives its exit code.
   DWORD Run(const std::wstring& arguments = L"") const;
+  // Starts the tray; false, and a failure, when it doesn't come up.
+  [[nodiscard]] bool StartTray(const std::wstring& arguments = L"");
+  ChildProcess& tray() { return *_tray; }
+  bool TrayRuns() { return !_tray->Wait(0); }
+  // Gives the tray's exit code.
+  DWORD WaitForTray();
+  // Orders the end before.
+  DWORD Shutdown();
+
+  ScratchDirectory data;
+  ScopedVariable app_data{L"APPDATA", data.path()};
+  ScopedRegistryValue installed_version{kProductKey, L"InstalledVersion"};
 
  private:
   ScratchDirectory _directory;
+  std::optional<ChildProcess> _tray;
+  bool _tray_was_awaited = false;
 };
-
-inline constexpr DWORD kStillRunning = 0xE2EE2E;
-
-// A running tray, ended at the latest with the object.
-class Tray {
- public:
-  // Returns when it is up, and gives a failure when it doesn't come up.
-  explicit Tray(const Product& product, const std::wstring& arguments = L"");
-  ~Tray();
-
-  bool up() const { return _up; }
-  DWORD id() const { return _process.id(); }
-  bool Runs();
-  DWORD WaitForExit();
-  // Orders the end and gives the exit code.
-  DWORD Shutdown();
-
- private:
-  class UpEvent;
-  Tray(const Product& product, const std::wstring& arguments,
-       const UpEvent& event);
-
-  ChildProcess _process;
-  bool _up = false;
-};
-
-// How many events have exactly this text, or begin with it.
-std::size_t Count(const std::vector<Event>& events, const std::wstring& text);
-std::size_t CountBeginning(const std::vector<Event>& events,
-                           const std::wstring& text);
-// All texts, for a failure's message.
-std::string Describe(const std::vector<Event>& events);
 
 }  // namespace vel::test
 

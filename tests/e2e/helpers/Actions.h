@@ -1,19 +1,17 @@
 // What the test plug-in does when a test sends GUI IPC command 6 with one of
-// these numbers. It writes "did <number> -> <hexadecimal result>" when done.
+// these numbers. It records "did <number> -> <hexadecimal result>" when done.
 #ifndef VEL_TESTS_E2E_HELPERS_ACTIONS_H_
 #define VEL_TESTS_E2E_HELPERS_ACTIONS_H_
 
 namespace vel::test {
 
 enum PluginAction : unsigned {
-  kActionNone = 0,
   kActionNeedNormal = 1,  // need_session(L"Normal")
   kActionNeedOther = 2,   // need_session(L"Other")
   kActionCloseAll = 3,    // close_session(nullptr, VEL_SHUTDOWN_USER)
   kActionCloseOther = 4,  // close_session(L"other", VEL_SHUTDOWN_USER)
   kActionShutdown = 5,    // shutdown(VEL_SHUTDOWN_USER)
   kActionRestart = 6,     // shutdown(VEL_SHUTDOWN_RESTART)
-  kActionSendOwn = 7,     // send_broadcast(L"e2e_own", 1, 2)
 };
 
 }  // namespace vel::test

@@ -10,7 +10,7 @@ readonly skipped=77
 skip() { echo "Skipped: $*"; exit $skipped; }
 fail() {
   echo "FAILED: $*"
-  [ -e "$product/Plugins/test.dll.log" ] && cat "$product/Plugins/test.dll.log"
+  [ -e "$product/events.log" ] && cat "$product/events.log"
   take_picture failed
   exit 1
 }
@@ -43,11 +43,11 @@ finish() {
 }
 trap finish EXIT
 
-# The product with the test plug-in as its only one and the test's session
+# The product with the test library as its only plug-in and as its session
 # library.
 cp -r "$stage/." "$product/"
-cp "$helpers/e2e_plugin.dll" "$product/Plugins/test.dll"
-cp "$helpers/e2e_session.dll" "$product/VELUL.dll"
+cp "$helpers/e2e_library.dll" "$product/Plugins/test.dll"
+cp "$helpers/e2e_library.dll" "$product/VELUL.dll"
 printf 'test.dll\r\n' >"$product/Plugins/plugins.txt"
 
 # Starts the program with the arguments as they stand. Through a batch file,
@@ -75,8 +75,7 @@ wait_until() {
 
 # How often the plug-in or the session library has seen an event.
 seen() {
-  cat "$product"/Plugins/test.dll.log "$product"/VELUL.dll.log 2>/dev/null |
-    grep -ac " $1\$" || true
+  cat "$product/events.log" 2>/dev/null | grep -ac " $1\$" || true
 }
 seen_times() { [ "$(seen "$1")" -ge "$2" ]; }
 # expect_event <event> [<times>]

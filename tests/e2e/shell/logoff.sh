@@ -5,13 +5,13 @@ source "$(dirname "$0")/common.sh"
 
 start_tray '/shex_file="x"'
 expect_event 'app Normal||x|||'
-touch "$product/Plugins/test.dll.veto"
+touch "$product/veto"
 windows wineboot -e && fail "the logoff went on over the veto"
 expect_event 'query 2 session refused'
 brindlemar '/shex_file="still there"' || fail "the tray doesn't answer"
 expect_event 'app Normal||still there|||'
 
-rm "$product/Plugins/test.dll.veto"
+rm "$product/veto"
 windows wineboot -e || fail "the logoff was refused"
 expect_event 'query 2 session agreed'
 expect_event 'release Normal'

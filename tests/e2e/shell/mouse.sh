@@ -71,11 +71,11 @@ click_icon --repeat 2 --delay 60 1
 expect_event 'menu event 5 id 71' 2
 
 # Exit asks; a veto keeps everything running.
-touch "$product/Plugins/test.dll.veto"
+touch "$product/veto"
 open_menu 3
 xdotool key x
 expect_event 'query 0 session refused'
-rm "$product/Plugins/test.dll.veto"
+rm "$product/veto"
 mouse_away
 wait_until 5 icon_shows || fail "the veto doesn't keep the icon"
 
