@@ -46,7 +46,6 @@ class EventCache {
   void close();
 
  private:
-  friend class EventCachePeer;
   class Use;
 
   // The lock of the block, false without a block: the caller goes without the

@@ -1,9 +1,16 @@
-#include <gtest/gtest.h>
+// Locks in use, at faults of their users, and at the end of a process that
+// holds them in threads which the system has removed.
 
 #include <stdexcept>
 
+#include "log/VelLog.h"
+#include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 #include "support/Threads.h"
+#include "sync/OnceGuard.h"
+#include "sync/ProcAddress.h"
+#include "sync/ScopedHandle.h"
+#include "sync/VelDllHolder.h"
 #include "sync/VelMultiReadSpinLock.h"
 #include "sync/VelRecursiveMutex.h"
 #include "sync/VelRecursiveRWLock.h"
@@ -14,9 +21,9 @@ namespace vel {
 
 class VelRWLockPeer {
  public:
-  static int Readers(const VelRWLock& lock) { return lock._readers; }
-  static int Writers(const VelRWLock& lock) { return lock._writers; }
-  static HANDLE Gate(const VelRWLock& lock) { return lock._gate.load(); }
+  static char Holder(const VelRWLock& lock) {
+    return lock._writers != 0 ? 'w' : lock._readers != 0 ? 'r' : '-';
+  }
 };
 
 class VelRecursiveRWLockPeer {
@@ -27,6 +34,16 @@ class VelRecursiveRWLockPeer {
 
 namespace {
 
+constinit VelFastMutex fast_mutex;
+constinit VelRecursiveMutex recursive;
+constinit VelRWLock rw_lock;
+VelRecursiveRWLock nested_rw;
+constinit VelSpinLock spin_lock;
+VelRecursiveThreadSpinLock::Context thread_context;
+VelRecursiveThreadSpinLock thread_lock(&thread_context);
+VelMultiReadSpinLock::Context multi_read_context;
+VelMultiReadSpinLock multi_read(&multi_read_context);
+
 // Writers change both halves, readers compare them.
 template <typename Read, typename Write = Read, typename Lock>
 void ExpectWholeData(Lock& lock, int rounds = 1000) {
@@ -35,7 +52,7 @@ void ExpectWholeData(Lock& lock, int rounds = 1000) {
   std::atomic<int> torn{0};
   test::RunTogether(6, [&](int number) {
     for (int i = 0; i < rounds; ++i) {
-      if (number < 2) {
+      if (number < 3) {
         const Write scope(lock);
         first = first + 1;
         if (i % 250 == 0) Sleep(0);
@@ -47,103 +64,53 @@ void ExpectWholeData(Lock& lock, int rounds = 1000) {
     }
   });
   EXPECT_EQ(torn, 0);
-  EXPECT_EQ(first, 2 * rounds);
+  EXPECT_EQ(first, 3 * rounds);
 }
 
-TEST(Locks, ExcludeUnderContention) {
-  for (const bool multi : {true, false}) {
-    const bool saved = std::exchange(multi_cpu, multi);
-    VelFastMutex mutex;
-    ExpectWholeData<VelFastMutex::Scope>(mutex);
-    multi_cpu = saved;
+// In once, after one leave out of two.
+template <typename Scope>
+struct Nested {
+  template <typename Lock>
+  explicit Nested(Lock& lock) : outer(lock) {
+    const Scope inner(lock);
   }
-  VelRecursiveMutex recursive_mutex;
-  ExpectWholeData<VelRecursiveMutex::Scope>(recursive_mutex);
-  VelRWLock rw_lock;
+  const Scope outer;
+};
+
+TEST(Locks, ExcludeUnderContention) {
+  for (const bool multi : {false, true}) {
+    multi_cpu = multi;
+    ExpectWholeData<VelFastMutex::Scope>(fast_mutex);
+  }
+  ExpectWholeData<Nested<VelRecursiveMutex::Scope>>(recursive);
   ExpectWholeData<VelRWLock::ReadScope, VelRWLock::WriteScope>(rw_lock);
-  VelRecursiveRWLock recursive_rw;
-  ExpectWholeData<VelRecursiveRWLock::ReadScope,
-                  VelRecursiveRWLock::WriteScope>(recursive_rw);
-  VelSpinLock spin_lock;
+  ExpectWholeData<Nested<VelRecursiveRWLock::ReadScope>,
+                  Nested<VelRecursiveRWLock::WriteScope>>(nested_rw);
   ExpectWholeData<VelSpinLock::Scope>(spin_lock);
-  VelRecursiveThreadSpinLock::Context thread_context;
-  VelRecursiveThreadSpinLock thread_lock(&thread_context);
-  ExpectWholeData<VelRecursiveThreadSpinLock::Scope>(thread_lock, 50);
+  ExpectWholeData<Nested<VelRecursiveThreadSpinLock::Scope>>(thread_lock, 50);
   // No readers: a writer that meets one isn't to look again.
-  VelMultiReadSpinLock::Context context;
-  VelMultiReadSpinLock multi_read(&context);
   ExpectWholeData<VelMultiReadSpinLock::WriteScope>(multi_read);
 }
 
-TEST(VelRecursiveMutex, IsFreeAfterAsManyLeavesAsEntries) {
-  VelRecursiveMutex mutex;
-  const auto others_get_in = [&mutex] {
-    bool entered = false;
-    std::thread([&] {
-      entered = mutex.try_enter();
-      if (entered) mutex.leave();
-    }).join();
-    return entered;
-  };
-  mutex.enter();
-  EXPECT_TRUE(mutex.try_enter());
-  EXPECT_FALSE(others_get_in());
-  mutex.leave();
-  EXPECT_FALSE(others_get_in());
-  mutex.leave();
-  EXPECT_TRUE(others_get_in());
-}
-
-// The gate, opened once by the last reader, must wake every writer in turn.
-TEST(VelRWLock, AllWritersGetTheirTurnBehindTheLastReader) {
-  VelRWLock lock;
-  std::atomic<int> writes{0};
-  std::vector<std::thread> writers;
-  lock.read_lock();
-  for (int i = 0; i < 4; ++i) {
-    writers.emplace_back([&] {
-      const VelRWLock::WriteScope scope(lock);
-      ++writes;
-    });
-  }
-  while (VelRWLockPeer::Gate(lock) == nullptr) Sleep(1);
-  Sleep(50);
-  std::thread([&] { const VelRWLock::ReadScope scope(lock); }).join();
-  EXPECT_EQ(writes, 0);
-  lock.read_unlock();
-  for (std::thread& writer : writers) writer.join();
-  EXPECT_EQ(writes, 4);
-}
-
-struct Step {
-  void (VelRecursiveRWLock::*operation)();
-  int readers;
-  int writers;
-};
-
+// R and W lock, r and w unlock: the second text is how the lock is held then.
 TEST(VelRecursiveRWLock, NestsInEveryOrder) {
-  constexpr auto kRead = &VelRecursiveRWLock::read_lock;
-  constexpr auto kReadEnd = &VelRecursiveRWLock::read_unlock;
-  constexpr auto kWrite = &VelRecursiveRWLock::write_lock;
-  constexpr auto kWriteEnd = &VelRecursiveRWLock::write_unlock;
-  const std::vector<std::vector<Step>> kOrders = {
-      {{kRead, 1, 0}, {kWrite, 0, 1}, {kWriteEnd, 1, 0}, {kReadEnd, 0, 0}},
-      {{kRead, 1, 0}, {kRead, 1, 0}, {kReadEnd, 1, 0}, {kReadEnd, 0, 0}},
-      {{kWrite, 0, 1}, {kWrite, 0, 1}, {kWriteEnd, 0, 1}, {kWriteEnd, 0, 0}},
-      {{kWrite, 0, 1}, {kRead, 0, 1}, {kReadEnd, 0, 1}, {kWriteEnd, 0, 0}},
-      {{kWrite, 0, 1}, {kRead, 0, 1}, {kWriteEnd, 1, 0}, {kReadEnd, 0, 0}},
-      {{kRead, 1, 0}, {kWrite, 0, 1}, {kReadEnd, 0, 1}, {kWriteEnd, 0, 0}},
-  };
-  VelRecursiveRWLock lock;
-  const VelRWLock& base = VelRecursiveRWLockPeer::Base(lock);
-  for (std::size_t order = 0; order < kOrders.size(); ++order) {
-    for (const Step& step : kOrders[order]) {
-      SCOPED_TRACE(order);
+  VelRecursiveRWLock& lock = nested_rw;
+  for (const auto& [calls, holders] : {std::pair{"RWwr", "rwr-"},
+                                       {"RRrr", "rrr-"},
+                                       {"WWww", "www-"},
+                                       {"WRrw", "www-"},
+                                       {"WRwr", "wwr-"},
+                                       {"RWrw", "rww-"}}) {
+    for (int i = 0; calls[i] != '\0'; ++i) {
+      SCOPED_TRACE(testing::Message() << calls << " at " << i);
       SetLastError(0x1234);
-      (lock.*step.operation)();
+      if (calls[i] == 'R') lock.read_lock();
+      if (calls[i] == 'r') lock.read_unlock();
+      if (calls[i] == 'W') lock.write_lock();
+      if (calls[i] == 'w') lock.write_unlock();
       EXPECT_EQ(GetLastError(), 0x1234u);
-      EXPECT_EQ(VelRWLockPeer::Readers(base), step.readers);
-      EXPECT_EQ(VelRWLockPeer::Writers(base), step.writers);
+      EXPECT_EQ(VelRWLockPeer::Holder(VelRecursiveRWLockPeer::Base(lock)),
+                holders[i]);
     }
     EXPECT_EQ(TlsGetValue(VelRecursiveRWLockPeer::Slot(lock)), nullptr);
   }
@@ -154,70 +121,37 @@ TEST(VelSpinLock, TakenFromAnOwnerThatWasKilledNotFromOneThatLives) {
   VelSpinLock lock;
   std::atomic<bool> taken{false};
   test::HoldingThread owner([&] { lock.lock(); });
-  std::thread waiter([&] {
-    const VelSpinLock::Scope scope(lock);
-    taken = true;
-  });
+  std::thread waiter([&] { lock.lock(), taken = true, lock.unlock(); });
   Sleep(600);  // past the probes
   EXPECT_FALSE(taken);
   owner.Kill();
   waiter.join();
   EXPECT_TRUE(log.Contains(3, L"::WaitLoop - locker=0x"));
-  EXPECT_TRUE(log.Contains(3, L" rv=0x"));
 }
 
-class VelRecursiveThreadSpinLockTest : public testing::Test {
- protected:
-  void ExpectWords(int count, unsigned owner) {
-    EXPECT_EQ(_ctx.recursion_cnt, count);
-    EXPECT_EQ(_ctx.owner_tid, owner);
-    EXPECT_TRUE(owner != 0 || _ctx.owner_handle == 0);
-  }
-
-  VelRecursiveThreadSpinLock::Context _ctx;
-  VelRecursiveThreadSpinLock _lock{&_ctx};
-};
-
-TEST_F(VelRecursiveThreadSpinLockTest, MisuseThrowsAndChangesNothing) {
-  const DWORD me = GetCurrentThreadId();
-  _lock.Enter();
-  _lock.Enter();
-  std::thread([&] {
-    EXPECT_FALSE(_lock.IsHeldByMe());
-    EXPECT_FALSE(_lock.TryEnter());
-    try {
-      _lock.Leave();
-      ADD_FAILURE() << "no exception";
-    } catch (const std::runtime_error& error) {
-      EXPECT_EQ(error.what(),
-                "VelRecursiveThreadSpinLock::Leave: called from thread tid=" +
-                    std::to_string(GetCurrentThreadId()) +
-                    ", whilst the owner thread tid=" + std::to_string(me));
-    }
-  }).join();
-  ExpectWords(2, me);
-  _lock.Leave();
-  _lock.Leave();
-  ExpectWords(0, 0);
-  _ctx.recursion_cnt = -1;
-  EXPECT_THROW(static_cast<void>(_lock.TryEnter()), std::runtime_error);
-  EXPECT_THROW(_lock.Leave(), std::runtime_error);
-  ExpectWords(-1, me);
-}
-
-TEST_F(VelRecursiveThreadSpinLockTest, TakenFromAnOwnerThatWasKilled) {
+TEST(VelRecursiveThreadSpinLock, MisuseThrowsAndADeadOwnerIsReplaced) {
+  VelRecursiveThreadSpinLock::Context ctx;
+  VelRecursiveThreadSpinLock lock(&ctx);
   test::HoldingThread owner([&] {
-    _lock.Enter();
+    lock.Enter();
     // As when the owner was another process's: no handle is left.
-    const UINT_PTR handle = _ctx.owner_handle.exchange(0);
+    const UINT_PTR handle = ctx.owner_handle.exchange(0);
     CloseHandle(reinterpret_cast<HANDLE>(handle));
   });
+  EXPECT_FALSE(lock.TryEnter());
+  EXPECT_THROW(lock.Leave(), std::runtime_error);
+  EXPECT_EQ(ctx.recursion_cnt, 1);
   owner.Kill();
-  EXPECT_TRUE(_lock.TryEnter());
-  ExpectWords(1, GetCurrentThreadId());
+  EXPECT_TRUE(lock.TryEnter());
+  EXPECT_EQ(ctx.recursion_cnt, 1);
+  EXPECT_EQ(ctx.owner_tid, GetCurrentThreadId());
+  ctx.recursion_cnt = -1;
+  EXPECT_THROW(static_cast<void>(lock.TryEnter()), std::runtime_error);
+  EXPECT_THROW(lock.Leave(), std::runtime_error);
+  EXPECT_EQ(ctx.recursion_cnt, -1);
 }
 
-// A clock that a test moves on: each look at it takes `tick_step` ms.
+// Each look at the clock takes `tick_step` ms.
 std::atomic<DWORD> tick_now{1000};
 std::atomic<DWORD> tick_step{0};
 DWORD WINAPI FakeTicks() {
@@ -231,19 +165,115 @@ TEST(VelMultiReadSpinLock, AWriterSitsOutItsReaders) {
   VelMultiReadSpinLock::Context ctx;
   VelMultiReadSpinLock lock(&ctx, FakeTicks);
   lock.ReadLock();
-  SetLastError(0x1234);
-  lock.ReadLock();
-  EXPECT_EQ(GetLastError(), 0x1234u);
-  EXPECT_EQ(ctx.readers, 2);
   std::thread writer([&] { lock.WriteLock(); });
   while (ctx.locker == 0) Sleep(1);
-  lock.ReadUnlock();
   lock.ReadUnlock();
   Sleep(50);
   EXPECT_FALSE(log.Contains(3, L"timeout"));
   tick_step = 0x10000;
   writer.join();
   EXPECT_TRUE(log.Contains(3, L"VelMultiReadSpinLock::InternalLock - timeout"));
+}
+
+TEST(OnceGuard, OneThreadWorksAnewAfterAThrowAndTheOthersSeeTheResult) {
+  OnceGuard guard;
+  std::atomic<int> runs{0};
+  int value = 0;
+  test::RunTogether(8, [&](int) {
+    const auto work = [&] {
+      SetLastError(1);
+      if (++runs == 1) throw std::runtime_error("no");
+      Sleep(20);
+      value = 42;
+    };
+    SetLastError(0x1234);
+    try {
+      guard.run(work);
+      EXPECT_EQ(value, 42);
+    } catch (const std::runtime_error&) {
+    }
+    EXPECT_EQ(GetLastError(), 0x1234u);
+  });
+  EXPECT_EQ(runs, 2);
+}
+
+void (*const kMisuses[])() = {
+    [] { recursive.leave(), static_cast<void>(recursive.try_enter()); },
+    [] { nested_rw.read_unlock(); },
+    [] { nested_rw.write_unlock(); },
+    [] {
+      for (int i = 0; i <= 0xFFFF; ++i) nested_rw.read_lock();
+    },
+    [] { multi_read.ReadUnlock(); },
+    [] { multi_read.WriteUnlock(); },
+    [] { VelDllHolder(L"kernel32.dll").unload(); },
+    [] { VelDllHolder(L"kernel32.dll").load(); },
+    [] { CloseHandle(ScopedHandle(CreateMutexW(nullptr, 0, nullptr)).get()); },
+};
+
+VEL_CHILD_MAIN(CommitMisuse) {
+  kMisuses[std::stoul(argument)]();
+  return 0;
+}
+
+TEST(Misuse, Traps) {
+  for (std::size_t i = 0; i < std::size(kMisuses); ++i) {
+    EXPECT_EQ(test::ChildProcess(L"CommitMisuse", std::to_wstring(i)).Wait(),
+              0x80000003)
+        << i;
+  }
+}
+
+constexpr UINT kGotThrough = 42;
+constexpr wchar_t kLast[] = L"[I'm last thread]";
+
+const struct Ending {
+  void (*hold)();
+  void (*pass)();
+  unsigned level;  // of a line that the log has then
+  const wchar_t* line;
+} kEndings[] = {
+    {[] { fast_mutex.lock(); }, [] { fast_mutex.lock(); }, 2, kLast},
+    {[] { recursive.enter(); }, [] { recursive.enter(); }, 2, kLast},
+    {[] { rw_lock.read_lock(); }, [] { rw_lock.write_lock(); }, 2, kLast},
+    {[] { nested_rw.write_lock(); }, [] { nested_rw.read_lock(); }, 2, kLast},
+    {[] { spin_lock.lock(); }, [] { spin_lock.lock(); }, 3, L", but I'm last"},
+    {[] { thread_lock.Enter(); }, [] { thread_lock.Enter(); }, 4, L"create"},
+    {[] { multi_read.WriteLock(); }, [] { multi_read.ReadLock(); }, 2,
+     L"VelMultiReadSpinLock::ValidateLocker - tid=0x"},
+    {[] { test::LogCapture::Lock().lock(); },
+     [] { VelLog_Print(3, L"last words"); }, 3, L"last words"},
+};
+const Ending* ending = nullptr;
+std::atomic<bool> held{false};
+
+// "<digit of the ending> <log file>". Log and thread stay: the process ends
+// around them. In a library's DllMain the other threads are gone.
+VEL_CHILD_MAIN(EndWithALockHeld) {
+  ending = &kEndings[argument[0] - L'0'];
+  new test::LogCapture(2, argument.substr(2));
+  std::thread([] { ending->hold(), held = true, Sleep(INFINITE); }).detach();
+  while (!held) Sleep(1);
+  const HMODULE library = LoadLibraryW(L"sync_library.dll");
+  proc_address<void (*)(void (*)())>(library, "CallAtProcessEnd")([] {
+    ending->pass();
+    VelLog_FlushBuffer();
+    TerminateProcess(GetCurrentProcess(), kGotThrough);
+  });
+  ExitProcess(0);
+}
+
+TEST(ProcessEnd, TheLastThreadGetsThroughEveryLock) {
+  const test::ScratchDirectory directory;
+  for (const Ending& one : kEndings) {
+    const std::wstring number = std::to_wstring(&one - kEndings);
+    const std::wstring log = directory.File(number);
+    test::ChildProcess child(L"EndWithALockHeld", number + L" " + log);
+    ASSERT_EQ(child.Wait(), kGotThrough) << number;
+    const auto lines = test::LogCapture::Read(log);
+    EXPECT_TRUE(test::LogCapture::Contains(lines, one.level, one.line))
+        << number;
+  }
 }
 
 }  // namespace

@@ -1,85 +1,61 @@
-#include <gtest/gtest.h>
-
 #include <optional>
 
 #include "support/ChildProcess.h"
+#include "support/LogCapture.h"
 #include "support/Threads.h"
+#include "support/Wait.h"
 #include "sync/EventCache.h"
 #include "sync/ProcAddress.h"
 #include "sync/ScopedHandle.h"
-#include "sync/TestLibraries.h"
 #include "sync/VelDllHolder.h"
+#include "sync/VelSyncNt.h"
+#include "sync/VelTask.h"
 
 namespace vel {
-
-class EventCachePeer {
- public:
-  static std::uint32_t count(EventCache& cache) {
-    if (!cache.cache_lock()) return 0;
-    const std::uint32_t count = cache._block.load()->count;
-    cache.cache_unlock();
-    return count;
-  }
-};
-
 namespace {
 
-bool is_signalled(HANDLE event) {
-  return WaitForSingleObject(event, 0) == WAIT_OBJECT_0;
+constexpr wchar_t kLibrary[] = L"sync_library.dll";
+
+bool is_loaded() {
+  return GetModuleHandleW(kLibrary) != nullptr;
 }
 
-bool is_open(HANDLE event) {
-  DWORD flags = 0;
-  return GetHandleInformation(event, &flags) != 0;
-}
-
-// A cache of its own on the block of the process, which it empties first.
-class EventCacheTest : public testing::Test {
- protected:
-  void SetUp() override {
-    while (EventCachePeer::count(_cache) != 0) CloseHandle(_cache.take());
-  }
-  void TearDown() override { _cache.close(); }
-
-  EventCache _cache;
-};
-
-TEST_F(EventCacheTest, KeepsTwentySignalledEventsAsAStack) {
+TEST(EventCache, KeepsTwentySignalledEventsForAllModules) {
+  EventCache cache;
   HANDLE events[EventCacheBlock::kCapacity + 1];
-  for (HANDLE& event : events) event = _cache.take();
+  DWORD flags;
+  // Twenty of other tests at most, then new ones.
+  for (int i = 0; i < 20; ++i) CloseHandle(cache.take());
+  for (HANDLE& event : events) event = cache.take();
   for (const HANDLE event : events) {
     ResetEvent(event);
-    _cache.give_back(event);
+    cache.give_back(event);
   }
-  EXPECT_EQ(EventCachePeer::count(_cache), 20u);
-  EXPECT_FALSE(is_open(events[20]));
-  for (int i = 19; i >= 0; --i) {
-    EXPECT_EQ(_cache.take(), events[i]);
-    EXPECT_TRUE(is_signalled(events[i]));
+  EXPECT_FALSE(GetHandleInformation(events[20], &flags));
+  const HMODULE library = LoadLibraryW(kLibrary);
+  EXPECT_EQ(proc_address<HANDLE (*)()>(library, "TakeEvent")(), events[19]);
+  for (int i = 18; i >= 1; --i) {
+    EXPECT_EQ(cache.take(), events[i]);
+    EXPECT_EQ(WaitForSingleObject(events[i], 0), WAIT_OBJECT_0);
     CloseHandle(events[i]);
   }
+  FreeLibrary(library);  // empties the cache
+  EXPECT_FALSE(GetHandleInformation(events[0], &flags));
+  cache.close();
+  cache.give_back(events[19]);
+  EXPECT_FALSE(GetHandleInformation(events[19], &flags));
 }
 
-TEST_F(EventCacheTest, WorksWithoutABlockOnceClosed) {
-  const HANDLE cached = _cache.take();
-  _cache.give_back(cached);
-  _cache.close();
-  EXPECT_FALSE(is_open(cached));
-  EXPECT_EQ(EventCachePeer::count(event_cache()), 0u);
-  const HANDLE fresh = _cache.take();
-  _cache.give_back(fresh);
-  EXPECT_FALSE(is_open(fresh));
-}
-
-TEST_F(EventCacheTest, IsSharedWithLibrariesThatHoldTheCode) {
-  const HMODULE library =
-      LoadLibraryW(test::LibraryPath(L"plain_library.dll").c_str());
-  const HANDLE event = _cache.take();
-  _cache.give_back(event);
-  EXPECT_EQ(proc_address<HANDLE (*)()>(library, "TakeEvent")(), event);
-  EXPECT_EQ(EventCachePeer::count(_cache), 0u);
-  _cache.give_back(event);
-  FreeLibrary(library);
+TEST(VelSyncNt, WaitsDeliverMessagesAndLogTheirFailure) {
+  static const ScopedHandle event(CreateEventW(nullptr, 1, 0, nullptr));
+  SetTimer(nullptr, 0, 10,
+           [](HWND, UINT, UINT_PTR, DWORD) { SetEvent(event.get()); });
+  EXPECT_EQ(WaitWithMessages(event.get()), kWaitSignalled);
+  const test::LogCapture log;
+  EXPECT_EQ(WaitExclusive(nullptr), kWaitFailed);
+  EXPECT_TRUE(log.Contains(3, L"WaitExclusive(0x0)- 0xc0000008"));
+  EXPECT_EQ(WaitWithMessages(nullptr), kWaitFailed);
+  EXPECT_TRUE(log.Contains(3, L"VEL_LOG_WIN32_CALL: '.\\VelSyncNt': "));
 }
 
 class GatedTask : public VelTask {
@@ -108,102 +84,62 @@ TEST(VelTask, RunsAgainWhenItIsIdle) {
 }
 
 TEST(VelTask, UnloadOfALibraryWaitsForItsTasks) {
-  const std::wstring path = test::LibraryPath(L"plain_library.dll");
-  const HMODULE library = LoadLibraryW(path.c_str());
-  ASSERT_NE(library, nullptr);
+  const HMODULE library = LoadLibraryW(kLibrary);
   const ScopedHandle ended(CreateEventW(nullptr, TRUE, FALSE, nullptr));
   proc_address<void (*)(HANDLE)>(library, "StartSlowTask")(ended.get());
   FreeLibrary(library);
   EXPECT_EQ(WaitForSingleObject(ended.get(), 0), WAIT_OBJECT_0);
-  EXPECT_EQ(GetModuleHandleW(path.c_str()), nullptr);
+  EXPECT_FALSE(is_loaded());
 }
 
-// The program doesn't wait for its tasks: they end with it.
 VEL_CHILD_MAIN(EndsBeforeItsTask) {
   (new GatedTask)->start();
   return 7;
 }
 
 TEST(VelTask, TheProgramEndsBeforeItsTasks) {
-  test::ChildProcess process(L"EndsBeforeItsTask");
-  EXPECT_EQ(process.Wait(), 7u);
+  EXPECT_EQ(test::ChildProcess(L"EndsBeforeItsTask").Wait(), 7u);
 }
 
-bool is_loaded(const std::wstring& path) {
-  return GetModuleHandleW(path.c_str()) != nullptr;
-}
-
-bool goes_within_seconds(const std::wstring& path) {
-  for (int i = 0; i < 1000 && is_loaded(path); ++i) Sleep(10);
-  return !is_loaded(path);
-}
-
-const std::wstring kRefusing = test::LibraryPath(L"refusing_library.dll");
-
-// The controls of the refusing library; valid while it is loaded.
-struct RefusingLibrary {
-  explicit RefusingLibrary(HMODULE module)
-      : answer_with(proc_address<void (*)(long)>(module, "AnswerWith")),
-        times_asked(proc_address<long (*)()>(module, "TimesAsked")) {}
-  void (*answer_with)(long);
-  long (*times_asked)();
-};
-
-TEST(VelDllHolder, FreesALibraryThatIsNotAskedWithTheLastUnload) {
-  const std::wstring path = test::LibraryPath(L"plain_library.dll");
-  VelDllHolder holder(path.c_str());
-  ASSERT_NE(holder.load(), nullptr);
-  EXPECT_EQ(holder.load(), GetModuleHandleW(path.c_str()));
-  holder.unload();
-  EXPECT_TRUE(is_loaded(path));
-  holder.unload();
-  EXPECT_FALSE(is_loaded(path));
-  VelDllHolder missing(L"vel_missing.dll");
-  EXPECT_EQ(missing.load(), nullptr);
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_MOD_NOT_FOUND});
-  missing.unload();
+auto answer_of(HMODULE library) {
+  return proc_address<long (*)(long)>(library, "AnswerWith");
 }
 
 TEST(VelDllHolder, AsksARefusingLibraryUntilItAgreesOrHasAUserAgain) {
-  VelDllHolder holder(kRefusing.c_str());
-  const RefusingLibrary library(holder.load());
+  VelDllHolder holder(kLibrary);
+  const auto answer_with = answer_of(holder.load());
+  answer_with(1);
   holder.unload();
-  while (library.times_asked() < 4) Sleep(10);
+  while (answer_with(1) < 4) Sleep(10);
   holder.load();
-  library.answer_with(0);
+  answer_with(0);
   Sleep(200);
-  ASSERT_TRUE(is_loaded(kRefusing));
-  const long asked = library.times_asked();
+  ASSERT_TRUE(is_loaded());
+  const long asked = answer_with(0);
   Sleep(150);
-  EXPECT_EQ(library.times_asked(), asked);
+  EXPECT_EQ(answer_with(0), asked);
   holder.unload();
-  EXPECT_TRUE(goes_within_seconds(kRefusing));
+  EXPECT_TRUE(test::WaitUntil([] { return !is_loaded(); }));
 }
 
-TEST(VelDllHolder, DestructorWaitsForTheLibraryToGo) {
-  std::optional<VelDllHolder> holder(kRefusing.c_str());
-  const RefusingLibrary library(holder->load());
-  holder->unload();
-  std::thread agree([library] {
-    Sleep(200);
-    library.answer_with(0);
-  });
-  holder.reset();
-  EXPECT_FALSE(is_loaded(kRefusing));
-  agree.join();
-}
-
-TEST(VelDllHolder, SurvivesUsersWhoComeAndGo) {
-  VelDllHolder holder(kRefusing.c_str());
+TEST(VelDllHolder, SurvivesUsersWhoComeAndGoAndEndsWithTheLibrary) {
+  std::optional<VelDllHolder> holder(kLibrary);
   test::RunTogether(3, [&](int number) {
     for (int i = 0; i < 60; ++i) {
-      RefusingLibrary(holder.load()).answer_with((i + number) % 3 == 0);
-      holder.unload();
+      answer_of(holder->load())((i + number) % 3 == 0);
+      holder->unload();
     }
   });
-  RefusingLibrary(holder.load()).answer_with(0);
-  holder.unload();
-  EXPECT_TRUE(goes_within_seconds(kRefusing));
+  const auto answer_with = answer_of(holder->load());
+  answer_with(1);
+  holder->unload();
+  std::thread agree([&] {
+    Sleep(200);
+    answer_with(0);
+  });
+  holder.reset();
+  EXPECT_FALSE(is_loaded());
+  agree.join();
 }
 
 }  // namespace

@@ -1,0 +1,55 @@
+// A library that holds the task code itself, as plug-ins may, and decides when
+// it can be unloaded.
+#include <windows.h>
+
+#include "sync/EventCache.h"
+#include "sync/VelTask.h"
+
+#define EXPORTED extern "C" __declspec(dllexport)
+
+namespace {
+
+std::atomic<long> answer{0};
+std::atomic<long> asked{0};
+HANDLE slow_task_ended = nullptr;
+void (*at_process_end)() = nullptr;
+
+class SlowTask : public vel::SelfDeletingTask {
+  void run() override {
+    Sleep(300);
+    SetEvent(slow_task_ended);
+  }
+};
+
+}  // namespace
+
+EXPORTED long VelDllCanUnloadNow() {
+  ++asked;
+  return answer;
+}
+
+// Sets the answer and gives how often it was asked for.
+EXPORTED long AnswerWith(long value) {
+  answer = value;
+  return asked;
+}
+
+EXPORTED void StartSlowTask(HANDLE ended) {
+  slow_task_ended = ended;
+  (new SlowTask)->start();
+}
+
+EXPORTED HANDLE TakeEvent() {
+  return vel::event_cache().take();
+}
+
+EXPORTED void CallAtProcessEnd(void (*function)()) {
+  at_process_end = function;
+}
+
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* process_ends) {
+  if (reason == DLL_PROCESS_DETACH && process_ends && at_process_end) {
+    at_process_end();
+  }
+  return TRUE;
+}
