@@ -5,13 +5,14 @@
 
 namespace vel {
 
-void LogLock::wait() noexcept {
+void wait_for_word(std::atomic<std::uint32_t>& word,
+                   std::uint32_t mark) noexcept {
   std::uint32_t seen;
   do {
     if (ThreadIsTerminating()) return;
     nt::ZwYieldExecution();
     seen = 0;
-  } while (!_word.compare_exchange_strong(seen, current_thread_id()));
+  } while (!word.compare_exchange_strong(seen, mark));
 }
 
 }  // namespace vel

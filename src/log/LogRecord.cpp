@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "log/LogText.h"
 #include "sync/CurrentThread.h"
-#include "sync/OnceGuard.h"
-#include "sync/ProcAddress.h"
 #include "sync/Trap.h"
 
 namespace vel {
@@ -21,41 +20,6 @@ constexpr std::size_t kBlockLimitChars = 0x100000;
 constexpr std::size_t kLineEndChars = 2;
 constexpr std::size_t kBlockTailChars = 4 + kLogUnitChars;
 
-using PrintFn = int(__cdecl*)(wchar_t*, std::size_t, const wchar_t*, ...);
-using VPrintFn = int(__cdecl*)(wchar_t*, std::size_t, const wchar_t*, va_list);
-
-// The runtime's own functions take its locks, those of ntdll.dll none. Both
-// give a negative count when the text doesn't fit.
-PrintFn nt_snwprintf() noexcept {
-  static constinit OnceGuard guard;
-  static constinit PrintFn function = nullptr;
-  guard.run([] {
-    function =
-        proc_address<PrintFn>(GetModuleHandleW(L"ntdll.dll"), "_snwprintf");
-  });
-  return function;
-}
-
-VPrintFn nt_vsnwprintf() noexcept {
-  static constinit OnceGuard guard;
-  static constinit VPrintFn function = nullptr;
-  guard.run([] {
-    function =
-        proc_address<VPrintFn>(GetModuleHandleW(L"ntdll.dll"), "_vsnwprintf");
-  });
-  return function;
-}
-
-// The count of code units, negative when they don't fit.
-int print_message(wchar_t* text, std::size_t limit, const wchar_t* format,
-                  va_list args) noexcept {
-  va_list copy;
-  va_copy(copy, args);
-  const int count = nt_vsnwprintf()(text, limit, format, copy);
-  va_end(copy);
-  return count;
-}
-
 }  // namespace
 
 LogRecord::~LogRecord() {
@@ -65,10 +29,10 @@ LogRecord::~LogRecord() {
 bool LogRecord::format(unsigned level, const wchar_t* format,
                        va_list args) noexcept {
   const auto prefix = static_cast<std::size_t>(
-      nt_snwprintf()(_stack, kStackChars, L"[%x:%x:%x:%x] ", GetTickCount(),
-                     current_process_id(), current_thread_id(), level));
+      nt_print(_stack, kStackChars, L"[%x:%x:%x:%x] ", GetTickCount(),
+               current_process_id(), current_thread_id(), level));
   const int count =
-      print_message(_stack + prefix, kStackTextChars - prefix, format, args);
+      nt_vprint(_stack + prefix, kStackTextChars - prefix, format, args);
   if (count < 0) return format_long(prefix, format, args);
   finish(_stack,
          std::min(prefix + static_cast<std::size_t>(count),
@@ -85,8 +49,8 @@ bool LogRecord::format_long(std::size_t prefix, const wchar_t* format,
     auto* text =
         static_cast<wchar_t*>(HeapAlloc(_heap, 0, capacity * sizeof(wchar_t)));
     if (text == nullptr) return false;
-    const int count = print_message(
-        text + prefix, chars - prefix - kBlockTailChars, format, args);
+    const int count = nt_vprint(text + prefix, chars - prefix - kBlockTailChars,
+                                format, args);
     if (count >= 0) {
       std::memcpy(text, _stack, prefix * sizeof(wchar_t));
       finish(text, prefix + static_cast<std::size_t>(count), capacity);

@@ -7,13 +7,12 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "log/LogFormat.h"
+
 namespace vel {
 
 // A record is the prefix "[tick:process:thread:level] " in bare hexadecimal,
-// the message, CR LF, and zero code units up to a whole number of cipher
-// blocks.
-constexpr std::size_t kLogUnitBytes = 16;
-constexpr std::size_t kLogUnitChars = kLogUnitBytes / sizeof(wchar_t);
+// the message, CR LF, and zero code units up to a whole number of units.
 
 // The record under construction: on the stack for most messages, in a block of
 // the log's heap for long ones. No memory of the runtime, no lock, no

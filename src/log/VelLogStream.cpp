@@ -1,8 +1,6 @@
 #include "log/VelLogStream.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <cwchar>
 
 #include "log/LogRecord.h"
 #include "log/VelLog.h"
@@ -18,54 +16,32 @@ constexpr std::uint32_t kPushBytes = 0x10000;
 constexpr DWORD kPushInterval = 5120;  // ms
 constexpr SIZE_T kHeapBytes = 0x10000;
 
-constexpr std::uint32_t kDefaultLevel = 2;
-constexpr std::uint32_t kPrivacyLevel = 5;
-constexpr std::uint64_t kDebugRotationLimit = 0x8000000;
-constexpr std::uint64_t kRotationLimit = 0x400000;
-constexpr DWORD kEnvChars = 63;
-constexpr std::size_t kNtPrefixChars = 4;
-
-using EnvText = wchar_t[kEnvChars];
-
-bool read_env(const wchar_t* name, EnvText& text) {
-  const DWORD length = GetEnvironmentVariableW(name, text, kEnvChars);
-  return length != 0 && length < kEnvChars;
-}
-
 }  // namespace
 
-// The file, which is named after the source, comes with the first write_out().
-VelLogStream::VelLogStream(const wchar_t* /*source*/) noexcept
-    : _level(kDefaultLevel),
-      _rotation_limit(kRotationLimit),
-      _next_flush_tick(GetTickCount() + kPushInterval) {
+VelLogStream::VelLogStream(const wchar_t* source) noexcept
+    : _next_flush_tick(GetTickCount() + kPushInterval) {
   const LastErrorKeeper keeper;
   _heap = HeapCreate(0, kHeapBytes, 0);
   _buffer = new_buffer();
-  read_level();
-  if (_level < kDefaultLevel) _rotation_limit = kDebugRotationLimit;
+  _level = read_log_level();
+  _rotation_limit = read_rotation_limit(_level);
+  make_log_path(source, _nt_path);
+  open_first_file();
+  if (_use_flush_thread) start_flush_thread();
 }
 
 VelLogStream::~VelLogStream() {
+  const LastErrorKeeper keeper;
   if (_fill != 0) {
-    write_out(_buffer, _fill);
-    HeapFree(_heap, 0, _buffer);
+    hand_over_buffer();
     _buffer = nullptr;
     _fill = 0;
   }
-  if (_file != nullptr) nt::ZwClose(_file);
+  if (_use_flush_thread) drain_flush_thread();
+  if (_flush_thread != nullptr) CloseHandle(_flush_thread);
+  if (_owner_thread != nullptr) CloseHandle(_owner_thread);
+  close_file();
   HeapDestroy(_heap);
-}
-
-void VelLogStream::read_level() noexcept {
-  EnvText text;
-  if (read_env(L"VELCFG", text) && _wcsicmp(text, L"Privacy") == 0) {
-    _level = kPrivacyLevel;
-  }
-  // Later, so that it overrides the configuration.
-  if (read_env(L"VELLOG", text) && text[0] >= L'0' && text[0] <= L'9') {
-    _level = static_cast<std::uint32_t>(_wtoi(text));
-  }
 }
 
 const wchar_t* VelLogStream::path() const noexcept {
@@ -87,6 +63,7 @@ void VelLogStream::keep(unsigned level, const wchar_t* format,
 }
 
 void VelLogStream::flush_buffer() noexcept {
+  const LastErrorKeeper keeper;
   const LogLock::Scope scope(_lock);
   if (_fill != 0) push_buffer(GetTickCount());
 }
@@ -122,18 +99,25 @@ void VelLogStream::write_through(unsigned flags, void* data,
   if (_file == nullptr) return;
   write_out(data, length);
   if ((flags & kSynchronous) == 0) return;
-  IO_STATUS_BLOCK io;
-  nt::ZwFlushBuffersFile(_file, &io);
+  flush_to_disk();
   vel_trap();
 }
 
 // The buffer is replaced, not reused: the writer may change it in place.
 void VelLogStream::push_buffer(DWORD now) noexcept {
-  write_out(_buffer, _fill);
-  HeapFree(_heap, 0, _buffer);
+  hand_over_buffer();
   _buffer = new_buffer();
   _fill = 0;
   _next_flush_tick = now + kPushInterval;
+}
+
+void VelLogStream::hand_over_buffer() noexcept {
+  if (_use_flush_thread) {
+    queue(kOwned, _buffer, _fill);
+    return;
+  }
+  write_out(_buffer, _fill);
+  HeapFree(_heap, 0, _buffer);
 }
 
 unsigned char* VelLogStream::new_buffer() noexcept {

@@ -7,24 +7,32 @@
 #include <cstdarg>
 #include <cstdint>
 
+#include "log/LogCipher.h"
 #include "log/LogLock.h"
+#include "log/LogSettings.h"
+#include "log/StreamKey.h"
 #include "sync/NtApi.h"
 #include "sync/ThreadAnnotations.h"
 
 namespace vel {
 
-// The log itself: builds records, collects them in one buffer and decides when
-// the buffer goes to the file. Reached only through the functions of VelLog.h.
+// The log itself: builds records, collects them in one buffer, decides when the
+// buffer goes to the file, and shares that file with the other processes of the
+// user. Reached only through the functions of VelLog.h.
 //
 // Any thread may print() and flush_buffer(). Construction and destruction have
-// a single owner and no lock. All memory comes from a private heap. Nothing in
+// a single owner and no lock. All memory comes from private heaps. Nothing in
 // here may log, for its lock isn't recursive, so it reports to nobody; a file
 // that can't be opened or written shows only as lost records.
+//
+// `_file` is null, or open on the current name, or open on a name that another
+// process has moved away; that ends at the next rotation or at the limit.
 class VelLogStream {
  public:
-  // `source` names the file. Keeps the last error.
+  // `source` names the file, which is opened here. May wait 15 seconds for
+  // another process in its rotation. Keeps the last error.
   explicit VelLogStream(const wchar_t* source) noexcept;
-  // Writes what is collected and closes the file.
+  // Writes what is collected and closes the file. Keeps the last error.
   virtual ~VelLogStream();
   VelLogStream(const VelLogStream&) = delete;
   VelLogStream& operator=(const VelLogStream&) = delete;
@@ -36,7 +44,8 @@ class VelLogStream {
     if (level >= _level) keep(level, format, args);
   }
 
-  // Pushes the buffer to the file, without a flush to the disk.
+  // Pushes the buffer to the file, without a flush to the disk. Keeps the last
+  // error.
   void flush_buffer() noexcept VEL_EXCLUDES(_lock);
 
   [[nodiscard]] std::uint32_t level() const noexcept { return _level; }
@@ -51,6 +60,10 @@ class VelLogStream {
     kOwned = 2,        // the data is a block of _heap, freed after use
   };
 
+  // What the open file has become.
+  enum class FileState { kFits, kGone, kFull };
+
+  // The front end (VelLogStream.cpp).
   void keep(unsigned level, const wchar_t* format, va_list args) noexcept;
   void enqueue(unsigned flags, void* data, std::uint32_t length) noexcept
       VEL_EXCLUDES(_lock);
@@ -61,31 +74,68 @@ class VelLogStream {
   void write_through(unsigned flags, void* data, std::uint32_t length) noexcept
       VEL_REQUIRES(_lock);
   void push_buffer(DWORD now) noexcept VEL_REQUIRES(_lock);
+  void hand_over_buffer() noexcept;
   [[nodiscard]] unsigned char* new_buffer() noexcept;
-  void read_level() noexcept;
 
-  // The writer's side (VelLogWriter.cpp). write_out() is the only way to the
-  // file: hands back the status of the write, or of the attempt to get a file;
-  // `length` is in bytes. The data is changed in place when it is enciphered.
+  // The writer (VelLogWriter.cpp). These run under _lock, except while the
+  // object is made or destroyed.
+  //
+  // The only way to the file: hands back the status of the write, or of the
+  // rotation when there is no file. `length` is in bytes; the data is changed
+  // in place when it is enciphered.
   NTSTATUS write_out(void* data, std::uint32_t length) noexcept;
   // 1 for a file that existed, 2 for a new one, 5 for none.
-  [[nodiscard]] ULONG_PTR open_file() noexcept;
+  ULONG_PTR open_file() noexcept;
+  void open_first_file() noexcept;
+  [[nodiscard]] std::uint32_t take_stream_key() noexcept;
+  void begin_file(std::uint32_t key_error) noexcept;
+  NTSTATUS append(const void* data, std::uint32_t length) noexcept;
+  [[nodiscard]] std::uint32_t write_cipher_header() noexcept;
+  void write_key_error(std::uint32_t error) noexcept;
+  [[nodiscard]] bool header_is_ours() noexcept;
+  [[nodiscard]] bool wrapped_key_is_ours() noexcept;
+  [[nodiscard]] bool read_at(LONGLONG offset, void* data,
+                             std::uint32_t size) noexcept;
+  [[nodiscard]] bool encipher(void* data, std::uint32_t length) noexcept
+      VEL_EXCLUDES(_cipher_lock);
+  void flush_to_disk() noexcept;
+  void close_file() noexcept;
+
+  // When the file is replaced (LogRotation.cpp): by age at the start, `force`
+  // for any age; by size before each write.
+  void rotate_by_age(bool force) noexcept;
+  NTSTATUS rotate_by_size() noexcept;
+  [[nodiscard]] FileState look_at_file() noexcept;
+  void move_aside() noexcept;
+
+  // The flush thread (LogFlushThread.cpp).
+  void start_flush_thread() noexcept;
+  // Takes over `data`, a block of _heap. Under _lock.
+  void queue(unsigned flags, void* data, std::uint32_t length) noexcept;
+  void drain_flush_thread() noexcept;
+  static unsigned __stdcall flush_thread_main(void* owner_thread) noexcept;
+  static void CALLBACK write_request(ULONG_PTR request) noexcept;
 
   // A flush thread and the thread that it watches; null while
-  // _use_flush_thread is off, and nothing turns it on.
+  // _use_flush_thread is off.
   HANDLE _flush_thread = nullptr;
   HANDLE _owner_thread = nullptr;
-  HANDLE _file = nullptr;  // null, or open for appending
+  HANDLE _file = nullptr;  // opened for appending
   HANDLE _heap = nullptr;
+  // Off for good: all writing is done on the thread that logs. The road through
+  // the flush thread stays in the design.
   bool _use_flush_thread = false;
   bool _ciphered = false;
-  std::uint32_t _level;
+  std::uint32_t _level = kDefaultLogLevel;
   unsigned char* _buffer = nullptr;
-  std::uint32_t _fill = 0;         // bytes used in _buffer
-  std::uint64_t _rotation_limit;   // bytes
-  std::uint32_t _next_flush_tick;  // as GetTickCount
+  std::uint32_t _fill = 0;            // bytes used in _buffer
+  std::uint64_t _rotation_limit = 0;  // bytes
+  std::uint32_t _next_flush_tick;     // as GetTickCount
   LogLock _lock;
-  wchar_t _nt_path[388] = {};  // "\??\" and the full path
+  wchar_t _nt_path[kLogPathChars] = {};  // "\??\" and the full path
+  StreamKeyBlock _stream_key = {};
+  LogCipher _key_schedule;
+  CipherLock _cipher_lock;
 };
 
 // The one log of the process, null when there is none. For VelLog.cpp.

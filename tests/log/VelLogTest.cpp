@@ -8,6 +8,7 @@
 #include "log/VelLogStream.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
+#include "support/ScopedVariable.h"
 #include "support/ScratchDirectory.h"
 #include "support/Threads.h"
 
@@ -20,6 +21,8 @@ using test::LogLine;
 constexpr char kLogSource[] = ".\\VelLogTest";
 
 TEST(VelLogStream, TakesItsLevelFromTheEnvironment) {
+  const test::ScratchDirectory directory;
+  const test::ScopedVariable temporary(L"TMP", directory.path());
   const std::wstring too_long(64, L'1');
   const std::tuple<const wchar_t*, const wchar_t*, unsigned> kCases[] = {
       {nullptr, nullptr, 2},    {L"0", nullptr, 0},
@@ -80,12 +83,12 @@ TEST(VelLog, ARecordOfAnyLengthIsWholeAndPadded) {
   for (std::size_t i = 1730; i < 1790; ++i) lengths.push_back(i);
   const LogCapture log;
   VelLog_FlushBuffer();
-  std::size_t size = log.Bytes().size();
+  std::size_t size = test::ReadBytes(log.path()).size();
   for (const std::size_t length : lengths) {
     VelLog_Print(2, L"before");
     VelLog_Print(3, L"%s", std::wstring(length, L'x').c_str());
     size += RecordBytes(2, 6) + RecordBytes(3, length);
-    EXPECT_EQ(log.Bytes().size(), size) << "length " << length;
+    EXPECT_EQ(test::ReadBytes(log.path()).size(), size) << "length " << length;
   }
   VelLog_Print(2, L"%s", std::wstring(0x100000, L'y').c_str());
   const std::vector<LogLine> lines = log.Lines();
@@ -162,6 +165,8 @@ TEST(IVelLog, BeginsWithABannerAndCountsItsUsers) {
 }
 
 TEST(IVelLog, ComesAndGoesUnderItsCallers) {
+  const test::ScratchDirectory directory;
+  const test::ScopedVariable temporary(L"TMP", directory.path());
   std::atomic<bool> stop{false};
   std::thread caller([&] {
     while (!stop) VelLog_Print(2, L"any moment");
@@ -194,7 +199,7 @@ TEST(VelLog, AFatalRecordTrapsWithTheRecordOnDisk) {
                              std::wstring(threshold) + L" " + path);
     EXPECT_EQ(child.Wait(), 0x80000003) << threshold;
   }
-  const std::vector<LogLine> lines = LogCapture::Read(path);
+  const std::vector<LogLine> lines = test::ReadLog(path);
   ASSERT_EQ(lines.size(), 3u);
   EXPECT_EQ(lines[2].text, L"fatal 7");
 }

@@ -117,7 +117,7 @@ TEST(VelProfileHolder, IsSilentPastTheExitHandlers) {
   const std::wstring path = directory.File(L"exit.swl");
   test::ChildProcess child(L"UseHoldersPastTheExitHandlers", path);
   ASSERT_EQ(child.Wait(), 42u);
-  const auto lines = LogCapture::Read(path);
+  const auto lines = test::ReadLog(path);
   EXPECT_TRUE(LogCapture::Contains(lines, 4, L"LogGlobalStats('early'): 1, 3"));
   EXPECT_FALSE(LogCapture::Contains(lines, 4, L"LogGlobalStats('late')"));
 }

@@ -4,114 +4,46 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cstring>
-#include <cwchar>
-#include <utility>
 
 #include "log/VelLog.h"
-#include "log/VelLogStream.h"
-#include "sync/NtApi.h"
-
-namespace vel {
-
-class VelLogStreamPeer {
- public:
-  // The stream closes `file` at its end.
-  static void SetFile(HANDLE file) {
-    VelLogStream* stream = log_object.load();
-    ASSERT_NE(stream, nullptr);
-    const HANDLE old = std::exchange(stream->_file, file);
-    if (old != nullptr) nt::ZwClose(old);
-  }
-  static void ExpirePushInterval() {
-    log_object.load()->_next_flush_tick = GetTickCount();
-  }
-  static LogLock& Lock() { return log_object.load()->_lock; }
-};
-
-}  // namespace vel
+#include "support/ScopedVariable.h"
+#include "support/VelLogStreamPeer.h"
 
 namespace vel::test {
-namespace {
 
-constexpr std::size_t kUnitChars = 8;
+LogCapture::LogCapture(unsigned level) : LogCapture(level, std::wstring()) {}
 
-HANDLE CreateLogFile(const std::wstring& path) {
-  HANDLE file =
-      CreateFileW(path.c_str(), FILE_READ_DATA | FILE_APPEND_DATA | SYNCHRONIZE,
-                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                  nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  EXPECT_NE(file, INVALID_HANDLE_VALUE) << GetLastError();
-  unsigned char header[LogCapture::kHeaderBytes] = "VELLOG.0";
-  header[8] = 0xFF;
-  header[9] = 0xFE;
-  DWORD written = 0;
-  EXPECT_TRUE(WriteFile(file, header, sizeof header, &written, nullptr));
-  return file;
-}
-
-std::string ReadBytes(const std::wstring& path) {
-  const HANDLE file =
-      CreateFileW(path.c_str(), GENERIC_READ,
-                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                  nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  EXPECT_NE(file, INVALID_HANDLE_VALUE) << GetLastError();
-  std::string bytes(GetFileSize(file, nullptr), '\0');
-  DWORD got = 0;
-  EXPECT_TRUE(ReadFile(file, bytes.data(), static_cast<DWORD>(bytes.size()),
-                       &got, nullptr));
-  CloseHandle(file);
-  return bytes;
-}
-
-// "[tick:process:thread:level] text"
-LogLine ParseLine(const std::wstring& line) {
-  LogLine parsed;
-  const int fields =
-      std::swscanf(line.c_str(), L"[%x:%x:%x:%x] ", &parsed.tick,
-                   &parsed.process, &parsed.thread, &parsed.level);
-  EXPECT_EQ(fields, 4) << "a record without a prefix";
-  if (fields == 4) parsed.text = line.substr(line.find(L"] ") + 2);
-  return parsed;
-}
-
-}  // namespace
-
-LogCapture::LogCapture(unsigned level) : _path(_directory.File(L"test.swl")) {
-  TurnOn(level);
-}
-
-LogCapture::LogCapture(unsigned level, const std::wstring& path) : _path(path) {
-  TurnOn(level);
+LogCapture::LogCapture(unsigned level, const std::wstring& path) {
+  EXPECT_EQ(log_object.load(), nullptr) << "a log is on already";
+  if (path.empty()) _directory.emplace();
+  const ScopedVariable temporary(
+      L"TMP", _directory ? _directory->path()
+                         : path.substr(0, path.find_last_of(L'\\')));
+  SetEnvironmentVariableW(L"VELLOG", std::to_wstring(level).c_str());
+  SetEnvironmentVariableW(L"VELLOGFLAGS", L"1");
+  IVelLog::create(L"VELTEST");
+  if (!path.empty()) VelLogStreamPeer().move_to(path);
+  if (const wchar_t* open = VelLog_GetPath()) _path = open;
+  EXPECT_FALSE(_path.empty()) << "the log has no file";
 }
 
 LogCapture::~LogCapture() {
   IVelLog::release();
   SetEnvironmentVariableW(L"VELLOG", nullptr);
-}
-
-void LogCapture::TurnOn(unsigned level) {
-  EXPECT_EQ(log_object.load(), nullptr) << "a log is on already";
-  SetEnvironmentVariableW(L"VELLOG", std::to_wstring(level).c_str());
-  IVelLog::create(L"VELTEST");
-  VelLogStreamPeer::SetFile(CreateLogFile(_path));
+  SetEnvironmentVariableW(L"VELLOGFLAGS", nullptr);
 }
 
 void LogCapture::ExpirePushInterval() {
-  VelLogStreamPeer::ExpirePushInterval();
+  VelLogStreamPeer().next_flush_tick() = GetTickCount();
 }
 
 LogLock& LogCapture::Lock() {
-  return VelLogStreamPeer::Lock();
-}
-
-std::string LogCapture::Bytes() const {
-  return ReadBytes(_path);
+  return VelLogStreamPeer().lock();
 }
 
 std::vector<LogLine> LogCapture::Lines() const {
   VelLog_FlushBuffer();
-  return Read(_path);
+  return ReadLog(_path);
 }
 
 bool LogCapture::Contains(unsigned level, std::wstring_view text) const {
@@ -123,24 +55,6 @@ bool LogCapture::Contains(const std::vector<LogLine>& lines, unsigned level,
   return std::any_of(lines.begin(), lines.end(), [&](const LogLine& line) {
     return line.level == level && line.text.find(text) != std::wstring::npos;
   });
-}
-
-std::vector<LogLine> LogCapture::Read(const std::wstring& path) {
-  const std::string bytes = ReadBytes(path);
-  std::vector<LogLine> lines;
-  if (bytes.size() < kHeaderBytes) return lines;
-  std::wstring text((bytes.size() - kHeaderBytes) / sizeof(wchar_t), L'\0');
-  std::memcpy(text.data(), bytes.data() + kHeaderBytes,
-              text.size() * sizeof(wchar_t));
-  EXPECT_EQ(text.size() % kUnitChars, 0u);
-  for (std::size_t begin = 0; begin < text.size();) {
-    const std::size_t end = text.find(L"\r\n", begin);
-    EXPECT_NE(end, std::wstring::npos) << "a record without an end";
-    if (end == std::wstring::npos) break;
-    lines.push_back(ParseLine(text.substr(begin, end - begin)));
-    begin = text.find_first_not_of(L'\0', end + 2);
-  }
-  return lines;
 }
 
 }  // namespace vel::test

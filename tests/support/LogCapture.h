@@ -1,24 +1,17 @@
-// The log of this process, turned on into a file of the test's own.
+// The log of this process, turned on into a plain file of the test's own.
 #ifndef VEL_TESTS_SUPPORT_LOGCAPTURE_H_
 #define VEL_TESTS_SUPPORT_LOGCAPTURE_H_
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "log/LogLock.h"
+#include "support/LogFile.h"
 #include "support/ScratchDirectory.h"
 
 namespace vel::test {
-
-// One record, taken apart.
-struct LogLine {
-  unsigned tick = 0;
-  unsigned process = 0;
-  unsigned thread = 0;
-  unsigned level = 0;
-  std::wstring text;  // without prefix, CR LF and padding
-};
 
 // From here to the end of the scope the log keeps what is at `level` or above.
 // No other log may be on. The destructor turns it off.
@@ -36,11 +29,9 @@ class LogCapture {
   // A record of this level whose text has `text` in it.
   bool Contains(unsigned level, std::wstring_view text) const;
   // Only what is in the file, with nothing pushed out.
-  std::vector<LogLine> LinesOnDisk() const { return Read(_path); }
-  // The file as it is, the same way.
-  std::string Bytes() const;
+  std::vector<LogLine> LinesOnDisk() const { return ReadLog(_path); }
+  const std::wstring& path() const { return _path; }
 
-  static std::vector<LogLine> Read(const std::wstring& path);
   static bool Contains(const std::vector<LogLine>& lines, unsigned level,
                        std::wstring_view text);
 
@@ -49,13 +40,8 @@ class LogCapture {
   // The log's lock: who holds it keeps the threads that log in their calls.
   static LogLock& Lock();
 
-  // What a log file begins with: the mark and the lead-in unit.
-  static constexpr std::size_t kHeaderBytes = 24;
-
  private:
-  void TurnOn(unsigned level);
-
-  ScratchDirectory _directory;
+  std::optional<ScratchDirectory> _directory;
   std::wstring _path;
 };
 

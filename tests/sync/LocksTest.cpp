@@ -270,7 +270,7 @@ TEST(ProcessEnd, TheLastThreadGetsThroughEveryLock) {
     const std::wstring log = directory.File(number);
     test::ChildProcess child(L"EndWithALockHeld", number + L" " + log);
     ASSERT_EQ(child.Wait(), kGotThrough) << number;
-    const auto lines = test::LogCapture::Read(log);
+    const auto lines = test::ReadLog(log);
     EXPECT_TRUE(test::LogCapture::Contains(lines, one.level, one.line))
         << number;
   }

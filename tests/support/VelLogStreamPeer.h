@@ -1,0 +1,59 @@
+// The inside of a log's object, for tests.
+#ifndef VEL_TESTS_SUPPORT_VELLOGSTREAMPEER_H_
+#define VEL_TESTS_SUPPORT_VELLOGSTREAMPEER_H_
+
+#include <cstdarg>
+#include <cstdint>
+#include <cwchar>
+#include <string>
+
+#include "log/VelLogStream.h"
+
+namespace vel {
+
+class VelLogStreamPeer {
+ public:
+  explicit VelLogStreamPeer(VelLogStream& stream = *log_object.load())
+      : _stream(stream) {}
+
+  HANDLE& file() { return _stream._file; }
+  HANDLE heap() { return _stream._heap; }
+  bool& ciphered() { return _stream._ciphered; }
+  bool& use_flush_thread() { return _stream._use_flush_thread; }
+  std::uint64_t& rotation_limit() { return _stream._rotation_limit; }
+  std::uint32_t& next_flush_tick() { return _stream._next_flush_tick; }
+  StreamKeyBlock& stream_key() { return _stream._stream_key; }
+  LogCipher& cipher() { return _stream._key_schedule; }
+  LogLock& lock() { return _stream._lock; }
+  CipherLock& cipher_lock() { return _stream._cipher_lock; }
+
+  NTSTATUS write_out(std::string units) {
+    return _stream.write_out(units.data(),
+                             static_cast<std::uint32_t>(units.size()));
+  }
+  // Closes the file and begins one with this key error.
+  void begin_file(std::uint32_t key_error) { _stream.begin_file(key_error); }
+  void start_flush_thread() {
+    _stream._use_flush_thread = true;
+    _stream.start_flush_thread();
+  }
+  // From here on the log writes to `path`.
+  void move_to(const std::wstring& path) {
+    _stream.close_file();
+    std::wcscpy(_stream._nt_path + kNtPrefixChars, path.c_str());
+    _stream.open_file();
+  }
+  void print(unsigned level, const wchar_t* format, ...) {
+    va_list args;
+    va_start(args, format);
+    _stream.print(level, format, args);
+    va_end(args);
+  }
+
+ private:
+  VelLogStream& _stream;
+};
+
+}  // namespace vel
+
+#endif  // VEL_TESTS_SUPPORT_VELLOGSTREAMPEER_H_
