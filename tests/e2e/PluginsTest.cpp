@@ -16,8 +16,7 @@ class PluginsTest : public ProductTest {
   // Lets the test plug-in act, and checks the result that it got.
   void Act(PluginAction action, std::uint32_t expected) {
     char done[64];
-    std::snprintf(done, sizeof done, "did %u -> %x", unsigned{action},
-                  expected);
+    std::snprintf(done, sizeof done, "did %u -> %x", action, expected);
     const std::size_t before = Seen(done);
     EXPECT_TRUE(SendCommand(VELGUI_IPC_OPEN_UNPROTECTED_BROWSER,
                             std::to_wstring(unsigned{action})));
@@ -29,13 +28,13 @@ TEST_F(PluginsTest, BadLinesDoNotStopTheGoodOnes) {
   for (const wchar_t* name : {L"test", L"poster", L"last", L"refuses"}) {
     ASSERT_TRUE(Install(L"Plugins\\" + std::wstring(name) + L".dll"));
   }
-  ASSERT_TRUE(Write(L"Plugins\\text.dll", "not a library"));
-  ASSERT_TRUE(Write(L"Plugins\\empty.dll", ""));
+  product.Write(L"Plugins\\text.dll", "not a library");
+  product.Write(L"Plugins\\empty.dll", "");
   // The last line has no CR LF and doesn't count.
-  ASSERT_TRUE(
-      SetPlugins("missing.dll\r\ntext.dll,x\r\nempty.dll\r\n\r\n,parameters\r\n"
-                 "refuses.dll,null\r\n..\\VELRCS.dll\r\n"
-                 "test.dll,a,b %VEL_E2E_NONE%\r\nposter.dll,post\r\nlast.dll"));
+  product.Write(L"Plugins\\plugins.txt",
+                "missing.dll\r\ntext.dll,x\r\nempty.dll\r\n\r\n,parameters\r\n"
+                "refuses.dll,null\r\n..\\VELRCS.dll\r\n"
+                "test.dll,a,b %VEL_E2E_NONE%\r\nposter.dll,post\r\nlast.dll");
   ASSERT_TRUE(StartTray());
   Expect("load 'null'");
   Expect("load 'a,b %VEL_E2E_NONE%'");
@@ -44,47 +43,28 @@ TEST_F(PluginsTest, BadLinesDoNotStopTheGoodOnes) {
   Expect("broadcast VELGUI_INITIALIZED", 2);
   EXPECT_EQ(Shutdown(), 0u);
   EXPECT_EQ(Seen("destroy"), 2u);
-  EXPECT_EQ(SeenBeginning("load "), 3u) << Log();
-}
-
-TEST_F(PluginsTest, ListsThatNameNothing) {
-  for (const char* text : {"\r\n\r\n", ",", "no end", "\n\n\r", ""}) {
-    SCOPED_TRACE(text);
-    ASSERT_TRUE(SetPlugins(text));
-    EXPECT_TRUE(StartTray());
-    EXPECT_EQ(Shutdown(), 0u);
-  }
-  ASSERT_TRUE(Remove(L"Plugins\\plugins.txt"));
+  EXPECT_EQ(Seen("load *"), 3u) << Log();
+  // Neither does a list that isn't there.
+  ASSERT_TRUE(DeleteFileW(product.File(L"Plugins\\plugins.txt").c_str()));
   EXPECT_TRUE(StartTray());
 }
 
-TEST_F(PluginsTest, StatusesOfTheHostsOperations) {
-  ASSERT_TRUE(UseTestLibrary());
+// Under a plug-in that calls its host from every event.
+TEST_F(PluginsTest, VetoKeepsEverythingRunning) {
+  UseTestLibrary("callback");
   ASSERT_TRUE(StartTray());
   Act(kActionNeedNormal, VEL_STATUS_OK);
   Act(kActionNeedNormal, VEL_STATUS_SESSION_ACTIVE);
   Act(kActionNeedOther, VEL_STATUS_OK);
-  ASSERT_TRUE(Veto(true));
+  Veto(true);
   Act(kActionCloseOther, VEL_STATUS_REFUSED);
   Act(kActionCloseAll, VEL_STATUS_REFUSED);
-  // A refused shutdown is no error.
-  Act(kActionShutdown, VEL_STATUS_OK);
-  ASSERT_TRUE(Veto(false));
+  EXPECT_FALSE(SendCommand(VELGUI_IPC_SOFT_SHUTDOWN, L"0"));
+  Veto(false);
   Act(kActionCloseOther, VEL_STATUS_OK);
   EXPECT_EQ(Seen("release Other"), 1u) << Log();
-  EXPECT_EQ(Seen("release Normal"), 0u) << Log();
-  Act(kActionNeedOther, VEL_STATUS_OK);
-  Act(kActionCloseAll, VEL_STATUS_OK);
-  EXPECT_TRUE(TrayRuns());
-  Act(kActionShutdown, VEL_STATUS_OK);
-  EXPECT_EQ(WaitForTray(), 0u);
-}
 
-TEST_F(PluginsTest, VetoKeepsEverythingRunning) {
-  ASSERT_TRUE(UseTestLibrary());
-  ASSERT_TRUE(StartTray(L"/shex_file=\"x\""));
-  ASSERT_TRUE(Veto(true));
-  EXPECT_FALSE(SendCommand(VELGUI_IPC_SOFT_SHUTDOWN, L"0"));
+  Veto(true);
   // This answer tells nothing of the refusal.
   EXPECT_TRUE(SendCommand(VELGUI_IPC_SHUTDOWN));
   Expect("query 1 session refused");
@@ -97,53 +77,37 @@ TEST_F(PluginsTest, VetoKeepsEverythingRunning) {
   EXPECT_EQ(block.bytes()[0], 1);
   EXPECT_EQ(Run(L"/shex_file=\"y\""), 0u);
   Expect("app Normal||y|||");
-  ASSERT_TRUE(Veto(false));
+  Expect("broadcast e2e_called_back (own)", 20);
+  Veto(false);
   EXPECT_EQ(Shutdown(), 0u);
   EXPECT_EQ(Seen("release Normal"), 1u);
 }
 
-// No event deadlocks a plug-in that calls its host from it.
-TEST_F(PluginsTest, HostCanBeCalledFromEveryEvent) {
-  ASSERT_TRUE(UseTestLibrary("callback"));
-  ASSERT_TRUE(StartTray(L"/shex_file=\"x\""));
-  Expect("startup Normal");
-  Act(kActionNeedOther, VEL_STATUS_OK);
-  Act(kActionCloseAll, VEL_STATUS_OK);
-  Expect("shutdown", 2);
-  // Each of them called back: the queue's copies arrive after the events.
-  Expect("broadcast e2e_called_back (own)", 10);
-}
-
 TEST_F(PluginsTest, RestartStartsTheProgramAnew) {
-  ASSERT_TRUE(UseTestLibrary());
+  UseTestLibrary();
   ASSERT_TRUE(StartTray());
   Act(kActionRestart, VEL_STATUS_OK);
   EXPECT_EQ(WaitForTray(), 0u);
   // The window is there before the main loop is.
   Expect("broadcast VELGUI_INITIALIZED", 2);
-  const DWORD second = TrayProcess();
-  ASSERT_NE(second, tray().id());
-  const ScopedHandle process(
-      OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, second));
+  ASSERT_NE(TrayProcess(), tray().id());
+  const ScopedHandle process(OpenProcess(SYNCHRONIZE, FALSE, TrayProcess()));
   EXPECT_TRUE(SendCommand(VELGUI_IPC_SHUTDOWN));
   EXPECT_EQ(WaitForSingleObject(process.get(), kPatienceMs), WAIT_OBJECT_0);
-  DWORD code = kStillRunning;
-  EXPECT_TRUE(GetExitCodeProcess(process.get(), &code));
-  EXPECT_EQ(code, 0u);
+  EXPECT_EQ(Seen("destroy"), 2u);
 }
 
 TEST_F(PluginsTest, LogoffIsRefusedCancelledAndAgreedTo) {
-  ASSERT_TRUE(UseTestLibrary());
+  UseTestLibrary();
   ASSERT_TRUE(StartTray(L"/shex_file=\"x\""));
   const HWND window = FindTray();
-  ASSERT_TRUE(Veto(true));
+  Veto(true);
   EXPECT_EQ(SendMessageW(window, WM_QUERYENDSESSION, 0, 0), 0);
   Expect("query 2 session refused");
   EXPECT_EQ(Seen("shutdown Normal"), 0u);
 
   // A session that dies now waits for what becomes of the logoff.
-  EXPECT_TRUE(SendCommand(VELGUI_IPC_RUNCMD,
-                          L"/shex_verb=\"e2e_die\" /shex_par=\"0\""));
+  EXPECT_TRUE(SendCommand(VELGUI_IPC_RUNCMD, L"/shex_verb=\"e2e_die\""));
   Expect("died Normal");
   Sleep(1500);
   EXPECT_EQ(Seen("start Normal"), 1u);
@@ -153,12 +117,9 @@ TEST_F(PluginsTest, LogoffIsRefusedCancelledAndAgreedTo) {
   // Refused twice: the second question is put as the first was.
   EXPECT_EQ(SendMessageW(window, WM_QUERYENDSESSION, 0, 0), 0);
   Expect("query 2 session refused", 2);
-  // The end itself is taken without a question.
-  EXPECT_EQ(SendMessageW(window, WM_ENDSESSION, TRUE, 0), 0);
-  EXPECT_TRUE(TrayRuns());
   EXPECT_EQ(SendMessageW(window, WM_ENDSESSION, FALSE, 0), 0);
 
-  ASSERT_TRUE(Veto(false));
+  Veto(false);
   EXPECT_EQ(SendMessageW(window, WM_QUERYENDSESSION, 0, 0), 1);
   EXPECT_EQ(WaitForTray(), 0u);
   Expect("query 2 session agreed");

@@ -12,27 +12,10 @@ namespace vel::test {
 namespace fs = std::filesystem;
 namespace {
 
-std::wstring StagePath() {
-  wchar_t path[1024];
-  const DWORD length = GetEnvironmentVariableW(L"VEL_E2E_STAGE", path, 1024);
-  EXPECT_GT(length, 0u) << "VEL_E2E_STAGE has to name the staged product";
-  return {path, length};
-}
-
 std::wstring Tag() {
   wchar_t tag[32];
   _snwprintf(tag, 32, L"%x.%x", GetCurrentProcessId(), GetCurrentThreadId());
   return tag;
-}
-
-HWND DialogOf(DWORD process_id) {
-  HWND window = nullptr;
-  while ((window = FindWindowExW(nullptr, window, L"#32770", nullptr))) {
-    DWORD owner = 0;
-    GetWindowThreadProcessId(window, &owner);
-    if (owner == process_id && IsWindowVisible(window)) return window;
-  }
-  return nullptr;
 }
 
 }  // namespace
@@ -112,26 +95,28 @@ void KillProcess(DWORD process_id, UINT exit_code) {
 }
 
 HWND WaitForDialog(DWORD process_id) {
-  EXPECT_TRUE(WaitUntil([&] { return DialogOf(process_id); })) << "no dialog";
-  return DialogOf(process_id);
+  HWND window = nullptr;
+  EXPECT_TRUE(WaitUntil([&] {
+    DWORD owner = 0;
+    window = FindWindowExW(nullptr, window, L"#32770", nullptr);
+    GetWindowThreadProcessId(window, &owner);
+    return owner == process_id && IsWindowVisible(window);
+  })) << "no dialog";
+  return window;
 }
 
 ScopedRegistryValue::ScopedRegistryValue(const std::wstring& key,
                                          const std::wstring& name)
-    : _path(key), _name(name) {
-  DWORD disposition = 0;
+    : _name(name) {
   RegCreateKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
-                  nullptr, &_key, &disposition);
-  _key_is_new = disposition == REG_CREATED_NEW_KEY;
-  _existed = RegQueryValueExW(_key, name.c_str(), nullptr, &_type, _former,
-                              &_size) == ERROR_SUCCESS;
+                  nullptr, &_key, nullptr);
+  RegQueryValueExW(_key, name.c_str(), nullptr, &_type, _former, &_size);
 }
 
 ScopedRegistryValue::~ScopedRegistryValue() {
   Remove();
-  EXPECT_TRUE(!_existed || Set(_type, _former, _size));
+  EXPECT_TRUE(_type == REG_NONE || Set(_type, _former, _size));
   RegCloseKey(_key);
-  if (_key_is_new) RegDeleteKeyW(HKEY_CURRENT_USER, _path.c_str());
 }
 
 bool ScopedRegistryValue::Set(DWORD type, const void* bytes, std::size_t size) {
@@ -141,25 +126,24 @@ bool ScopedRegistryValue::Set(DWORD type, const void* bytes, std::size_t size) {
 }
 
 ProductTest::ProductTest() {
+  wchar_t stage[1024] = {};
+  GetEnvironmentVariableW(L"VEL_E2E_STAGE", stage, 1024);
   std::error_code error;
-  fs::copy(StagePath(), _directory.path(),
+  fs::copy(stage, product.path(),
            fs::copy_options::recursive | fs::copy_options::overwrite_existing,
            error);
-  EXPECT_FALSE(error) << error.message();
-  EXPECT_TRUE(SetPlugins(""));
+  EXPECT_FALSE(error) << "VEL_E2E_STAGE has to name the staged product: "
+                      << error.message();
+  // The window and the mutex are the desktop's, not the test's.
+  EXPECT_EQ(FindTray(), nullptr) << "another tray runs on this desktop";
 }
 
 // A process that has just ended may still be let go of by the system; the
 // directory can be removed only then.
 ProductTest::~ProductTest() {
   _tray.reset();
-  WaitUntil([this] { return DeleteFileW(File(L"Brindlemar.exe").c_str()); },
-            2000);
-}
-
-void ProductTest::SetUp() {
-  // The window and the mutex are the desktop's, not the test's.
-  ASSERT_EQ(FindTray(), nullptr) << "another tray runs on this desktop";
+  const std::wstring program = product.File(L"Brindlemar.exe");
+  WaitUntil([&] { return DeleteFileW(program.c_str()); }, 2000);
 }
 
 void ProductTest::TearDown() {
@@ -168,61 +152,26 @@ void ProductTest::TearDown() {
   }
 }
 
-std::wstring ProductTest::File(const std::wstring& name) const {
-  return _directory.File(name);
-}
-
-bool ProductTest::Write(const std::wstring& name,
-                        const std::string& bytes) const {
-  return !_directory.Write(name, bytes).empty();
-}
-
-bool ProductTest::Remove(const std::wstring& name) const {
-  return DeleteFileW(File(name).c_str());
-}
-
-bool ProductTest::SetPlugins(const std::string& text) const {
-  return Write(L"Plugins\\plugins.txt", text);
-}
-
-bool ProductTest::UseStagedPlugins() const {
-  return CopyFileW((StagePath() + L"\\Plugins\\plugins.txt").c_str(),
-                   File(L"Plugins\\plugins.txt").c_str(), FALSE);
-}
-
 bool ProductTest::Install(const std::wstring& name) const {
   const auto library =
       fs::path(TestProgramPath()).replace_filename(L"e2e_library.dll");
-  return CopyFileW(library.c_str(), File(name).c_str(), FALSE);
+  return CopyFileW(library.c_str(), product.File(name).c_str(), FALSE);
 }
 
-bool ProductTest::UseTestLibrary(const std::string& parameters) const {
-  return Install(L"Plugins\\test.dll") && Install(L"VELUL.dll") &&
-         SetPlugins("test.dll," + parameters + "\r\n");
-}
-
-bool ProductTest::Veto(bool on) const {
-  return on ? Write(L"veto", "1") : Remove(L"veto");
-}
-
-std::vector<DWORD> ProductTest::Times(const std::string& text,
-                                      bool whole) const {
-  std::vector<DWORD> times;
-  std::istringstream lines(Log());
-  DWORD tick = 0;
-  for (std::string line;
-       lines >> tick && lines.get() == ' ' && std::getline(lines, line);) {
-    if (whole ? line == text : line.starts_with(text)) times.push_back(tick);
-  }
-  return times;
+void ProductTest::UseTestLibrary(const std::string& parameters) const {
+  EXPECT_TRUE(Install(L"Plugins\\test.dll") && Install(L"VELUL.dll"));
+  product.Write(L"Plugins\\plugins.txt", "test.dll," + parameters + "\r\n");
 }
 
 std::size_t ProductTest::Seen(const std::string& text) const {
-  return Times(text).size();
-}
-
-std::size_t ProductTest::SeenBeginning(const std::string& text) const {
-  return Times(text, false).size();
+  const bool whole = !text.ends_with('*');
+  const std::string begin = whole ? text : text.substr(0, text.size() - 1);
+  std::istringstream lines(Log());
+  std::size_t count = 0;
+  for (std::string line; std::getline(lines, line);) {
+    count += whole ? line == begin : line.starts_with(begin);
+  }
+  return count;
 }
 
 void ProductTest::Expect(const std::string& text, std::size_t times) const {
@@ -232,7 +181,7 @@ void ProductTest::Expect(const std::string& text, std::size_t times) const {
 }
 
 ChildProcess ProductTest::Start(const std::wstring& arguments) const {
-  return ChildProcess::Start(L"\"" + File(L"Brindlemar.exe") + L"\" " +
+  return ChildProcess::Start(L"\"" + product.File(L"Brindlemar.exe") + L"\" " +
                              arguments);
 }
 

@@ -77,44 +77,33 @@ class ScopedRegistryValue {
   void Remove() { RegDeleteValueW(_key, _name.c_str()); }
 
  private:
-  const std::wstring _path;
   const std::wstring _name;
   HKEY _key = nullptr;
-  bool _key_is_new = false;
-  bool _existed = false;
-  DWORD _type = REG_NONE;
+  DWORD _type = REG_NONE;  // of the former value; REG_NONE for none
   BYTE _former[1024];
   DWORD _size = sizeof _former;
 };
 
-// A copy of the stage with an empty plugins.txt, per-user data in a directory
+// A copy of the stage with its own plug-ins, per-user data in a directory
 // of the test's own, and the values that a start writes put back at the end.
 class ProductTest : public testing::Test {
  protected:
   ProductTest();
   ~ProductTest() override;
-  void SetUp() override;
   // A tray whose end wasn't waited for has to end well on an order.
   void TearDown() override;
 
-  std::wstring File(const std::wstring& name) const;
-  bool Write(const std::wstring& name, const std::string& bytes) const;
-  bool Remove(const std::wstring& name) const;
-  bool SetPlugins(const std::string& text) const;
-  bool UseStagedPlugins() const;
   // Puts the test library into the product.
   bool Install(const std::wstring& name) const;
   // As Plugins\test.dll, the only plug-in, and as VELUL.dll.
-  bool UseTestLibrary(const std::string& parameters = "") const;
+  void UseTestLibrary(const std::string& parameters = "") const;
   // While true the test plug-in refuses every shutdown.
-  bool Veto(bool on) const;
+  void Veto(bool on) const { product.Write(L"veto", on ? "1" : ""); }
 
-  // The tick counts of what the test library has recorded, of the events with
-  // exactly this text or of those that begin with it.
-  std::vector<DWORD> Times(const std::string& text, bool whole = true) const;
+  // How often the test library has recorded an event with exactly this text or,
+  // with a '*' at the end, one that begins with it.
   std::size_t Seen(const std::string& text) const;
-  std::size_t SeenBeginning(const std::string& text) const;
-  std::string Log() const { return _directory.Read(L"events.log"); }
+  std::string Log() const { return product.Read(L"events.log"); }
   // Waits for an event.
   void Expect(const std::string& text, std::size_t times = 1) const;
 
@@ -125,18 +114,17 @@ class ProductTest : public testing::Test {
   // Starts the tray; false, and a failure, when it doesn't come up.
   [[nodiscard]] bool StartTray(const std::wstring& arguments = L"");
   ChildProcess& tray() { return *_tray; }
-  bool TrayRuns() { return !_tray->Wait(0); }
   // Gives the tray's exit code.
   DWORD WaitForTray();
   // Orders the end before.
   DWORD Shutdown();
 
+  ScratchDirectory product;
   ScratchDirectory data;
   ScopedVariable app_data{L"APPDATA", data.path()};
   ScopedRegistryValue installed_version{kProductKey, L"InstalledVersion"};
 
  private:
-  ScratchDirectory _directory;
   std::optional<ChildProcess> _tray;
   bool _tray_was_awaited = false;
 };

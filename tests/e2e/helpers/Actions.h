@@ -10,8 +10,7 @@ enum PluginAction : unsigned {
   kActionNeedOther = 2,   // need_session(L"Other")
   kActionCloseAll = 3,    // close_session(nullptr, VEL_SHUTDOWN_USER)
   kActionCloseOther = 4,  // close_session(L"other", VEL_SHUTDOWN_USER)
-  kActionShutdown = 5,    // shutdown(VEL_SHUTDOWN_USER)
-  kActionRestart = 6,     // shutdown(VEL_SHUTDOWN_RESTART)
+  kActionRestart = 5,     // shutdown(VEL_SHUTDOWN_RESTART)
 };
 
 }  // namespace vel::test

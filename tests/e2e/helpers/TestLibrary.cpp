@@ -1,11 +1,10 @@
 // A plug-in that records every event and does what a test asks of it, and a
-// session library without processes, in one. Both record lines of
-// "<tick count> <text>" in the file events.log beside the program.
+// session library without processes, in one. Both record in the file events.log
+// beside the program. While the file "veto" there isn't empty every shutdown is
+// refused, and while "no_session" isn't, no session is made.
 //
-// The plug-in's parameters are words: "null" refuses to load, "post" posts a
-// broadcast from GetVELPlugin, "callback" calls the host back from every event
-// where that is allowed. While a file "veto" lies beside the program it refuses
-// every shutdown; while there is "no_session" no session is made.
+// The plug-in's parameters: "null" refuses to load, "post" posts a broadcast
+// from GetVELPlugin, "callback" calls the host back from every event.
 #include <windows.h>
 
 #include <atomic>
@@ -14,6 +13,7 @@
 #include <filesystem>
 #include <mutex>
 #include <string>
+#include <thread>
 
 #include "helpers/Actions.h"
 #include "vel/IVelPlugin.h"
@@ -24,22 +24,24 @@ namespace {
 using namespace vel::test;
 namespace fs = std::filesystem;
 
-fs::path PathOf(HMODULE module) {
-  wchar_t path[1024];
-  return std::wstring(path, GetModuleFileNameW(module, path, 1024));
+fs::path BesideTheProgram(const wchar_t* name) {
+  wchar_t path[1024] = {};
+  GetModuleFileNameW(nullptr, path, 1024);
+  return fs::path(path).replace_filename(name);
 }
 
 bool Told(const wchar_t* flag) {
-  return fs::exists(PathOf(nullptr).replace_filename(flag));
+  std::error_code missing;
+  const auto size = fs::file_size(BesideTheProgram(flag), missing);
+  return !missing && size > 0;
 }
 
 void Record(const char* format, ...) {
   static std::mutex lock;
   const std::lock_guard scope(lock);
   std::FILE* const file =
-      _wfopen(PathOf(nullptr).replace_filename(L"events.log").c_str(), L"ab");
+      _wfopen(BesideTheProgram(L"events.log").c_str(), L"ab");
   if (!file) return;
-  std::fprintf(file, "%lu ", GetTickCount());
   va_list arguments;
   va_start(arguments, format);
   std::vfprintf(file, format, arguments);
@@ -48,15 +50,7 @@ void Record(const char* format, ...) {
   std::fclose(file);
 }
 
-class TestMenuHandler : public IVelMenuItemHandler {
- public:
-  void on_menu_event(std::uint32_t event, std::uint32_t id,
-                     std::uintptr_t) override {
-    Record("menu event %u id %u", event, id);
-  }
-};
-
-class TestPlugin final : public IVelPlugin {
+class TestPlugin final : public IVelPlugin, private IVelMenuItemHandler {
  public:
   TestPlugin(IVelPluginHost* host, const std::wstring& parameters)
       : _host(host), _call_back(parameters == L"callback") {
@@ -67,9 +61,8 @@ class TestPlugin final : public IVelPlugin {
   void on_tray_menu_popup(IVelTrayMenu* tray) override {
     Record("popup");
     CallBack();
-    tray->add_menu_item(0, VEL_MENU_ITEM_BOLD, 71, L"&Default", &_handler,
-                        false);
-    tray->add_menu_item(0, VEL_MENU_ITEM_PLAIN, 72, L"&Plain", &_handler, true);
+    tray->add_menu_item(0, VEL_MENU_ITEM_BOLD, 71, L"&Default", this, false);
+    tray->add_menu_item(0, VEL_MENU_ITEM_PLAIN, 72, L"&Plain", this, true);
   }
   void on_session_startup(IVelSession*, const wchar_t* config) override {
     Record("startup %ls", config);
@@ -111,6 +104,11 @@ class TestPlugin final : public IVelPlugin {
  private:
   ~TestPlugin() = default;
 
+  void on_menu_event(std::uint32_t event, std::uint32_t id,
+                     std::uintptr_t) override {
+    Record("menu event %u id %u", event, id);
+  }
+
   // Calls that every event may make.
   void CallBack() {
     if (!_call_back) return;
@@ -130,8 +128,6 @@ class TestPlugin final : public IVelPlugin {
         return _host->close_session(nullptr, VEL_SHUTDOWN_USER);
       case kActionCloseOther:
         return _host->close_session(L"other", VEL_SHUTDOWN_USER);
-      case kActionShutdown:
-        return _host->shutdown(VEL_SHUTDOWN_USER);
       case kActionRestart:
         return _host->shutdown(VEL_SHUTDOWN_RESTART);
     }
@@ -140,11 +136,9 @@ class TestPlugin final : public IVelPlugin {
 
   IVelPluginHost* const _host;
   const bool _call_back;
-  TestMenuHandler _handler;
 };
 
-// A start_app with the verb "e2e_die" ends it from outside, with the status
-// that the parameters name in hexadecimal.
+// A start_app with the verb "e2e_die" ends it from outside.
 class TestSession final : public IVelSession {
  public:
   void start(const VelSessionStart* parameters) override {
@@ -162,8 +156,11 @@ class TestSession final : public IVelSession {
     Record("app %ls|%ls|%ls|%ls|%ls|%ls", _config.c_str(), verb, file,
            parameters, directory, class_name);
     if (std::wstring(verb) == L"e2e_die") {
-      _death = std::stoul(parameters, nullptr, 16);
-      CloseHandle(CreateThread(nullptr, 0, &Die, this, 0, nullptr));
+      std::thread([this] {
+        Record("died %ls", _config.c_str());
+        _state = VEL_SESSION_BROKEN;
+        _callback.load()->MgrShutdown(0);
+      }).detach();
     }
     return 0;
   }
@@ -185,30 +182,12 @@ class TestSession final : public IVelSession {
  private:
   ~TestSession() = default;
 
-  static DWORD WINAPI Die(void* self) {
-    auto* const session = static_cast<TestSession*>(self);
-    Record("died %ls", session->_config.c_str());
-    session->_state = VEL_SESSION_BROKEN;
-    if (IVelSessionCallback* callback = session->_callback) {
-      callback->MgrShutdown(session->_death);
-    }
-    return 0;
-  }
-
   std::wstring _config;
   std::atomic<std::uint32_t> _state = VEL_SESSION_STOPPED;
   std::atomic<IVelSessionCallback*> _callback = nullptr;
-  std::uint32_t _death = 0;
 };
 
-HMODULE g_self = nullptr;
-
 }  // namespace
-
-BOOL WINAPI DllMain(HINSTANCE self, DWORD, void*) {
-  g_self = self;
-  return TRUE;
-}
 
 extern "C" __declspec(dllexport)
     IVelPlugin* GetVELPlugin(IVelPluginHost* host, const wchar_t* parameters) {
@@ -218,7 +197,5 @@ extern "C" __declspec(dllexport)
 }
 
 extern "C" __declspec(dllexport) IVelSession* VelCreateSession() {
-  if (Told(L"no_session")) return nullptr;
-  Record("create %ls", PathOf(g_self).parent_path().filename().c_str());
-  return new TestSession;
+  return Told(L"no_session") ? nullptr : new TestSession;
 }

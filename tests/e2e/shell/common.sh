@@ -75,7 +75,7 @@ wait_until() {
 
 # How often the plug-in or the session library has seen an event.
 seen() {
-  cat "$product/events.log" 2>/dev/null | grep -ac " $1\$" || true
+  cat "$product/events.log" 2>/dev/null | grep -ac "^$1\$" || true
 }
 seen_times() { [ "$(seen "$1")" -ge "$2" ]; }
 # expect_event <event> [<times>]

@@ -5,7 +5,7 @@ source "$(dirname "$0")/common.sh"
 
 start_tray '/shex_file="x"'
 expect_event 'app Normal||x|||'
-touch "$product/veto"
+echo 1 >"$product/veto"
 windows wineboot -e && fail "the logoff went on over the veto"
 expect_event 'query 2 session refused'
 brindlemar '/shex_file="still there"' || fail "the tray doesn't answer"

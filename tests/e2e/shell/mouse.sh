@@ -71,7 +71,7 @@ click_icon --repeat 2 --delay 60 1
 expect_event 'menu event 5 id 71' 2
 
 # Exit asks; a veto keeps everything running.
-touch "$product/veto"
+echo 1 >"$product/veto"
 open_menu 3
 xdotool key x
 expect_event 'query 0 session refused'
