@@ -1,0 +1,48 @@
+#include "security/Impersonator.h"
+
+#include "log/VelLog.h"
+
+namespace vel {
+namespace {
+
+constexpr char kLogSource[] = ".\\Impersonator";
+
+void revert() {
+  if (!RevertToSelf()) VEL_LOG_WIN32_CALL();
+}
+
+}  // namespace
+
+VelImpersonatorBase::VelImpersonatorBase() noexcept {
+  if (!OpenThreadToken(GetCurrentThread(), MAXIMUM_ALLOWED, FALSE,
+                       &_saved_token)) {
+    _saved_token = nullptr;
+  }
+  if (_saved_token != nullptr) revert();
+}
+
+VelImpersonatorBase::~VelImpersonatorBase() {
+  if (_saved_token == nullptr) return;
+  if (!ImpersonateLoggedOnUser(_saved_token)) VEL_LOG_WIN32_CALL();
+  if (!CloseHandle(_saved_token)) VEL_LOG_WIN32_CALL();
+}
+
+VelImpersonateToken::VelImpersonateToken(HANDLE token) noexcept
+    : _impersonating(ImpersonateLoggedOnUser(token) != 0) {
+  if (!_impersonating) VEL_LOG_WIN32_CALL();
+}
+
+VelImpersonateToken::~VelImpersonateToken() {
+  if (_impersonating) revert();
+}
+
+VelImpersonatePipeClient::VelImpersonatePipeClient(HANDLE pipe) noexcept
+    : _impersonating(ImpersonateNamedPipeClient(pipe) != 0) {
+  if (!_impersonating) VEL_LOG_WIN32_CALL();
+}
+
+VelImpersonatePipeClient::~VelImpersonatePipeClient() {
+  if (_impersonating) revert();
+}
+
+}  // namespace vel
