@@ -5,21 +5,14 @@
 namespace vel {
 namespace {
 
-class Item final : public IVelWorkItem {
- public:
-  explicit Item(std::function<void()> work) : _work(std::move(work)) {}
+struct Item final : IVelWorkItem {
+  explicit Item(std::function<void()> to_do) : work(std::move(to_do)) {}
   void run_and_free() override {
-    _work();
+    work();
     delete this;
   }
-
- private:
-  std::function<void()> _work;
+  const std::function<void()> work;
 };
-
-void post(SerialQueue& queue, std::function<void()> work) {
-  queue.Post(new Item(std::move(work)));
-}
 
 TEST(SerialQueue, RunsEachThreadsItemsInOrderAndNeverTwoAtOnce) {
   constexpr int kThreads = 3;
@@ -31,11 +24,11 @@ TEST(SerialQueue, RunsEachThreadsItemsInOrderAndNeverTwoAtOnce) {
     SerialQueue queue;
     test::RunTogether(kThreads, [&](int thread) {
       for (int i = 0; i < kItems; ++i) {
-        post(queue, [&, thread, i] {
+        queue.Post(new Item([&, thread, i] {
           faults += inside.fetch_add(1) != 0;
           faults += next[thread]++ != i;
           --inside;
-        });
+        }));
       }
     });
   }  // runs the queue out
@@ -45,11 +38,10 @@ TEST(SerialQueue, RunsEachThreadsItemsInOrderAndNeverTwoAtOnce) {
 
 TEST(SerialQueue, StopRunsWhatWasPostedAndTheNextPostStartsAnew) {
   SerialQueue queue;
-  queue.Stop();  // nothing to stop
   int ran = 0;
   for (int round = 1; round <= 3; ++round) {
-    post(queue, [&] { Sleep(20); });
-    post(queue, [&] { ++ran; });
+    queue.Post(new Item([&] { Sleep(20); }));
+    queue.Post(new Item([&] { ++ran; }));
     queue.Stop();
     EXPECT_EQ(round, ran);
     EXPECT_FALSE(queue.is_running());
@@ -67,7 +59,7 @@ TEST(SerialQueue, PostsDuringStopsAreNotLeftBehind) {
     while (number != 0 && !stop) queue.Stop();
     for (int i = 0; number == 0 && i < 1500 && stuck == 0; ++i) {
       ran = false;
-      post(queue, [&] { post(queue, [&] { ran = true; }); });
+      queue.Post(new Item([&] { queue.Post(new Item([&] { ran = true; })); }));
       const DWORD start = GetTickCount();
       while (!ran && GetTickCount() - start < 5000) SwitchToThread();
       if (!ran) ++stuck;

@@ -45,18 +45,6 @@ TEST_F(VelSessionHolderTest, GoesThroughTheLifeOfASession) {
   EXPECT_EQ(nullptr, GetModuleHandleW(L"VELUL.dll"));
 }
 
-TEST_F(VelSessionHolderTest, ShutsABrokenManagerDownAndLeavesAnUnknownState) {
-  _rig.first_state = VEL_SESSION_BROKEN;
-  VelSessionHolder broken(nullptr, L"");
-  broken.make_active();
-  _rig.first_state = 7;
-  VelSessionHolder unknown(nullptr, L"");
-  unknown.make_active();
-  EXPECT_EQ((EventList{L"create", L"shutdown", L"start -", L"create"}),
-            _rig.events.take());
-  EXPECT_FALSE(unknown.is_active());
-}
-
 TEST_F(VelSessionHolderTest, ARefusedCloseLeavesTheSession) {
   _host.agrees = false;
   const auto holder = running();

@@ -1,0 +1,164 @@
+// The tray with its icon and menu.
+#include "TrayFixture.h"
+#include "process/ProcessState.h"
+#include "sessions/SessionEnding.h"
+
+namespace vel {
+namespace {
+
+using test::EventList;
+using TrayMenuHolderTest = test::TrayFixture;
+using VELTrayIconTest = test::TrayFixture;
+
+TEST_F(TrayMenuHolderTest, MergesHintsAndIconsInTheOrderOfThePlugIns) {
+  tray().process_runcmd(L"");
+  EXPECT_TRUE(_shell.WaitForTip(L"Test Product\r\na\r\nb"));
+  for (const auto& [plugin, hint, tip] :
+       {std::tuple{&_b, L"two", L"Test Product\r\na\r\ntwo"},
+        {&_a, L"", L"Test Product\r\ntwo"},
+        {&_a, L"one", L"Test Product\r\none\r\ntwo"},
+        {&_a, nullptr, L"Test Product\r\ntwo"}}) {
+    plugin->host->set_notify_hint(hint);
+    EXPECT_TRUE(_shell.WaitForTip(tip)) << tip;
+  }
+  const auto icon = reinterpret_cast<HICON>(std::uintptr_t{0xA0});
+  _a.host->set_notify_icon(icon);
+  _menu.Settle(Window());
+  EXPECT_EQ(_shell.Now().shown.hIcon, icon);
+}
+
+TEST_F(TrayMenuHolderTest, KeepsClosedWhatComesBeforeARefusal) {
+  for (const wchar_t* config : {L"zulu", L"alpha", L"Mike"}) {
+    EXPECT_EQ(_a.host->need_session(config), VEL_STATUS_OK);
+  }
+  EXPECT_EQ(_a.host->need_session(L"mIKE"), VEL_STATUS_SESSION_ACTIVE);
+  int queries = 0;
+  _a.on_event = [&](const std::wstring& event) {
+    if (event == L"query") _a.agrees = ++queries != 2;
+  };
+  EXPECT_EQ(tray().close_session(nullptr, 0), VEL_STATUS_REFUSED);
+  EXPECT_FALSE(tray().get_session_holder(L"alpha")->is_active());
+  EXPECT_TRUE(tray().get_session_holder(L"Mike")->is_active());
+}
+
+TEST_F(TrayMenuHolderTest, BuildsTheMenuAnewWithExitLastAndEndsByIt) {
+  tray().need_session(L"Normal");
+  Take();
+  _a.on_item = this;
+  _menu.on_show = [] { Mouse(WM_RBUTTONUP); };  // ignored: it is open
+  for (int round = 1; round <= 2; ++round) {
+    Mouse(WM_RBUTTONUP);
+    EXPECT_EQ(_menu.shown, round);
+    ASSERT_EQ(_menu.items,
+              (EventList{L"0 1 7 <b>own</b> 1", L"0 1 7 <b>own</b> 1",
+                         L"0 257 0 - 0", L"0 5 0 E&xit 0"}));
+  }
+  for (int item : {0, 1}) {  // The second has no handler.
+    _menu.handlers[item]->on_menu_event(VEL_MENU_EVENT_CHOSEN, 7, 0);
+  }
+  EXPECT_EQ(Take(), EventList{L"event 5 7 0"});
+  _menu.handlers[3]->on_menu_event(VEL_MENU_EVENT_BALLOON_CLICK, 0, 0);
+  EXPECT_FALSE(QuitPosted());
+  _menu.handlers[3]->on_menu_event(VEL_MENU_EVENT_CHOSEN, 0, 0);
+  EXPECT_TRUE(QuitPosted());
+  EXPECT_TRUE(Has(L"a: query 0") && Has(L"release"));
+}
+
+// Looks round inside the answer of a plug-in, which then refuses.
+TEST_F(TrayMenuHolderTest, StartsNothingNewDuringAShutdown) {
+  tray().process_runcmd(L"");
+  tray().need_session(L"Normal");
+  std::uint32_t word = 7;
+  _a.agrees = false;
+  _a.on_event = [&](const std::wstring& event) {
+    if (event != L"query") return;
+    EXPECT_TRUE(_shell.WaitForTip(L"Test Product\r\nClosing"));
+    EXPECT_EQ(tray().need_session(L"other"), VEL_STATUS_SHUTTING_DOWN);
+    EXPECT_EQ(tray().close_session(nullptr, 0), VEL_STATUS_SHUTTING_DOWN);
+    Mouse(WM_RBUTTONUP);
+    EXPECT_TRUE(_menu.items.empty());
+    for (const auto& [command, result] :
+         {std::pair{1u, 0u}, {2u, 1u}, {3u, 1u}, {4u, 0u}, {17u, 0u}}) {
+      EXPECT_EQ(tray().on_gui_ipc(command, L""), result) << command;
+    }
+    EXPECT_TRUE(send_gui_ipc_mapped(13, &word, 4));
+    EXPECT_EQ(word, 1u);
+    // A restart is marked all the same.
+    EXPECT_EQ(tray().shutdown(VEL_SHUTDOWN_RESTART), VEL_STATUS_SHUTTING_DOWN);
+    EXPECT_TRUE(restart_after_exit.exchange(false));
+  };
+  EXPECT_EQ(tray().shutdown(VEL_SHUTDOWN_USER), VEL_STATUS_OK);
+  EXPECT_FALSE(QuitPosted());
+  EXPECT_TRUE(_shell.WaitForTip(L"Test Product\r\na\r\nb"));
+}
+
+TEST_F(VELTrayIconTest, WalksThroughItsStates) {
+  Send(taskbar_created_message);  // Hidden at first.
+  icon().set_visible(true);
+  _menu.Settle(Window());
+  Send(taskbar_created_message);  // The shell has come up anew.
+  _shell.refused = 1 << NIM_ADD;  // It is there already.
+  Send(taskbar_created_message);
+  EXPECT_EQ(_shell.Now().calls, "AAAM");
+  icon().set_visible(false);
+  _menu.Settle(Window());
+  Send(taskbar_created_message);  // Hidden and not there: nothing.
+  EXPECT_EQ(_shell.Now().calls, "AAAMD");
+}
+
+TEST_F(VELTrayIconTest, ShowsABalloonOnAFreshIcon) {
+  Show();
+  icon().show_balloon(std::wstring(300, L'b'), this, NIIF_WARNING);
+  _menu.Settle(Window());
+  const auto [calls, shown] = _shell.Now();
+  EXPECT_EQ(calls, "DAM");
+  EXPECT_EQ(shown.dwInfoFlags, DWORD{NIIF_WARNING});
+  EXPECT_EQ(std::wstring(shown.szInfo), std::wstring(255, L'b'));
+  EXPECT_EQ(Mouse(NIN_BALLOONUSERCLICK), 1);
+  EXPECT_TRUE(Has(L"event 0 2146 77"));
+  icon().set_visible(false);
+  icon().show_balloon(L"from a hidden icon, which goes again", nullptr, 0);
+  EXPECT_TRUE(
+      test::WaitUntil([&] { return _shell.Now().calls == "DAMDDAMD"; }));
+}
+
+// The timer's end is sent by hand. Each double click, a run one or an ignored
+// one, puts the next off by twice the time that is set when it ends.
+TEST_F(VELTrayIconTest, TellsOneClickFromTwo) {
+  const UINT former = GetDoubleClickTime();
+  const auto click = [&](int count, UINT put_off) {
+    SetDoubleClickTime(5000);
+    while (count-- > 0) Mouse(WM_LBUTTONUP);
+    SetDoubleClickTime(put_off);
+    Send(WM_TIMER, kTrayClickTimer);
+    Sleep(50);
+    return std::pair(_menu.shown.load(), _menu.defaults.load());
+  };
+  EXPECT_EQ(click(1, 5000), std::pair(1, 0));
+  EXPECT_EQ(click(2, 5000), std::pair(1, 1));
+  EXPECT_EQ(click(2, 10), std::pair(1, 1));
+  EXPECT_EQ(click(2, 10), std::pair(1, 2));
+  SetDoubleClickTime(former);
+}
+
+TEST_F(VELTrayIconTest, AgreesToALogoffOnceAndAsksAgainAfterARefusal) {
+  tray().need_session(L"Normal");
+  for (const bool agrees : {false, false, true}) {
+    Take();
+    _a.agrees = agrees;
+    EXPECT_EQ(Send(WM_QUERYENDSESSION), agrees);
+    EXPECT_TRUE(session_ending);
+    EXPECT_TRUE(Has(L"a: query 2"));
+    if (agrees) break;
+    EXPECT_EQ(Send(WM_ENDSESSION, FALSE), 0);  // It goes on.
+    EXPECT_FALSE(session_ending);
+  }
+  EXPECT_EQ(Send(WM_QUERYENDSESSION), 0);  // It is ending: nobody is asked.
+  EXPECT_TRUE(Has(L"release"));
+  EXPECT_TRUE(test::WaitUntil(QuitPosted));
+  EXPECT_EQ(Send(WM_ENDSESSION, TRUE), 0);
+  EXPECT_TRUE(session_ending.exchange(false));
+}
+
+}  // namespace
+}  // namespace vel
