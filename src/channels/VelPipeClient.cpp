@@ -1,13 +1,65 @@
 #include "channels/VelPipeClient.h"
 
-#include "foundation/NotBuilt.h"
+#include <windows.h>
+
+#include <cstddef>
+#include <cstring>
+#include <memory>
+
+#include "sync/ScopedHandle.h"
+#include "vel/PipeMessage.h"
 
 namespace vel {
+namespace {
 
-std::uint32_t VelPipeCommand(const std::wstring&, std::uint32_t,
-                             const std::wstring&, bool) {
-  report_not_built("VelPipeCommand");
-  return 0;
+constexpr int kBusyTries = 30;
+constexpr DWORD kBusyPause = 10;   // ms
+constexpr DWORD kBusyWait = 1000;  // ms, for an instance to be free
+
+ScopedFileHandle open_pipe(const wchar_t* pipe_name) {
+  return ScopedFileHandle(CreateFileW(pipe_name, GENERIC_READ | GENERIC_WRITE,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                      nullptr, OPEN_EXISTING,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+// Empty, with the last error, when there is no server or all its instances stay
+// busy.
+ScopedFileHandle connect_to(const wchar_t* pipe_name) {
+  for (int tries = 0; tries < kBusyTries; ++tries) {
+    ScopedFileHandle pipe = open_pipe(pipe_name);
+    if (pipe || GetLastError() != ERROR_PIPE_BUSY) return pipe;
+    Sleep(kBusyPause);
+    WaitNamedPipeW(pipe_name, kBusyWait);
+  }
+  return {};
+}
+
+// A message-type pipe makes one message of each call, so command and text have
+// to lie together. The tail is left as it comes.
+bool send_request(HANDLE pipe, std::uint32_t command,
+                  const std::wstring& args) {
+  const std::size_t text_size = args.size() * sizeof(wchar_t);
+  const std::size_t size = VEL_PIPE_MIN_REQUEST + text_size;
+  const auto request = std::make_unique_for_overwrite<std::byte[]>(size);
+  std::memcpy(request.get(), &command, sizeof(command));
+  std::memcpy(request.get() + VEL_PIPE_TEXT_OFFSET, args.data(), text_size);
+  DWORD written = 0;
+  return WriteFile(pipe, request.get(), static_cast<DWORD>(size), &written,
+                   nullptr) != FALSE;
+}
+
+}  // namespace
+
+std::uint32_t VelPipeCommand(const std::wstring& pipe_name,
+                             std::uint32_t command, const std::wstring& args,
+                             bool) {
+  const ScopedFileHandle pipe = connect_to(pipe_name.c_str());
+  if (!pipe || !send_request(pipe.get(), command, args)) return 0;
+  std::uint32_t reply = 0;
+  DWORD read = 0;
+  if (!ReadFile(pipe.get(), &reply, sizeof(reply), &read, nullptr)) return 0;
+  return reply;
 }
 
 }  // namespace vel

@@ -1,4 +1,5 @@
-// The client side of the pipe protocol: one request, one 32-bit reply, hang up.
+// The client side of the pipe protocol of vel/PipeMessage.h: one request, one
+// 32-bit reply, hang up. No state, any thread.
 #ifndef VEL_CHANNELS_VELPIPECLIENT_H_
 #define VEL_CHANNELS_VELPIPECLIENT_H_
 
@@ -11,8 +12,7 @@ namespace vel {
 // and gives the reply. 0 means that the command failed or never arrived; the
 // reason, where there is one, is the last error (ERROR_FILE_NOT_FOUND: no
 // server). Waits about 30 seconds for a busy server to accept, then without
-// limit for the reply. Safe from any thread. `verify_server` is reserved: pass
-// false.
+// limit for the reply. `verify_server` is reserved: pass false.
 std::uint32_t VelPipeCommand(const std::wstring& pipe_name,
                              std::uint32_t command, const std::wstring& args,
                              bool verify_server);

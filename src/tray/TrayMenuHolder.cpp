@@ -14,6 +14,7 @@
 #include "tray/ServiceWatch.h"
 #include "tray/VELTrayIcon.h"
 #include "vel/IVelPlugin.h"
+#include "vel/PipeMessage.h"
 #include "vel/StringIds.h"
 
 namespace vel {
@@ -221,7 +222,7 @@ void TrayMenuHolder::on_menu_event(std::uint32_t event, std::uint32_t,
 }
 
 void TrayMenuHolder::GetPipeName(wchar_t* buffer, std::size_t size) {
-  _snwprintf(buffer, size, L"\\\\.\\pipe\\VELGUIAPI_%u", _session_id);
+  _snwprintf(buffer, size, VEL_GUI_PIPE_FORMAT, _session_id);
 }
 
 }  // namespace vel
