@@ -97,19 +97,6 @@ TEST_F(GuiIpcServer, TakesOnlyASoftShutdownBackWhenItIsRefused) {
   EXPECT_FALSE(QuitPosted());  // The tray itself stays.
 }
 
-// The first command counts without the argument, the later ones only with it.
-TEST_F(GuiIpcServer, ShowsTheIconAsTheRunCommandsSay) {
-  for (const auto& [cmd_line, calls] : {std::pair{L"/icon=\"hidden\"", ""},
-                                        {L"", ""},
-                                        {L"/icon=\"shown\"", "A"},
-                                        {L"", "A"},
-                                        {L"/icon=\"hidden\"", "AD"}}) {
-    EXPECT_TRUE(send_gui_ipc(1, cmd_line));
-    _menu.Settle(Window());
-    EXPECT_EQ(_shell.Now().calls, calls);
-  }
-}
-
 TEST_F(GuiIpcServer, TakesTheWindowsCommandsApart) {
   unsigned char block[] = {6, 0, 0, 0, '1', 0, '7', 0, '8', 0, 0xEE, 0xEE};
   for (const auto& [bytes, broadcast] :

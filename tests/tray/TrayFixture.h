@@ -86,16 +86,14 @@ struct FakeMenu : public IVelPopupMenu, public IVelDialogFactory {
     if (on_show) on_show();
     ++shown;
   }
-  void run_default(std::uint32_t type) override {
-    if (type == VEL_MENU_ITEM_BOLD) ++defaults;
-  }
+  void run_default(std::uint32_t) override {}
   void reserved_3() override {}
   void reserved_6() override {}
 
   EventList items;  // parent, type, id, text, flag
   std::vector<IVelMenuItemHandler*> handlers;
   std::function<void()> on_show;
-  std::atomic<int> shown{0}, defaults{0};
+  std::atomic<int> shown{0};
 };
 
 // A plug-in with an item in the menu, where the test decides whether it ends a

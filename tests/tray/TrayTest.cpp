@@ -122,25 +122,6 @@ TEST_F(VELTrayIconTest, ShowsABalloonOnAFreshIcon) {
       test::WaitUntil([&] { return _shell.Now().calls == "DAMDDAMD"; }));
 }
 
-// The timer's end is sent by hand. Each double click, a run one or an ignored
-// one, puts the next off by twice the time that is set when it ends.
-TEST_F(VELTrayIconTest, TellsOneClickFromTwo) {
-  const UINT former = GetDoubleClickTime();
-  const auto click = [&](int count, UINT put_off) {
-    SetDoubleClickTime(5000);
-    while (count-- > 0) Mouse(WM_LBUTTONUP);
-    SetDoubleClickTime(put_off);
-    Send(WM_TIMER, kTrayClickTimer);
-    Sleep(50);
-    return std::pair(_menu.shown.load(), _menu.defaults.load());
-  };
-  EXPECT_EQ(click(1, 5000), std::pair(1, 0));
-  EXPECT_EQ(click(2, 5000), std::pair(1, 1));
-  EXPECT_EQ(click(2, 10), std::pair(1, 1));
-  EXPECT_EQ(click(2, 10), std::pair(1, 2));
-  SetDoubleClickTime(former);
-}
-
 TEST_F(VELTrayIconTest, AgreesToALogoffOnceAndAsksAgainAfterARefusal) {
   tray().need_session(L"Normal");
   for (const bool agrees : {false, false, true}) {
