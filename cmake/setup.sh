@@ -6,7 +6,7 @@ stage=$root/build/stage
 
 packages=(g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine wine64 xvfb
   xauth xdotool imagemagick x11-utils cmake ninja-build ccache googletest
-  openssl make perl git)
+  openssl make perl nsis git)
 
 die() { echo "$*" >&2; exit 1; }
 
