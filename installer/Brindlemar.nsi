@@ -1,8 +1,8 @@
 ; The installer: per machine, 64-bit. /S installs or removes in silence, /D=
 ; names another folder.
 ;
-; Exit codes, of both directions: 0 done, 1 given up by the user, 2 a running
-; tray refused to end, and nothing was changed.
+; Exit codes, of both directions: 0 done, 1 given up by the user, 2 nothing was
+; changed, since a running tray refused to end or Windows is too old.
 Unicode true
 Target amd64-unicode
 SetCompressor /SOLID lzma
