@@ -1,5 +1,6 @@
 # vel_stage(<target> [<subfolder>]): puts a target of the product into the
 # staging folder as it is installed; its symbols go to build/symbols beside it.
+# The global property VEL_STAGE_STAMPS lists the files that tell of a change.
 set(VEL_STAGE_DIR ${CMAKE_BINARY_DIR}/stage CACHE PATH "Where the product is staged")
 find_program(VEL_OBJCOPY NAMES x86_64-w64-mingw32-objcopy objcopy REQUIRED)
 add_custom_target(stage ALL)
@@ -16,6 +17,7 @@ function(vel_stage target)
             $<TARGET_FILE:${target}> ${dir}/$<TARGET_FILE_NAME:${target}>
     COMMAND ${CMAKE_COMMAND} -E touch ${stamp}
     DEPENDS ${target} VERBATIM)
+  set_property(GLOBAL APPEND PROPERTY VEL_STAGE_STAMPS ${stamp})
   add_custom_target(stage_${target} DEPENDS ${stamp})
   add_dependencies(stage stage_${target})
 endfunction()
@@ -30,6 +32,7 @@ function(vel_stage_file file)
     COMMAND ${CMAKE_COMMAND} -E copy ${file} ${dir}/${name}
     COMMAND ${CMAKE_COMMAND} -E touch ${stamp}
     DEPENDS ${file} VERBATIM)
+  set_property(GLOBAL APPEND PROPERTY VEL_STAGE_STAMPS ${stamp})
   add_custom_target(stage_${name} DEPENDS ${stamp})
   add_dependencies(stage stage_${name})
 endfunction()

@@ -34,12 +34,13 @@ windows reg query 'HKCU\Software\Wine\Explorer' /v Desktop 2>/dev/null |
   grep -q shell || skip "the Wine prefix has no shell desktop"
 
 product=$(mktemp -d)
+batches=$(mktemp -d)
 mkdir -p "$results"
 finish() {
   cp "$product"/*.log "$results" 2>/dev/null
   wineserver -k 2>/dev/null
   wineserver -w
-  rm -rf "$product"
+  rm -rf "$product" "$batches"
 }
 trap finish EXIT
 
@@ -50,15 +51,18 @@ cp "$helpers/e2e_library.dll" "$product/Plugins/test.dll"
 cp "$helpers/e2e_library.dll" "$product/VELUL.dll"
 printf 'test.dll\r\n' >"$product/Plugins/plugins.txt"
 
-# Starts the program with the arguments as they stand. Through a batch file,
-# since Wine escapes the quotes of what it is given by a Unix program.
-brindlemar() {
-  local batch
-  batch=$(mktemp -p "$product" --suffix=.bat)
-  printf '@"%s" %s\r\n@exit %%errorlevel%%\r\n' \
-    "$(winepath -w "$product/Brindlemar.exe")" "$*" >"$batch"
+# run_line <program> <arguments...>: starts it with the arguments as they stand.
+# Through a batch file, since Wine escapes the quotes of what it is given by a
+# Unix program.
+run_line() {
+  local batch program
+  batch=$(mktemp -p "$batches" --suffix=.bat)
+  program=$(winepath -w "$1")
+  shift
+  printf '@"%s" %s\r\n@exit %%errorlevel%%\r\n' "$program" "$*" >"$batch"
   windows cmd /c "$(winepath -w "$batch")"
 }
+brindlemar() { run_line "$product/Brindlemar.exe" "$@"; }
 start_tray() { brindlemar "$@" >/dev/null & }
 
 take_picture() { import -window root "$results/$1.png" 2>/dev/null || true; }

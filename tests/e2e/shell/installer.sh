@@ -8,7 +8,6 @@ setup=$(winepath -w "${4:?the installer}")
 installed=$WINEPREFIX/drive_c/"Program Files"/Brindlemar
 rm -rf "$product"
 product=$installed
-uninstaller='C:\Program Files\Brindlemar\Uninstall.exe'
 run_key='HKLM\Software\Microsoft\Windows\CurrentVersion\Run'
 
 # The registry and the files, but for what Wine writes by itself: the state of
@@ -25,9 +24,12 @@ snapshot() {
     sort -u
   (cd "$WINEPREFIX/drive_c" && find . | grep -vE '/(Temp|Recent)/.*\.tmp$|/Prefetch/' | sort)
 }
+add_test_plugin() {
+  cp "$helpers/e2e_library.dll" "$installed/Plugins/test.dll"
+  printf 'test.dll\r\nVELMENUS.dll\r\n' >"$installed/Plugins/plugins.txt"
+}
 service_runs() { windows sc query "$1" | grep -q 'STATE.*RUNNING'; }
 gone() { [ ! -e "$installed" ]; }
-uninstall() { windows "$uninstaller" /S "$@"; }
 
 wineserver -w
 snapshot >"$results/before"
@@ -43,8 +45,7 @@ command=$(windows reg query "$run_key" /v Brindlemar | tr -d '\r' |
 [ "$command" = '"C:\Program Files\Brindlemar\Brindlemar.exe" /start_mode="auto"' ] ||
   fail "the Run key holds: $command"
 
-cp "$helpers/e2e_library.dll" "$installed/Plugins/test.dll"
-printf 'test.dll\r\nVELMENUS.dll\r\n' >"$installed/Plugins/plugins.txt"
+add_test_plugin
 start_tray '/start_mode="auto"'
 expect_event 'broadcast VELGUI_INITIALIZED'
 expect_event 'broadcast VELSVC_INITIALIZED'
@@ -52,7 +53,8 @@ brindlemar http://example.invalid/ || fail "the hand-over ended with $?"
 take_picture installed
 
 touch "$installed/veto"
-uninstall '_?=C:\Program Files\Brindlemar'
+# With the folder named the uninstaller waits for its end.
+run_line "$installed/Uninstall.exe" /S '_?=C:\Program Files\Brindlemar'
 [ $? -eq 2 ] || fail "the veto was overruled"
 service_runs VelSvc || fail "the service went in spite of the veto"
 rm "$installed/veto"
@@ -61,9 +63,11 @@ windows "$setup" /S || fail "the installer ended with $? over an older copy"
 wait_until 20 service_runs VelSvc || fail "the service doesn't come back"
 seen_times destroy 1 || fail "the older tray wasn't ended"
 
+add_test_plugin
 start_tray
+expect_event 'broadcast VELGUI_INITIALIZED' 2
 rm "$installed"/Plugins/test.dll "$installed"/*.log
-uninstall || fail "the uninstaller ended with $?"
+windows 'C:\Program Files\Brindlemar\Uninstall.exe' /S || fail "the uninstaller ended with $?"
 wait_until 60 gone || fail "left behind: $(find "$installed")"
 wineserver -w
 snapshot >"$results/after"
