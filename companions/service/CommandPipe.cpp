@@ -11,6 +11,7 @@
 
 #include "common/DebugReport.h"
 #include "service/Commands.h"
+#include "vel/PipeMessage.h"
 
 namespace velsvc {
 namespace {
@@ -25,10 +26,7 @@ constexpr wchar_t kPipeName[] = L"\\\\.\\pipe\\VelSvc";
 constexpr wchar_t kPipeSecurity[] =
     L"D:P(A;;GA;;;SY)(A;;GA;;;BA)(A;;GA;;;OW)(A;;GRGW;;;IU)";
 
-// A message: the command, the text, and four bytes without meaning.
-constexpr std::size_t kCommandSize = sizeof(std::uint32_t);
-constexpr std::size_t kSmallestMessage = kCommandSize + 4;
-constexpr DWORD kLargestMessage = 0x10000 + kSmallestMessage;
+constexpr DWORD kLargestMessage = VEL_PIPE_MAX_REQUEST;
 // How long a client may take for each of: writing, reading, hanging up.
 constexpr DWORD kClientTimeout = 5000;  // ms
 constexpr DWORD kReplyRoom = 64;
@@ -70,10 +68,10 @@ class PipeOperation {
 std::uint32_t run_command(const std::vector<unsigned char>& message,
                           HANDLE pipe) {
   std::uint32_t command = 0;
-  std::memcpy(&command, message.data(), kCommandSize);
-  std::wstring text((message.size() - kSmallestMessage) / sizeof(wchar_t),
+  std::memcpy(&command, message.data(), sizeof command);
+  std::wstring text((message.size() - VEL_PIPE_MIN_REQUEST) / sizeof(wchar_t),
                     L'\0');
-  std::memcpy(text.data(), message.data() + kCommandSize,
+  std::memcpy(text.data(), message.data() + VEL_PIPE_TEXT_OFFSET,
               text.size() * sizeof(wchar_t));
   ULONG client = 0;
   if (!GetNamedPipeClientProcessId(pipe, &client)) {
@@ -86,7 +84,7 @@ void serve_client(HANDLE pipe, HANDLE stop) {
   std::vector<unsigned char> message(kLargestMessage);
   DWORD size = 0;
   if (!PipeOperation(pipe, stop).read(message.data(), kLargestMessage, &size) ||
-      size < kSmallestMessage) {
+      size < VEL_PIPE_MIN_REQUEST) {
     return;
   }
   message.resize(size);
