@@ -4,13 +4,13 @@
 
 #include <string>
 
-#include "channels/ServiceHandle.h"
 #include "foundation/I18N.h"
 #include "foundation/Message.h"
 #include "foundation/Paths.h"
 #include "foundation/Text.h"
 #include "log/VelLog.h"
 #include "sync/ProcAddress.h"
+#include "sync/ServiceHandle.h"
 #include "vel/StringIds.h"
 
 namespace vel {

@@ -2,11 +2,11 @@
 
 #include <vector>
 
-#include "channels/ServiceHandle.h"
 #include "channels/VelInstall.h"
 #include "channels/VelPipeClient.h"
 #include "foundation/Text.h"
 #include "log/VelLog.h"
+#include "sync/ServiceHandle.h"
 
 namespace vel {
 namespace {

@@ -1,5 +1,5 @@
-#ifndef VEL_CHANNELS_SERVICEHANDLE_H_
-#define VEL_CHANNELS_SERVICEHANDLE_H_
+#ifndef VEL_SYNC_SERVICEHANDLE_H_
+#define VEL_SYNC_SERVICEHANDLE_H_
 
 #include <windows.h>
 #include <winsvc.h>
@@ -21,4 +21,4 @@ using ServiceHandle = BasicScopedHandle<ServiceHandleTraits>;
 
 }  // namespace vel
 
-#endif  // VEL_CHANNELS_SERVICEHANDLE_H_
+#endif  // VEL_SYNC_SERVICEHANDLE_H_
