@@ -2,11 +2,8 @@
 // exit code; then many of them at once.
 #include "harness/Product.h"
 
-#include <winternl.h>
-
 #include <deque>
 
-#include "sync/ProcAddress.h"
 #include "sync/ScopedHandle.h"
 
 namespace vel::test {
@@ -117,29 +114,6 @@ VEL_CHILD_MAIN(HandsOver) {
                                                 std::to_wstring(i) + L"\"");
   }
   return lost;
-}
-
-struct Counts {
-  ULONG handles;
-  ULONG threads;
-};
-
-// As the system's list of processes has them.
-Counts CountsOf(DWORD process_id) {
-  const auto query = proc_address<decltype(&NtQuerySystemInformation)>(
-      GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation");
-  std::vector<BYTE> list(1 << 20);
-  EXPECT_EQ(query(SystemProcessInformation, list.data(),
-                  static_cast<ULONG>(list.size()), nullptr),
-            0);
-  const auto* entry =
-      reinterpret_cast<const SYSTEM_PROCESS_INFORMATION*>(list.data());
-  while (HandleToULong(entry->UniqueProcessId) != process_id &&
-         entry->NextEntryOffset != 0) {
-    entry = reinterpret_cast<const SYSTEM_PROCESS_INFORMATION*>(
-        reinterpret_cast<const BYTE*>(entry) + entry->NextEntryOffset);
-  }
-  return {entry->HandleCount, entry->NumberOfThreads};
 }
 
 class ManyCallersTest : public ProductTest {

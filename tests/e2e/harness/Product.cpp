@@ -1,12 +1,15 @@
 #include "harness/Product.h"
 
 #include <tlhelp32.h>
+#include <winternl.h>
 
 #include <algorithm>
 #include <cstring>
 #include <cwchar>
 #include <filesystem>
 #include <sstream>
+
+#include "sync/ProcAddress.h"
 
 namespace vel::test {
 namespace fs = std::filesystem;
@@ -92,6 +95,23 @@ void KillProcess(DWORD process_id, UINT exit_code) {
   const HANDLE process = OpenProcess(PROCESS_TERMINATE, FALSE, process_id);
   EXPECT_TRUE(TerminateProcess(process, exit_code)) << GetLastError();
   CloseHandle(process);
+}
+
+Counts CountsOf(DWORD process_id) {
+  const auto query = proc_address<decltype(&NtQuerySystemInformation)>(
+      GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation");
+  std::vector<BYTE> list(1 << 20);
+  EXPECT_EQ(query(SystemProcessInformation, list.data(),
+                  static_cast<ULONG>(list.size()), nullptr),
+            0);
+  const auto* entry =
+      reinterpret_cast<const SYSTEM_PROCESS_INFORMATION*>(list.data());
+  while (HandleToULong(entry->UniqueProcessId) != process_id &&
+         entry->NextEntryOffset != 0) {
+    entry = reinterpret_cast<const SYSTEM_PROCESS_INFORMATION*>(
+        reinterpret_cast<const BYTE*>(entry) + entry->NextEntryOffset);
+  }
+  return {entry->HandleCount, entry->NumberOfThreads};
 }
 
 HWND WaitForDialog(DWORD process_id) {

@@ -60,6 +60,13 @@ class SharedBlock {
 std::vector<DWORD> ProcessesNamed(const std::wstring& name, DWORD parent = 0);
 void KillProcess(DWORD process_id, UINT exit_code);
 
+struct Counts {
+  ULONG handles;
+  ULONG threads;
+};
+// As the system's list of processes has them.
+Counts CountsOf(DWORD process_id);
+
 // Waits for the dialog box of a process.
 HWND WaitForDialog(DWORD process_id);
 

@@ -85,6 +85,9 @@ class TestPlugin final : public IVelPlugin, private IVelMenuItemHandler {
     const std::wstring text = name;
     Record("broadcast %ls%s", name, sender == this ? " (own)" : "");
     if (text == L"e2e_called_back") return false;
+    if (text == vel_broadcast::kSvcInitialized) {
+      Record("service %u", static_cast<unsigned>(a));
+    }
     CallBack();
     if (text == vel_broadcast::kUpdateGetStatus) {
       *reinterpret_cast<std::int32_t*>(b) = 2;
