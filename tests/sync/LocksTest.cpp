@@ -3,10 +3,12 @@
 
 #include <stdexcept>
 
+#include "log/LogMutex.h"
 #include "log/VelLog.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 #include "support/Threads.h"
+#include "support/VelLogStreamPeer.h"
 #include "sync/OnceGuard.h"
 #include "sync/ProcAddress.h"
 #include "sync/ScopedHandle.h"
@@ -243,6 +245,18 @@ const struct Ending {
      L"VelMultiReadSpinLock::ValidateLocker - tid=0x"},
     {[] { test::LogCapture::Lock().lock(); },
      [] { VelLog_Print(3, L"last words"); }, 3, L"last words"},
+    {[] { VelLogStreamPeer().cipher_lock().lock(); },
+     [] {
+       VelLogStreamPeer().cipher_lock().lock();
+       VelLog_Print(3, L"last words");
+     },
+     3, L"last words"},
+    {[] { new LogMutex; },
+     [] {
+       VelLogStreamPeer().rotation_limit() = 100;
+       VelLog_Print(3, L"last words");
+     },
+     3, L"last words"},
 };
 const Ending* ending = nullptr;
 std::atomic<bool> held{false};
