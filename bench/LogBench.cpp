@@ -1,6 +1,8 @@
 // The log call beside spdlog's, with a thread-safe sink to a file as ours is.
 #include <windows.h>
 
+#include <cstdarg>
+
 #include <benchmark/benchmark.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
@@ -9,7 +11,27 @@
 #include <string>
 
 #include "log/VelLog.h"
+#include "log/VelLogStream.h"
 #include "support/Ratios.h"
+
+namespace vel {
+
+class VelLogStreamPeer {
+ public:
+  explicit VelLogStreamPeer(VelLogStream& stream) : _stream(stream) {}
+  void write_out(void* data, std::uint32_t length) {
+    _stream.write_out(data, length);
+  }
+  void append(const void* data, std::uint32_t length) {
+    _stream.append(data, length);
+  }
+  void rotate_at(std::uint64_t limit) { _stream._rotation_limit = limit; }
+
+ private:
+  VelLogStream& _stream;
+};
+
+}  // namespace vel
 
 namespace vel::bench {
 namespace {
@@ -21,7 +43,29 @@ std::string scratch_file() {
          ".log";
 }
 
-// Both logs of the process, with trace lines dropped.
+// A log's object beside the process's own log. `flags` is what VELLOGFLAGS
+// says: "1" for a plain file.
+class Stream {
+ public:
+  Stream(const wchar_t* source, const wchar_t* flags) {
+    SetEnvironmentVariableW(L"VELLOGFLAGS", flags);
+    _stream = std::make_unique<VelLogStream>(source);
+    SetEnvironmentVariableW(L"VELLOGFLAGS", nullptr);
+  }
+
+  void print(unsigned level, const wchar_t* format, ...) {
+    va_list args;
+    va_start(args, format);
+    _stream->print(level, format, args);
+    va_end(args);
+  }
+  VelLogStream& get() { return *_stream; }
+
+ private:
+  std::unique_ptr<VelLogStream> _stream;
+};
+
+// All logs of the process, with trace lines dropped.
 class Logs {
  public:
   Logs() : _file(scratch_file()) {
@@ -38,6 +82,10 @@ class Logs {
   }
 
   [[nodiscard]] spdlog::logger& peer() const { return *_spdlog; }
+
+  Stream plain{L"VELBENCH1", L"1"};
+  Stream enciphered{L"VELBENCH2", L"0"};
+  Stream pushed{L"VELBENCH5", L"1"};
 
  private:
   std::string _file;
@@ -75,6 +123,7 @@ BENCHMARK(spdlog_dropped)
     ->UseRealTime()
     ->Iterations(100000);
 
+// A buffer goes to the file about every 800 records.
 void kept(benchmark::State& state) {
   logs();
   int number = 0;
@@ -82,7 +131,15 @@ void kept(benchmark::State& state) {
     VelLog_Print(kLogWarning, L"item %i of '%s'", ++number, L"Normal");
   }
 }
-BENCHMARK(kept)->Name("VelLog_Print kept")->UseRealTime()->Iterations(10000);
+
+template <Stream Logs::*kStream>
+void kept_by(benchmark::State& state) {
+  Stream& stream = logs().*kStream;
+  int number = 0;
+  for (auto _ : state) {
+    stream.print(kLogWarning, L"item %i of '%s'", ++number, L"Normal");
+  }
+}
 
 void spdlog_kept(benchmark::State& state) {
   spdlog::logger& logger = logs().peer();
@@ -91,14 +148,87 @@ void spdlog_kept(benchmark::State& state) {
     logger.warn(L"item {} of '{}'", ++number, L"Normal");
   }
 }
-BENCHMARK(spdlog_kept)
-    ->Name("spdlog wide to a file")
-    ->UseRealTime()
-    ->Iterations(10000);
+
+// A buffer's write with the rotation check before it, and without.
+constexpr std::uint32_t kPushBytes = 0x10000;
+
+void push(benchmark::State& state) {
+  static unsigned char data[kPushBytes];
+  VelLogStreamPeer log(logs().pushed.get());
+  for (auto _ : state) log.write_out(data, kPushBytes);
+}
+
+void bare_push(benchmark::State& state) {
+  static unsigned char data[kPushBytes];
+  VelLogStreamPeer log(logs().pushed.get());
+  for (auto _ : state) log.append(data, kPushBytes);
+}
+
+// A unit's write that is due for a rotation each time.
+void rotation(benchmark::State& state) {
+  Stream stream(L"VELBENCH3", L"0");
+  VelLogStreamPeer log(stream.get());
+  log.rotate_at(100);
+  unsigned char data[16] = {};
+  for (auto _ : state) log.write_out(data, sizeof data);
+}
+
+void start(benchmark::State& state, bool with_key) {
+  for (auto _ : state) {
+    if (!with_key) {
+      state.PauseTiming();
+      RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\AppDataLow\\VELVolatile");
+      state.ResumeTiming();
+    }
+    const VelLogStream stream(L"VELBENCH4");
+  }
+}
+
+constexpr char kKept[] = "VelLog_Print kept";
+constexpr char kPlain[] = "kept, plain";
+constexpr char kEnciphered[] = "kept, enciphered";
+constexpr char kSpdlog[] = "spdlog wide to a file";
+
+using Function = void(benchmark::State&);
+
+void add_kept(const char* name, Function* function) {
+  constexpr int kIterations = 10000;
+  for (const int threads : {1, 2, 4}) {
+    benchmark::RegisterBenchmark(name, function)
+        ->UseRealTime()
+        ->Iterations(kIterations)
+        ->Threads(threads);
+  }
+}
+
+template <typename Body>
+void add_rare(const char* name, int iterations, Body body) {
+  benchmark::RegisterBenchmark(name, body)
+      ->UseRealTime()
+      ->Iterations(iterations);
+}
 
 bool add_all() {
+  add_kept(kKept, kept);
+  add_kept(kPlain, kept_by<&Logs::plain>);
+  add_kept(kEnciphered, kept_by<&Logs::enciphered>);
+  add_kept(kSpdlog, spdlog_kept);
+  add_rare("64 KiB with the rotation check", 100, push);
+  add_rare("64 KiB without it", 100, bare_push);
+  add_rare("rotation", 20, rotation);
+  add_rare("log's start", 20,
+           [](benchmark::State& state) { start(state, true); });
+  add_rare("log's start, key to be made", 20,
+           [](benchmark::State& state) { start(state, false); });
+
   add_ratio("VelLog_Print dropped", "spdlog dropped", 1.2);
-  add_ratio("VelLog_Print kept", "spdlog wide to a file", 1.25);
+  for (const std::string threads : {"", " x2", " x4"}) {
+    add_ratio(kKept + threads, kSpdlog + threads, 1.25);
+    add_ratio(kEnciphered + threads, kPlain + threads, 1.15);
+  }
+  add_ratio("64 KiB with the rotation check", "64 KiB without it", 0);
+  add_ratio("rotation", "64 KiB without it", 0);
+  add_ratio("log's start, key to be made", "log's start", 0);
   return true;
 }
 
