@@ -5,10 +5,10 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <functional>
 #include <string>
 
 #include "support/ChildProcess.h"
+#include "sync/ProcAddress.h"
 
 namespace vel::test {
 
@@ -20,37 +20,26 @@ inline std::wstring CompanionPath(const std::wstring& name) {
 
 class CompanionLibrary {
  public:
-  explicit CompanionLibrary(const std::wstring& name)
-      : _module(LoadLibraryW(CompanionPath(name).c_str())) {
+  explicit CompanionLibrary(const std::wstring& name, DWORD flags = 0)
+      : _module(LoadLibraryExW(CompanionPath(name).c_str(), nullptr, flags)) {
     EXPECT_TRUE(_module) << GetLastError();
   }
   ~CompanionLibrary() { FreeLibrary(_module); }
   CompanionLibrary(const CompanionLibrary&) = delete;
   CompanionLibrary& operator=(const CompanionLibrary&) = delete;
 
+  HMODULE get() const { return _module; }
   // The export `name`; its absence fails the test.
   template <class Function>
   Function* Get(const char* name) const {
-    const FARPROC function = GetProcAddress(_module, name);
+    const auto function = proc_address<Function*>(_module, name);
     EXPECT_TRUE(function) << name;
-    return reinterpret_cast<Function*>(reinterpret_cast<void*>(function));
+    return function;
   }
 
  private:
   HMODULE _module;
 };
-
-// Polls for up to 30 seconds, and takes this thread's messages meanwhile.
-inline bool WaitUntil(const std::function<bool()>& condition) {
-  for (int waited = 0; waited < 30000 && !condition(); waited += 20) {
-    MSG message;
-    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-      DispatchMessageW(&message);
-    }
-    Sleep(20);
-  }
-  return condition();
-}
 
 }  // namespace vel::test
 

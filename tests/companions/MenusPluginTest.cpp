@@ -7,11 +7,10 @@
 #include <memory>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "companions/CompanionLibrary.h"
-#include "foundation/CommandLine.h"
-#include "vel/GuiIpc.h"
+#include "support/ScopedVariable.h"
+#include "support/Wait.h"
 #include "vel/IVelPlugin.h"
 #include "vel/IVelTrayMenu.h"
 #include "vel/StringIds.h"
@@ -24,10 +23,10 @@ constexpr wchar_t kKey[] = L"Software\\Tessavane\\VELTest\\Menus";
 class FakeHost final : public IVelPluginHost {
  public:
   std::uint32_t need_session(const wchar_t* config) override {
-    return Note(L"need_session " + std::wstring(config));
+    return Note(L"need " + std::wstring(config));
   }
   std::uint32_t close_session(const wchar_t* config, std::uint32_t) override {
-    return Note(L"close_session " + std::wstring(config));
+    return Note(L"close " + std::wstring(config));
   }
   std::uint32_t shutdown(std::uint32_t) override { return VEL_STATUS_OK; }
   void set_notify_hint(const wchar_t* text) override { hint = text; }
@@ -37,50 +36,40 @@ class FakeHost final : public IVelPluginHost {
   }
   void post_broadcast(const wchar_t* name, std::uintptr_t,
                       std::uintptr_t) override {
-    posted.emplace_back(name);
+    posted += name;
   }
 
-  std::uint32_t result = VEL_STATUS_OK;
-  DWORD pause = 0;  // ms that a call about a session takes
-  std::wstring hint;
-  std::vector<std::wstring> posted;
-  std::wstring last_call;
-  std::atomic<int> begun = 0;
-  std::atomic<int> ended = 0;
+  std::wstring hint, posted, last_call;
+  std::atomic<int> begun = 0, ended = 0;
 
  private:
+  // Fails after some time, on a thread that isn't the tray's.
   std::uint32_t Note(const std::wstring& call) {
     EXPECT_NE(GetCurrentThreadId(), _window_thread);
     last_call = call;
     ++begun;
-    Sleep(pause);
+    Sleep(100);
     ++ended;
-    return result;
+    return VEL_STATUS_OUT_OF_MEMORY;
   }
 
   const DWORD _window_thread = GetCurrentThreadId();
 };
 
 struct Item {
-  std::uint32_t parent, type;
-  std::wstring text;
+  std::uint32_t id;
   bool flag;
-  bool operator==(const Item&) const = default;
+  IVelMenuItemHandler* handler;
 };
 
-class FakeMenu final : public IVelTrayMenu {
- public:
-  void add_menu_item(std::uint32_t parent, std::uint32_t type, std::uint32_t id,
-                     const wchar_t* text, IVelMenuItemHandler* target,
+struct FakeMenu final : IVelTrayMenu {
+  void add_menu_item(std::uint32_t, std::uint32_t, std::uint32_t id,
+                     const wchar_t* text, IVelMenuItemHandler* handler,
                      bool flag) override {
-    items.push_back({parent, type, text, flag});
-    by_text[text] = {id, flag};
-    handler = target;
+    items[text] = {id, flag, handler};
   }
 
-  std::vector<Item> items;
-  std::map<std::wstring, std::pair<std::uint32_t, bool>> by_text;
-  IVelMenuItemHandler* handler = nullptr;
+  std::map<std::wstring, Item> items;
 };
 
 // The visible dialog of this process, or null.
@@ -94,45 +83,19 @@ HWND OpenDialog() {
   return window;
 }
 
-HWND WaitForDialog() {
-  EXPECT_TRUE(WaitUntil([] { return OpenDialog() != nullptr; }));
-  return OpenDialog();
-}
-
 // Whether a message box with this text comes up.
 bool IsShown(const std::wstring& text) {
-  return FindWindowExW(WaitForDialog(), nullptr, L"Static", text.c_str());
-}
-
-std::wstring Text(UINT number) {
-  wchar_t text[512] = L"";
-  LoadStringW(GetModuleHandleW(L"VELRCS.dll"), number, text, 512);
-  EXPECT_TRUE(*text) << number;
-  return text;
+  return WaitUntil(OpenDialog) &&
+         FindWindowExW(OpenDialog(), nullptr, L"Static", text.c_str());
 }
 
 template <class... Arguments>
-std::wstring Format(UINT number, Arguments... arguments) {
-  wchar_t text[512] = L"";
-  _snwprintf(text, 511, Text(number).c_str(), arguments...);
+std::wstring Text(UINT number, Arguments... arguments) {
+  wchar_t format[512] = L"", text[512] = L"";
+  LoadStringW(GetModuleHandleW(L"VELRCS.dll"), number, format, 512);
+  _snwprintf(text, 511, format, arguments...);
+  EXPECT_TRUE(*text) << number;
   return text;
-}
-
-// What the window of the tray's class has been sent.
-DWORD sent_command = 0;
-std::wstring sent_text;
-
-LRESULT CALLBACK TrayProcedure(HWND window, UINT message, WPARAM wparam,
-                               LPARAM lparam) {
-  if (message != WM_COPYDATA) {
-    return DefWindowProcW(window, message, wparam, lparam);
-  }
-  const auto& data = *reinterpret_cast<const COPYDATASTRUCT*>(lparam);
-  const auto words = static_cast<const DWORD*>(data.lpData);
-  sent_command = *words;
-  sent_text.assign(reinterpret_cast<const wchar_t*>(words + 1),
-                   (data.cbData - VEL_GUI_IPC_MIN_COPYDATA) / sizeof(wchar_t));
-  return TRUE;
 }
 
 // The user's registry is a key of the test's own for the time of a test.
@@ -141,176 +104,84 @@ class MenusPluginTest : public testing::Test {
   MenusPluginTest() {
     RegCreateKeyW(HKEY_CURRENT_USER, kKey, &_user);
     RegOverridePredefKey(HKEY_CURRENT_USER, _user);
-    SetEnvironmentVariableW(L"VELDIR", CompanionPath(L"").c_str());
-    _library = std::make_unique<CompanionLibrary>(L"Plugins\\VELMENUS.dll");
-    _can_unload = _library->Get<VelDllCanUnloadNowFn>(VEL_CAN_UNLOAD_EXPORT);
-    Load(L"Normal;Privacy");
+    // The dialog has to find the chosen one behind a longer name.
+    _plugin = _library->Get<GetVELPluginFn>(VEL_GET_PLUGIN_EXPORT)(
+        &_host, L" Normals ;;Normal;Work & play;");
+    Choose(L"Normal");
   }
   ~MenusPluginTest() override {
     Destroy();
-    SetEnvironmentVariableW(L"VELDIR", nullptr);
     RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
     RegCloseKey(_user);
     RegDeleteTreeW(HKEY_CURRENT_USER, kKey);
   }
 
-  void Load(const wchar_t* parameters) {
-    _plugin = _library->Get<GetVELPluginFn>(VEL_GET_PLUGIN_EXPORT)(&_host,
-                                                                   parameters);
-    ASSERT_TRUE(_plugin);
-  }
   bool CanUnload() {
     return WaitUntil([this] { return _can_unload() == 0; });
   }
   // Ends the plug-in as the tray does, down to the last question.
   void Destroy() {
     if (!_plugin) return;
-    _plugin->destroy();
-    _plugin = nullptr;
+    std::exchange(_plugin, nullptr)->destroy();
     EXPECT_TRUE(CanUnload());
   }
-
-  // The menu as it is now.
-  FakeMenu Popup() {
+  // The item of the present menu.
+  Item Find(const std::wstring& text) {
     FakeMenu menu;
     _plugin->on_tray_menu_popup(&menu);
-    return menu;
+    return menu.items.at(text);
   }
-  bool IsChecked(const std::wstring& text) {
-    return Popup().by_text.at(text).second;
-  }
-  // Clicks the item of the present menu.
   void Choose(const std::wstring& text) {
-    const FakeMenu menu = Popup();
-    menu.handler->on_menu_event(VEL_MENU_EVENT_CHOSEN,
-                                menu.by_text.at(text).first, 0);
+    const Item item = Find(text);
+    item.handler->on_menu_event(VEL_MENU_EVENT_CHOSEN, item.id, 0);
   }
+  // Waits for the call to the host to begin.
   void ChooseSession(UINT number, const wchar_t* config) {
     const int before = _host.begun;
-    Choose(Format(number, config));
+    Choose(Text(number, config));
     ASSERT_TRUE(WaitUntil([&] { return _host.begun == before + 1; }));
   }
-  bool Broadcast(const wchar_t* name) {
-    return _plugin->on_broadcast(nullptr, name, 0, 0);
-  }
-
   // Loaded before the plug-in is, as the tray does it.
-  const HMODULE _resources =
-      LoadLibraryExW(CompanionPath(L"VELRCS.dll").c_str(), nullptr,
-                     DONT_RESOLVE_DLL_REFERENCES);
+  const CompanionLibrary _texts{L"VELRCS.dll", DONT_RESOLVE_DLL_REFERENCES};
+  const ScopedVariable _folder{L"VELDIR", CompanionPath(L"")};
   HKEY _user = nullptr;
-  std::unique_ptr<CompanionLibrary> _library;
-  VelDllCanUnloadNowFn* _can_unload = nullptr;
+  std::unique_ptr<CompanionLibrary> _library =
+      std::make_unique<CompanionLibrary>(L"Plugins\\VELMENUS.dll");
+  VelDllCanUnloadNowFn* _can_unload =
+      _library->Get<VelDllCanUnloadNowFn>(VEL_CAN_UNLOAD_EXPORT);
   FakeHost _host;
   IVelPlugin* _plugin = nullptr;
 };
 
-TEST_F(MenusPluginTest, TheMenuHasItsItemsInOrder) {
-  constexpr std::uint32_t kConfigs = VEL_STRING_MENU_CONFIGURATION;
-  constexpr std::uint32_t kSessions = VEL_STRING_MENU_SESSIONS;
-  constexpr std::uint32_t kPlain = VEL_MENU_ITEM_PLAIN;
-  constexpr std::uint32_t kStart = VEL_STRING_MENU_START_SESSION;
-  const std::vector<Item> expected = {
-      {0, VEL_MENU_ITEM_BOLD, Text(VEL_STRING_MENU_OPEN_BROWSER), false},
-      {0, kPlain, Text(VEL_STRING_MENU_OPEN_FILE), false},
-      {0, VEL_MENU_ITEM_SEPARATOR, L"-", false},
-      {0, VEL_MENU_ITEM_SUBMENU, Text(kConfigs), false},
-      {kConfigs, kPlain, L"Normal", true},
-      {kConfigs, kPlain, L"Privacy", false},
-      {0, VEL_MENU_ITEM_SUBMENU, Text(kSessions), false},
-      {kSessions, VEL_MENU_ITEM_LABEL, Text(VEL_STRING_MENU_NO_SESSIONS),
-       false},
-      {kSessions, kPlain, Format(kStart, L"Normal"), false},
-      {kSessions, kPlain, Format(kStart, L"Privacy"), false},
-      {0, VEL_MENU_ITEM_SEPARATOR, L"-", false},
-      {0, kPlain, Text(VEL_STRING_MENU_START_WITH_WINDOWS), true},
-      {0, kPlain, Text(VEL_STRING_MENU_CONFIGURE), false},
-      {0, kPlain, Text(VEL_STRING_MENU_ABOUT), false},
-  };
-  EXPECT_TRUE(Popup().items == expected);
-}
-
-TEST_F(MenusPluginTest, SettingsAreKeptCheckedAndTold) {
-  const std::wstring automatic = Text(VEL_STRING_MENU_START_WITH_WINDOWS);
-  Choose(L"Privacy");
-  EXPECT_FALSE(IsChecked(L"Normal"));
-  EXPECT_TRUE(IsChecked(L"Privacy"));
-  Choose(automatic);
-  EXPECT_FALSE(IsChecked(automatic));
-  Choose(automatic);
-  EXPECT_TRUE(IsChecked(automatic));
-  EXPECT_EQ(_host.posted, std::vector<std::wstring>(3, L"ui_settings_changed"));
-  // One that the list no longer has doesn't count.
-  Destroy();
-  Load(L" Work & play ;;Normal;");
-  EXPECT_TRUE(IsChecked(L"Work && play"));
-}
-
-TEST_F(MenusPluginTest, OpenBrowserSendsARunCommandAndTellsARefusal) {
-  constexpr wchar_t kConfig[] = L"with \"quotes\", BEL \a and \a2";
-  Destroy();
-  Load(kConfig);
-  WNDCLASSW window_class = {};
-  window_class.lpfnWndProc = &TrayProcedure;
-  window_class.lpszClassName = VEL_TRAY_WINDOW_CLASS;
-  RegisterClassW(&window_class);
-  const HWND tray =
-      CreateWindowExW(0, VEL_TRAY_WINDOW_CLASS, L"", WS_POPUP, 0, 0, 0, 0,
-                      nullptr, nullptr, nullptr, nullptr);
-  const std::wstring page = Text(VEL_STRING_START_PAGE);
-  Choose(Text(VEL_STRING_MENU_OPEN_BROWSER));
-  EXPECT_TRUE(WaitUntil([] { return sent_command == VELGUI_IPC_RUNCMD; }));
-  EXPECT_EQ(get_param(sent_text, L"shex_cfg", true), kConfig);
-  EXPECT_EQ(get_param(sent_text, L"shex_file", true), page);
-  DestroyWindow(tray);
-  Choose(Text(VEL_STRING_MENU_OPEN_BROWSER));
-  EXPECT_TRUE(IsShown(Format(VEL_STRING_OPEN_FAILED, page.c_str())));
-}
-
-TEST_F(MenusPluginTest, SessionsCountInHintAndMenu) {
+TEST_F(MenusPluginTest, SessionsShowInHintAndMenu) {
   EXPECT_EQ(_host.hint, Text(VEL_STRING_HINT_NO_SESSION));
   // Sessions are only told apart by their pointers, never called.
   IVelSession* const first = reinterpret_cast<IVelSession*>(16);
   _plugin->on_session_startup(first, L"normal");
   _plugin->on_session_startup(nullptr, L"Foreign");
-  EXPECT_EQ(_host.hint, Format(VEL_STRING_HINT_SESSIONS, 2u));
-  EXPECT_TRUE(IsChecked(Format(VEL_STRING_MENU_END_SESSION, L"Normal")));
-  EXPECT_TRUE(IsChecked(Format(VEL_STRING_MENU_END_SESSION, L"Foreign")));
-  EXPECT_FALSE(IsChecked(Format(VEL_STRING_MENU_START_SESSION, L"Privacy")));
+  EXPECT_EQ(_host.hint, Text(VEL_STRING_HINT_SESSIONS, 2u));
+  EXPECT_TRUE(Find(Text(VEL_STRING_MENU_END_SESSION, L"Normal")).flag);
   _plugin->on_session_shutdown(first);
-  EXPECT_EQ(_host.hint, Format(VEL_STRING_HINT_SESSIONS, 1u));
-
-  ChooseSession(VEL_STRING_MENU_START_SESSION, L"Privacy");
-  EXPECT_EQ(_host.last_call, L"need_session Privacy");
+  EXPECT_EQ(_host.hint, Text(VEL_STRING_HINT_SESSIONS, 1u));
   ChooseSession(VEL_STRING_MENU_END_SESSION, L"Foreign");
-  EXPECT_EQ(_host.last_call, L"close_session Foreign");
-}
-
-TEST_F(MenusPluginTest, OnlyARealFailureToStartIsTold) {
-  for (const std::uint32_t status :
-       {VEL_STATUS_OK, VEL_STATUS_SESSION_ACTIVE, VEL_STATUS_SHUTTING_DOWN}) {
-    _host.result = status;
-    ChooseSession(VEL_STRING_MENU_START_SESSION, L"Normal");
-    EXPECT_TRUE(CanUnload());
-    EXPECT_FALSE(OpenDialog());
-  }
-  _host.result = VEL_STATUS_OUT_OF_MEMORY;
+  EXPECT_EQ(_host.last_call, L"close Foreign");
+  ChooseSession(VEL_STRING_MENU_START_SESSION, L"Work && play");
+  EXPECT_EQ(_host.last_call, L"need Work & play");
+  const std::wstring failure = Text(VEL_STRING_SESSION_FAILED, L"Work & play",
+                                    std::uint32_t{VEL_STATUS_OUT_OF_MEMORY});
+  EXPECT_TRUE(IsShown(failure));
   ChooseSession(VEL_STRING_MENU_START_SESSION, L"Normal");
-  EXPECT_TRUE(IsShown(Format(VEL_STRING_SESSION_FAILED, L"Normal",
-                             std::uint32_t{VEL_STATUS_OUT_OF_MEMORY})));
+  Destroy();
+  EXPECT_EQ(_host.ended, 3) << "a call to the host still runs";
 }
 
 TEST_F(MenusPluginTest, DialogsHoldTheLibraryAndCloseWithThePlugin) {
-  for (const wchar_t* name :
-       {L"VELSVC_INITIALIZED", L"has_interactive_apps", L"velmenus_about"}) {
-    EXPECT_FALSE(Broadcast(name));
-  }
+  EXPECT_FALSE(_plugin->on_broadcast(nullptr, L"velmenus_about", 0, 0));
   EXPECT_EQ(_can_unload(), 0);
-  EXPECT_TRUE(Broadcast(vel_broadcast::kAbout));
-  EXPECT_TRUE(
-      IsShown(Format(VEL_STRING_ABOUT_TEXT, L"Brindlemar", L"1.0.0.0")));
   // Once only.
-  EXPECT_TRUE(Broadcast(vel_broadcast::kAbout));
+  EXPECT_TRUE(_plugin->on_broadcast(nullptr, vel_broadcast::kAbout, 0, 0));
+  EXPECT_TRUE(IsShown(Text(VEL_STRING_ABOUT_TEXT, L"Brindlemar", L"1.0.0.0")));
+  EXPECT_TRUE(_plugin->on_broadcast(nullptr, vel_broadcast::kAbout, 0, 0));
   EXPECT_EQ(_can_unload(), 1);
   Choose(Text(VEL_STRING_MENU_OPEN_FILE));
   EXPECT_EQ(_can_unload(), 2);
@@ -322,35 +193,26 @@ TEST_F(MenusPluginTest, DialogsHoldTheLibraryAndCloseWithThePlugin) {
 }
 
 TEST_F(MenusPluginTest, ConfigureSavesOnlyAtOk) {
-  // The dialog has to find the chosen one behind a longer name.
-  Destroy();
-  Load(L"Normals;Normal;Privacy");
-  Choose(L"Normal");
+  const std::wstring automatic = Text(VEL_STRING_MENU_START_WITH_WINDOWS);
   for (const WPARAM last_key : {VK_ESCAPE, VK_RETURN}) {
-    EXPECT_TRUE(Broadcast(vel_broadcast::kConfigure));
-    const HWND dialog = WaitForDialog();
-    const HWND list = FindWindowExW(dialog, nullptr, L"ComboBox", nullptr);
+    EXPECT_TRUE(
+        _plugin->on_broadcast(nullptr, vel_broadcast::kConfigure, 0, 0));
+    ASSERT_TRUE(WaitUntil(OpenDialog));
+    const HWND list =
+        FindWindowExW(OpenDialog(), nullptr, L"ComboBox", nullptr);
     const HWND check =
-        FindWindowExW(dialog, nullptr, L"Button",
-                      Text(VEL_STRING_MENU_START_WITH_WINDOWS).c_str());
-    ASSERT_TRUE(list && check);
+        FindWindowExW(OpenDialog(), nullptr, L"Button", automatic.c_str());
     PostMessageW(list, WM_KEYDOWN, VK_DOWN, 0);
     PostMessageW(check, WM_KEYDOWN, VK_SPACE, 0);
     PostMessageW(check, WM_KEYUP, VK_SPACE, 0);
     PostMessageW(check, WM_KEYDOWN, last_key, 0);
     ASSERT_TRUE(CanUnload());
     const bool saved = last_key == VK_RETURN;
-    EXPECT_EQ(IsChecked(L"Privacy"), saved);
-    EXPECT_NE(IsChecked(Text(VEL_STRING_MENU_START_WITH_WINDOWS)), saved);
-    EXPECT_EQ(_host.posted.size(), saved ? 2u : 1u);
+    EXPECT_EQ(Find(L"Work && play").flag, saved);
+    EXPECT_NE(Find(automatic).flag, saved);
   }
-}
-
-TEST_F(MenusPluginTest, DestroyWaitsForACallToTheHost) {
-  _host.pause = 100;
-  ChooseSession(VEL_STRING_MENU_START_SESSION, L"Normal");
-  Destroy();
-  EXPECT_EQ(_host.ended, 1);
+  // The choice at the beginning is the first change.
+  EXPECT_EQ(_host.posted, L"ui_settings_changedui_settings_changed");
 }
 
 }  // namespace

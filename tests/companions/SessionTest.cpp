@@ -1,17 +1,25 @@
-// The life of a session: start, orderly end, end from outside; and the exports
-// beside VelCreateSession.
+// Sessions of the built library: start, orderly end, end from outside, and
+// what start_app makes of a shell-execute.
 #include <gtest/gtest.h>
 #include <windows.h>
+#include <tlhelp32.h>
 
+#include <atomic>
 #include <functional>
 
-#include "companions/SessionFixture.h"
+#include "companions/CompanionLibrary.h"
+#include "session/CommandTemplate.h"
+#include "support/ScopedVariable.h"
+#include "support/ScratchDirectory.h"
 #include "support/Threads.h"
-#include "companions/HandleCount.h"
+#include "support/Wait.h"
+#include "sync/ScopedHandle.h"
+#include "vel/IVelSession.h"
 
 namespace vel::test {
 namespace {
 
+constexpr DWORD kClosedByItself = 77;
 using Statuses = std::vector<std::uint32_t>;
 
 // Notes each MgrShutdown.
@@ -34,167 +42,157 @@ class EndRecorder final : public IVelSessionCallback {
   std::atomic<bool> told = false;
 };
 
-std::wstring Variable(const wchar_t* name) {
-  wchar_t value[256] = L"";
-  GetEnvironmentVariableW(name, value, 256);
-  return value;
-}
-
 bool IsAdministrator() {
-  alignas(SID) unsigned char sid[SECURITY_MAX_SID_SIZE];
+  unsigned char sid[SECURITY_MAX_SID_SIZE];
   DWORD size = sizeof sid;
   BOOL member = FALSE;
   CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, sid, &size);
   return CheckTokenMembership(nullptr, sid, &member) && member;
 }
 
-void MakeVisibleWindow() {
-  CreateWindowW(L"STATIC", L"", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 100,
-                100, nullptr, nullptr, nullptr, nullptr);
+// The children of this process that stand for sessions.
+std::vector<DWORD> AnchorIds() {
+  std::vector<DWORD> ids;
+  const ScopedFileHandle snapshot(
+      CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+  PROCESSENTRY32W entry = {};
+  entry.dwSize = sizeof entry;
+  for (BOOL more = Process32FirstW(snapshot.get(), &entry); more;
+       more = Process32NextW(snapshot.get(), &entry)) {
+    if (entry.th32ParentProcessID == GetCurrentProcessId() &&
+        _wcsicmp(entry.szExeFile, L"rundll32.exe") == 0) {
+      ids.push_back(entry.th32ProcessID);
+    }
+  }
+  return ids;
 }
 
-bool HookEventIsSignalled(DWORD process) {
-  wchar_t name[32];
-  _snwprintf(name, 32, L"VELUL_%x", process);
-  const HANDLE event = OpenEventW(SYNCHRONIZE, FALSE, name);
-  const bool signalled = event && WaitForSingleObject(event, 0) == 0;
-  if (event) CloseHandle(event);
-  return signalled;
+// Handles are small multiples of four. (GetProcessHandleCount isn't exact
+// everywhere.)
+int HandleCount() {
+  int count = 0;
+  for (std::uintptr_t value = 4; value < 0x4000; value += 4) {
+    DWORD flags;
+    count += GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags);
+  }
+  return count;
 }
 
-// 0, or the last error of a refusal.
-DWORD InitResult(const CompanionLibrary& library, const std::wstring& mode) {
-  const auto init = library.Get<InitMinModeFn>(VEL_INIT_MIN_MODE_EXPORT);
-  return init(mode.c_str()) ? ERROR_SUCCESS : GetLastError();
-}
-
-}  // namespace
-
-// Has a window that never answers.
-VEL_CHILD_MAIN(Stays) {
-  MakeVisibleWindow();
-  WriteReport(argument, {Variable(L"VELCFG"), Variable(L"VELRIGHTS"),
-                         IsAdministrator() ? L"administrator" : L"user"});
-  Sleep(INFINITE);
-  return 0;
-}
-
-VEL_CHILD_MAIN(ClosesWhenAsked) {
-  MakeVisibleWindow();
-  WriteReport(argument, {});
+// A program for a session. Its window tells what it runs with, and answers
+// only when it was started so.
+VEL_CHILD_MAIN(HasAWindow) {
+  const auto variable = [](const wchar_t* name) {
+    wchar_t value[64] = L"";
+    GetEnvironmentVariableW(name, value, 64);
+    return value + std::wstring(L"|");
+  };
+  const std::wstring title = variable(L"VELCFG") + variable(L"VELRIGHTS") +
+                             (IsAdministrator() ? L"admin" : L"user") +
+                             argument;
+  CreateWindowW(L"STATIC", title.c_str(), WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0,
+                0, 100, 100, nullptr, nullptr, nullptr, nullptr);
+  if (argument.empty()) Sleep(INFINITE);
   MSG message;
   while (GetMessageW(&message, nullptr, 0, 0) > 0) {
-    if (message.message == WM_CLOSE) break;
+    if (message.message == WM_CLOSE) return kClosedByItself;
     DispatchMessageW(&message);
   }
-  WriteReport(argument + L" closed", {});
-  return 0;
+  return 1;
 }
 
-// A process takes a minimal mode for good.
-VEL_CHILD_MAIN(TakesAMinimalMode) {
-  const CompanionLibrary full(L"VELUL.dll");
-  EXPECT_EQ(InitResult(full, L"Minimal"), ERROR_CALL_NOT_IMPLEMENTED);
-  const CompanionLibrary reduced(L"VELUL_MIN\\VELUL.dll");
-  const auto hooks =
-      reduced.Get<VelQueryInitHooksParamFn>(VEL_QUERY_INIT_HOOKS_PARAM_EXPORT);
-  EXPECT_EQ(InitResult(reduced, L""), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(*hooks(), 0u);
-  EXPECT_FALSE(HookEventIsSignalled(GetCurrentProcessId()));
-  EXPECT_EQ(InitResult(reduced, L"Minimal"), ERROR_SUCCESS);
-  EXPECT_EQ(*hooks(), 1u);
-  EXPECT_TRUE(HookEventIsSignalled(GetCurrentProcessId()));
-  EXPECT_EQ(InitResult(reduced, L"MINIMAL"), ERROR_SUCCESS);
-  EXPECT_EQ(InitResult(reduced, L"Other"), ERROR_ALREADY_EXISTS);
-  return testing::Test::HasFailure();
-}
-
-namespace {
-
-class ReducedBuildTest : public SessionFixture {
+class SessionTest : public testing::Test {
  protected:
-  ReducedBuildTest() : SessionFixture(L"VELUL_MIN\\VELUL.dll") {}
-};
+  ~SessionTest() override { _session->release(); }
 
-TEST_F(ReducedBuildTest, ProgramsKeepTheUsersRightsAndAModeIsForGood) {
-  Start(L"Minimal");
-  EXPECT_EQ(RunChild(L"Stays").at(2), L"user");
-  EXPECT_EQ(ChildProcess(L"TakesAMinimalMode").Wait(), 0u);
-}
-
-class SessionTest : public SessionFixture {
- protected:
-  // Ends the session's anchor from outside, and waits until `ends` is told.
+  IVelSession* Create() {
+    return _library.Get<VelCreateSessionFn>(VEL_CREATE_SESSION_EXPORT)();
+  }
+  static void Start(IVelSession* session, const wchar_t* config) {
+    const VelSessionStart parameters = {config, 0};
+    session->start(&parameters);
+    ASSERT_EQ(session->get_state(), VEL_SESSION_RUNNING);
+  }
+  void Start(const wchar_t* config = L"Normal") { Start(_session, config); }
+  void Stop() {
+    _session->shutdown();
+    EXPECT_TRUE(WaitUntil(
+        [this] { return _session->get_state() == VEL_SESSION_STOPPED; }));
+  }
+  // Ends the session from outside, and waits until `ends` is told.
   static void KillAnchor(UINT status, const EndRecorder& ends) {
-    const HANDLE anchor =
-        OpenProcess(PROCESS_TERMINATE, FALSE, AnchorIds().at(0));
-    EXPECT_TRUE(TerminateProcess(anchor, status));
-    CloseHandle(anchor);
+    const ScopedHandle anchor(
+        OpenProcess(PROCESS_TERMINATE, FALSE, AnchorIds().at(0)));
+    EXPECT_TRUE(TerminateProcess(anchor.get(), status));
     EXPECT_TRUE(WaitUntil([&ends] { return ends.told.load(); }));
   }
 
-  // Whether the child with this report has ended.
-  static bool IsGone(const std::vector<std::wstring>& report) {
-    const HANDLE process =
-        OpenProcess(SYNCHRONIZE, FALSE, std::stoul(report.at(0)));
-    const bool gone = !process || WaitForSingleObject(process, 0) == 0;
-    if (process) CloseHandle(process);
-    return gone;
+  std::uint32_t Run(const wchar_t* verb, const std::wstring& file,
+                    const std::wstring& parameters = L"") {
+    return _session->start_app(verb, file.c_str(), parameters.c_str(), L"",
+                               L"");
   }
-};
+  // The process, in the session, of the window with this title.
+  ScopedHandle RunProgram(const wchar_t* title, const wchar_t* answers = L"") {
+    EXPECT_EQ(Run(L"open", TestProgramPath(),
+                  std::wstring(L"--vel-child HasAWindow ") + answers),
+              ERROR_SUCCESS);
+    HWND window = nullptr;
+    EXPECT_TRUE(WaitUntil([&] {
+      return (window = FindWindowW(L"STATIC", title)) != nullptr;
+    })) << "no such window";
+    DWORD process = 0;
+    GetWindowThreadProcessId(window, &process);
+    return ScopedHandle(OpenProcess(
+        SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process));
+  }
+  static DWORD ExitCode(const ScopedHandle& process) {
+    DWORD code = 0;
+    EXPECT_TRUE(GetExitCodeProcess(process.get(), &code));
+    return code;
+  }
 
-TEST_F(SessionTest, ProgramsGetTheConfigurationAndReducedRights) {
-  SetEnvironmentVariableW(L"VELCFG", L"of the tray itself");
-  for (const wchar_t* config : {L"Privacy", L""}) {
-    Start(*config ? config : nullptr);
-    const auto report = RunChild(L"Stays");
-    EXPECT_EQ(report.at(1), config);
-    EXPECT_EQ(report.at(2), L"reduced");
-    EXPECT_EQ(report.at(3), L"user");
-    Stop();
-  }
-  SetEnvironmentVariableW(L"VELCFG", nullptr);
-}
+  CompanionLibrary _library{L"VELUL.dll"};
+  IVelSession* _session = Create();
+};
 
 TEST_F(SessionTest, AnOrderlyEndIsNotToldAndLetsProgramsClose) {
   EndRecorder ends;
   _session->add_callback(&ends);
   Start();
   const std::vector<DWORD> anchors = AnchorIds();
-  EXPECT_TRUE(HookEventIsSignalled(anchors.at(0)));
-  const auto stays = RunChild(L"Stays");
-  EXPECT_FALSE(IsGone(stays));
-  RunChild(L"ClosesWhenAsked");
+  const ScopedHandle stays = RunProgram(L"Normal|reduced|user");
+  const ScopedHandle closes =
+      RunProgram(L"Normal|reduced|user closes", L"\" closes\"");
   Start(L"Other");
   EXPECT_EQ(AnchorIds(), anchors);
+  EXPECT_EQ(ExitCode(stays), STILL_ACTIVE);
   _session->shutdown();
   // A start waits for the end that is under way.
   Start();
   EXPECT_NE(AnchorIds(), anchors);
-  EXPECT_FALSE(HookEventIsSignalled(anchors.at(0)));
-  EXPECT_TRUE(FileExists(_report + L" closed"));
-  EXPECT_TRUE(IsGone(stays));
+  EXPECT_EQ(ExitCode(closes), kClosedByItself);
+  EXPECT_NE(ExitCode(stays), STILL_ACTIVE);
   EXPECT_TRUE(ends.statuses.empty());
   _session->remove_callback(&ends);
 }
 
 TEST_F(SessionTest, AnEndFromOutsideIsToldAndTakesTheProgramsAlong) {
+  const ScopedVariable own(L"VELCFG", L"of the tray itself");
   const struct {
     UINT status;
     std::uint32_t state;
-  } cases[] = {
-      {0, VEL_SESSION_STOPPED},         {1, VEL_SESSION_STOPPED},
-      {2, VEL_SESSION_BROKEN},          {0xC000013A, VEL_SESSION_BROKEN},
-      {0x40010004, VEL_SESSION_BROKEN},
-  };
+  } cases[] = {{0, VEL_SESSION_STOPPED},
+               {1, VEL_SESSION_STOPPED},
+               {2, VEL_SESSION_BROKEN},
+               {0xC000013A, VEL_SESSION_BROKEN}};
   for (const auto& each : cases) {
     EndRecorder ends;
     _session->add_callback(&ends);
-    Start();
-    const auto program = RunChild(L"Stays");
+    Start(nullptr);
+    const ScopedHandle program = RunProgram(L"|reduced|user");
     KillAnchor(each.status, ends);
     EXPECT_EQ(ends.statuses, Statuses{each.status});
-    EXPECT_TRUE(IsGone(program));
+    EXPECT_NE(ExitCode(program), STILL_ACTIVE);
     const VelSessionStart parameters = {L"Normal", 0};
     if (each.state == VEL_SESSION_BROKEN) _session->start(&parameters);
     EXPECT_EQ(_session->get_state(), each.state);
@@ -205,9 +203,8 @@ TEST_F(SessionTest, AnEndFromOutsideIsToldAndTakesTheProgramsAlong) {
 }
 
 TEST_F(SessionTest, ACallbackCanRemoveItselfAndNoRemovalOvertakesACall) {
-  EndRecorder once;
+  EndRecorder once, slow;
   once.on_end = [&] { _session->remove_callback(&once); };
-  EndRecorder slow;
   slow.on_end = [&slow] {
     slow.told = true;
     // Time for a removal that doesn't wait to get through.
@@ -230,7 +227,7 @@ TEST_F(SessionTest, CallsFromManyThreadsEndInOrder) {
     for (int round = 0; round < 6; ++round) {
       if ((thread + round) % 2) _session->shutdown();
       _session->start(&parameters);
-      _session->start_app(L"", L"no such program.exe", L"", L"", L"");
+      Run(L"", L"no such program.exe");
     }
   });
   Start();
@@ -239,8 +236,7 @@ TEST_F(SessionTest, CallsFromManyThreadsEndInOrder) {
 }
 
 TEST_F(SessionTest, FiftySessionsEndByThemselvesAndLeaveNoHandles) {
-  Start();
-  std::size_t before = 0;
+  int before = 0;
   // What the system sets up once in a process isn't counted.
   for (int count = -3; count < 50; ++count) {
     if (count == 0) before = HandleCount();
@@ -249,8 +245,40 @@ TEST_F(SessionTest, FiftySessionsEndByThemselvesAndLeaveNoHandles) {
     other->release();
   }
   EXPECT_LE(HandleCount(), before + 2);
-  EXPECT_EQ(AnchorIds().size(), 1u);
-  EXPECT_EQ(_session->get_state(), VEL_SESSION_RUNNING);
+  EXPECT_TRUE(AnchorIds().empty());
+}
+
+TEST_F(SessionTest, WhatCannotBeStartedIsToldByItsError) {
+  const ScratchDirectory scratch;
+  const std::tuple<const wchar_t*, std::wstring, DWORD> cases[] = {
+      {L"open", L"", ERROR_FILE_NOT_FOUND},
+      {L"open", L"no such program", ERROR_FILE_NOT_FOUND},
+      {L"open", scratch.Write(L"a.veltestnone", "x"), ERROR_NO_ASSOCIATION},
+      {L"open", L"veltestnone://x", ERROR_NO_ASSOCIATION},
+      {L"nosuchverb", TestProgramPath(), ERROR_NO_ASSOCIATION},
+      {L"runas", TestProgramPath(), ERROR_NOT_SUPPORTED},
+  };
+  Start();
+  for (const auto& [verb, file, error] : cases) {
+    EXPECT_EQ(Run(verb, file), error);
+  }
+  Stop();
+  EXPECT_EQ(Run(L"open", TestProgramPath()), ERROR_NOT_READY);
+}
+
+TEST(CommandTemplate, PlacesAreFilledInOnce) {
+  const wchar_t* const cases[][2] = {
+      {L"p.exe \"%L\" %*", L"p.exe \"C:\\a %1.txt\" -x \"y\""},
+      {L"p.exe %v /w %W", L"p.exe C:\\a %1.txt /w C:\\d"},
+      {L"p.exe -n 100%% %1 [%2]", L"p.exe -n 100% C:\\a %1.txt []"},
+      {L"C:\\%x%\\p.exe %1", L"C:\\%x%\\p.exe C:\\a %1.txt"},
+      {L"p.exe %", L"p.exe % \"C:\\a %1.txt\""},
+  };
+  for (const auto& [text, result] : cases) {
+    EXPECT_EQ(velul::fill_command_template(
+                  text, {L"C:\\a %1.txt", L"-x \"y\"", L"C:\\d"}),
+              result);
+  }
 }
 
 }  // namespace
