@@ -1,0 +1,282 @@
+#include <aclapi.h>
+#include <gtest/gtest.h>
+#include <sddl.h>
+
+#include "foundation/Product.h"
+#include "foundation/Registry.h"
+#include "foundation/Text.h"
+#include "security/AccountSids.h"
+#include "security/Acls.h"
+#include "security/Descriptors.h"
+#include "security/Impersonator.h"
+#include "security/LocalMemory.h"
+#include "security/NtfsAccess.h"
+#include "security/ObjectSecurity.h"
+#include "security/RestrictedAccount.h"
+#include "security/SessionObjectName.h"
+#include "security/Tokens.h"
+#include "security/WellKnownSids.h"
+#include "support/ChildProcess.h"
+#include "support/LogCapture.h"
+#include "support/ScopedVariable.h"
+
+namespace vel {
+namespace {
+
+constexpr wchar_t kLowLabel[] = L"11 1 S-1-16-4096;";
+
+// "type mask SID;" of each entry.
+std::wstring AclText(ACL* acl) {
+  std::wstring text;
+  ACCESS_ALLOWED_ACE* entry = nullptr;
+  for (DWORD i = 0; acl != nullptr && i < acl->AceCount; ++i) {
+    GetAce(acl, i, reinterpret_cast<void**>(&entry));
+    ScopedSidText sid;
+    ConvertSidToStringSidW(&entry->SidStart, sid.put());
+    text +=
+        FormatWide(L"%x %x %s;", entry->Header.AceType, entry->Mask, sid.get());
+  }
+  return text;
+}
+
+TEST(DescriptorsTest, AreMadeOnceAndKeepTheLastError) {
+  for (void* (*get)() :
+       {&GetSecurityDescriptorUserLow, &GetSecurityDescriptorSystem,
+        &LookupSidCurrentUser, &LookupSidRestricted}) {
+    SetLastError(4711);
+    const void* const first = get();
+    EXPECT_TRUE(first != nullptr && first == get());
+    EXPECT_EQ(GetLastError(), 4711u);
+  }
+}
+
+TEST(DescriptorsTest, HoldTheListsAndTheLabel) {
+  ScopedSidText user;
+  ConvertSidToStringSidW(LookupSidCurrentUser(), user.put());
+  const std::wstring user_list =
+      FormatWide(L"0 10000000 %s;", user.get()) +
+      L"0 10000000 S-1-5-4;0 10000000 S-1-2-0;0 10000000 S-1-5-32-544;";
+  struct {
+    PSECURITY_DESCRIPTOR descriptor;
+    WORD control;
+    std::wstring dacl, sacl;
+  } const rows[] = {
+      {GetSecurityDescriptorUserLow(), 0x14, user_list, kLowLabel},
+      {GetSecurityDescriptorUser(), 0x4, user_list, L""},
+      {GetSecurityDescriptorSystem(), 0x4,
+       L"0 10000000 S-1-5-18;0 10000000 S-1-5-32-544;", L""},
+  };
+  for (const auto& row : rows) {
+    const auto* made = static_cast<const SECURITY_DESCRIPTOR*>(row.descriptor);
+    EXPECT_EQ(made->Control, row.control);
+    EXPECT_EQ(AclText(made->Dacl), row.dacl);
+    EXPECT_EQ(AclText(made->Sacl), row.sacl);
+  }
+}
+
+std::wstring ReadBack(const ScopedHandle& object, SECURITY_INFORMATION part) {
+  ACL *dacl = nullptr, *sacl = nullptr;
+  ScopedDescriptor read;
+  GetSecurityInfo(object.get(), SE_KERNEL_OBJECT, part, nullptr, nullptr, &dacl,
+                  &sacl, read.put());
+  return AclText(part == DACL_SECURITY_INFORMATION ? dacl : sacl);
+}
+
+TEST(ObjectSecurityTest, ReachesObjectsAndKnowsTheirOwner) {
+  SECURITY_ATTRIBUTES attributes = {sizeof attributes,
+                                    GetSecurityDescriptorUserLow(), FALSE};
+  const ScopedHandle event(CreateEventW(&attributes, TRUE, FALSE, nullptr));
+  EXPECT_EQ(ReadBack(event, LABEL_SECURITY_INFORMATION), kLowLabel);
+  SetObjectSecurityEveryone(event.get(), SYNCHRONIZE);
+  EXPECT_EQ(ReadBack(event, DACL_SECURITY_INFORMATION), L"0 100000 S-1-1-0;");
+  const ScopedHandle token = OpenCurrentToken();
+  EXPECT_TRUE(IsOwnedByToken(event.get(), token.get()));
+  SECURITY_DESCRIPTOR foreign = {1, 0, 0, LookupSidInteractive(), 0, 0, 0};
+  if (!SetKernelObjectSecurity(event.get(), OWNER_SECURITY_INFORMATION,
+                               &foreign)) {
+    GTEST_SKIP() << "can't give an object away";
+  }
+  EXPECT_FALSE(IsOwnedByToken(event.get(), token.get()));
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_OWNER});
+}
+
+ScopedHandle OwnToken() {
+  return OpenProcessTokenFor(TOKEN_ALL_ACCESS, GetCurrentProcess());
+}
+
+TEST(TokensTest, AGroupThatOnlyDeniesIsNone) {
+  EXPECT_TRUE(TokenHasEveryone(OwnToken().get()));
+  SID_AND_ATTRIBUTES everyone = {LookupSidEveryone(), 0};
+  HANDLE restricted = nullptr;
+  if (!CreateRestrictedToken(OwnToken().get(), 0, 1, &everyone, 0, nullptr, 0,
+                             nullptr, &restricted)) {
+    GTEST_SKIP() << "no restricted tokens here";
+  }
+  EXPECT_FALSE(TokenHasEveryone(ScopedHandle(restricted).get()));
+}
+
+// 0 for no token.
+DWORD IdOf(const ScopedHandle& token) {
+  TOKEN_STATISTICS read = {};
+  DWORD size = 0;
+  GetTokenInformation(token.get(), TokenStatistics, &read, sizeof read, &size);
+  return read.TokenId.LowPart;
+}
+
+TEST(VelImpersonatorTest, NestsFailsAndPutsBackWhatItFound) {
+  const auto now = [] {
+    return IdOf(OpenThreadTokenQuery(GetCurrentThread()));
+  };
+  const ScopedHandle a =
+      DuplicateTokenFor(OwnToken().get(), TOKEN_ALL_ACCESS,
+                        SecurityImpersonation, TokenImpersonation);
+  const test::LogCapture log;
+  {
+    const VelImpersonateToken as_a(a.get());
+    EXPECT_TRUE(as_a.impersonating());
+    {
+      const VelImpersonateToken as_another(OwnToken().get());
+      EXPECT_TRUE(now() != IdOf(a) && now() != 0);
+      const VelImpersonateToken refused(nullptr);
+      EXPECT_TRUE(!refused.impersonating() && now() == 0);
+    }
+    EXPECT_EQ(now(), IdOf(a));
+  }
+  EXPECT_EQ(now(), 0u);
+  EXPECT_TRUE(log.Contains(3, L".\\Impersonator"));
+}
+
+TEST(SessionObjectNameTest, NamesTheSessionsNamespace) {
+  EXPECT_EQ(MakeSessionObjectName(0, L"X"), L"\\BaseNamedObjects\\X");
+  EXPECT_EQ(MakeSessionObjectName(3, L"%s%u", L"X", 7),
+            L"\\Sessions\\3\\BaseNamedObjects\\X7");
+}
+
+constexpr DWORD kMask = 0x80100000;
+constexpr int kSkip = 77;
+
+struct ListBlock {
+  ListBlock() { InitializeAcl(acl(), sizeof bytes, ACL_REVISION); }
+  ACL* acl() { return reinterpret_cast<ACL*>(bytes); }
+  alignas(ACL) BYTE bytes[512] = {};
+};
+
+TEST(EnsureSidInDaclTest, AddsOnlyWhatIsMissing) {
+  struct {
+    DWORD present;  // mask of the entry that is there
+    BYTE type;      // of that entry: 0 allows, 1 denies
+    bool added;
+  } const rows[] = {{kMask, 0, false}, {0x10100000, 0, true}, {kMask, 1, true}};
+  for (const auto& row : rows) {
+    ListBlock had, made;
+    AddAccessAllowedAce(had.acl(), ACL_REVISION, row.present,
+                        LookupSidRestricted());
+    had.bytes[sizeof(ACL)] = row.type;
+    AclFixSize(had.acl());
+    EXPECT_EQ(row.added, EnsureSidInDacl(had.acl(), made.acl(), 512,
+                                         LookupSidRestricted(), kMask));
+    if (!row.added) continue;
+    EXPECT_EQ(AclText(made.acl()),
+              AclText(had.acl()) + L"0 80100000 S-1-5-12;");
+    EXPECT_EQ(made.bytes[8 + 20 + 1], 3);  // flags of the second entry
+  }
+}
+
+// A pipe stands for the file: everywhere it has the list that it was given.
+TEST(SetSidAccessOnHandleTest, GivesUpOnAnObjectWithoutAList) {
+  SECURITY_DESCRIPTOR open = {1, 0, SE_DACL_PRESENT, 0, 0, 0, 0};
+  SECURITY_ATTRIBUTES attributes = {sizeof attributes, &open, FALSE};
+  const ScopedFileHandle pipe(
+      CreateNamedPipeW(L"\\\\.\\pipe\\vel_grant", PIPE_ACCESS_DUPLEX, 0,
+                       PIPE_UNLIMITED_INSTANCES, 64, 64, 0, &attributes));
+  EXPECT_EQ(SetSidAccessOnHandle(pipe.get(), LookupSidEveryone(), 1),
+            DWORD{ERROR_NO_SECURITY_ON_OBJECT});
+}
+
+// A file system that keeps the entry finds it the second time.
+void ExpectGrant(DWORD mask, bool force, bool marker_seen, bool list_read) {
+  const test::LogCapture log;
+  SetSidAccessOnPath(L"%VEL_GRANT%\\c", LookupSidRestricted(), mask, force);
+  EXPECT_EQ(log.Contains(1, L"marker already exists"), marker_seen);
+  EXPECT_EQ(log.Contains(4, L"EnsureSidInDacl: will add mask=") ||
+                log.Contains(2, L"\\c') err="),
+            list_read);
+}
+
+TEST(SetSidAccessOnPathTest, AMarkerKeepsTheGrantFromBeingMadeTwice) {
+  const test::ScratchDirectory scratch;
+  const test::ScopedVariable base(L"VEL_GRANT", scratch.File(L"a\\b"));
+  ExpectGrant(kMask, false, false, true);  // makes the directories
+  EXPECT_TRUE(test::FileExists(scratch.File(L"a\\b\\c\\vel_acc_80100000")));
+  ExpectGrant(kMask, false, true, false);
+  ExpectGrant(kMask, true, true, true);
+  ExpectGrant(0x10100000, false, false, true);
+  const test::LogCapture log;
+  SetSidAccessOnPath(L"%VEL_NONE%\\x", LookupSidRestricted(), 1, true);
+  EXPECT_TRUE(log.Contains(
+      2, L"SetSidAccessOnPath'%VEL_NONE%\\x', 0x1) - failed to expand path"));
+}
+
+std::vector<BYTE> MachineValue() {
+  return RegGetBinary(HKEY_LOCAL_MACHINE, kProductKey, kRestrictedGroupSidValue,
+                      kRegViewDefault);
+}
+
+void SetMachineValue(const std::vector<BYTE>& sid) {
+  RegSetBinary(HKEY_LOCAL_MACHINE, kProductKey, kRestrictedGroupSidValue, sid);
+  if (!sid.empty()) return;
+  RegRemoveValue(HKEY_LOCAL_MACHINE, kProductKey, kRestrictedGroupSidValue,
+                 kRegViewDefault);
+}
+
+VEL_CHILD_MAIN(WithoutGroup) {
+  SetMachineValue({});
+  SetLastError(4711);
+  if (LookupSidVel() != nullptr) return kSkip;
+  if (GetLastError() != 4711) return 1;
+  const test::LogCapture log;
+  init_group(true);
+  return log.Contains(4, L"init_group: LookupSidVel failed") ? 0 : 2;
+}
+
+VEL_CHILD_MAIN(WithGroup) {
+  const auto* bytes = static_cast<const BYTE*>(LookupSidInteractive());
+  const std::vector<BYTE> value(bytes, bytes + 12);
+  SetMachineValue(value);
+  if (MachineValue() != value) return kSkip;
+  if (!EqualSid(LookupSidVel(), LookupSidInteractive())) return 1;
+  SetMachineValue({});
+  if (!create_group() || MachineValue() != value) return 2;
+  const test::LogCapture log;
+  const test::ScopedVariable temp(L"TEMP", argument);
+  init_group(false);
+  if (!log.Contains(4, L"init_group: complete for 'S-1-5-4'")) return 3;
+  if (RegRemoveValue(HKEY_CURRENT_USER, kProductKey, L"RestrictedGroupInitSid",
+                     kRegViewDefault) != ERROR_SUCCESS) {
+    return 6;
+  }
+  if (!test::FileExists(argument + L"\\vel_acc_80100000")) return 4;
+  return test::FileExists(argument + L"\\VelTmp\\vel_acc_10100000") ? 0 : 5;
+}
+
+TEST(RestrictedAccountTest, LivesWithAndWithoutTheGroup) {
+  const std::vector<BYTE> before = MachineValue();
+  for (const wchar_t* name : {L"WithoutGroup", L"WithGroup"}) {
+    const test::ScratchDirectory temp;
+    const auto result = test::ChildProcess(name, temp.path()).Wait();
+    SetMachineValue(before);
+    if (result == DWORD{kSkip}) GTEST_SKIP() << "own group, or no rights";
+    EXPECT_EQ(result, 0u);
+  }
+}
+
+TEST(RestrictedAccountTest, RemainsAreRemovedAlsoWhereThereAreNone) {
+  const std::wstring key = std::wstring(kProductKeyPrefix) + L"Account";
+  RegSetDword(HKEY_CURRENT_USER, key, L"x", 1, kRegViewDefault);
+  EXPECT_TRUE(delete_account());
+  EXPECT_FALSE(RegKeyExists(HKEY_CURRENT_USER, key, kRegViewDefault));
+  EXPECT_TRUE(delete_account() && delete_old_service());
+}
+
+}  // namespace
+}  // namespace vel
