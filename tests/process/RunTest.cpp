@@ -1,0 +1,231 @@
+// A run of the program: what it tells a tray that runs already, what it sets up
+// and takes back, and the order of its install steps.
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <shlobj.h>
+
+#include <functional>
+
+#include "foundation/Paths.h"
+#include "process/MainRun.h"
+#include "process/ProcessState.h"
+#include "process/ShutdownOther.h"
+#include "process/StartMode.h"
+#include "process/VELGUI.h"
+#include "process/VelInstallMode.h"
+#include "process/VersionMarker.h"
+#include "support/ScopedVariable.h"
+#include "support/ScratchDirectory.h"
+#include "sync/ScopedHandle.h"
+#include "tray/EntryHooks.h"
+#include "vel/GuiIpc.h"
+
+namespace vel {
+namespace {
+
+using Command = std::pair<DWORD, std::wstring>;
+using Commands = std::vector<Command>;
+
+const Command kSoft = {VELGUI_IPC_SOFT_SHUTDOWN, L""};
+const Command kSoftOther = {VELGUI_IPC_SOFT_SHUTDOWN, L"0"};
+const Command kHard = {VELGUI_IPC_SHUTDOWN, L""};
+
+// A window in the place of the tray's, which notes what arrives. It belongs to
+// the test's thread: what that thread sends is answered at once.
+struct FakeTray {
+  using Answer = std::function<bool(const Command&)>;
+
+  explicit FakeTray(Answer with) : answer(with) {
+    WNDCLASSW description = {};
+    description.lpfnWndProc = &Procedure;
+    description.lpszClassName = VEL_TRAY_WINDOW_CLASS;
+    RegisterClassW(&description);
+    current = this;
+    EXPECT_TRUE(CreateWindowW(VEL_TRAY_WINDOW_CLASS, L"", WS_OVERLAPPED, 0, 0,
+                              0, 0, nullptr, nullptr, nullptr, nullptr));
+  }
+  ~FakeTray() { Vanish(); }
+
+  static void Vanish() {
+    DestroyWindow(FindWindowW(VEL_TRAY_WINDOW_CLASS, L""));
+  }
+  static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wparam,
+                                    LPARAM lparam) {
+    if (message != WM_COPYDATA) {
+      return DefWindowProcW(window, message, wparam, lparam);
+    }
+    const auto& data = *reinterpret_cast<const COPYDATASTRUCT*>(lparam);
+    const auto* words = static_cast<const DWORD*>(data.lpData);
+    const std::wstring text(reinterpret_cast<const wchar_t*>(words + 1),
+                            (data.cbData - VEL_GUI_IPC_MIN_COPYDATA) / 2);
+    current->commands.emplace_back(*words, text);
+    return current->answer(current->commands.back());
+  }
+
+  static inline FakeTray* current = nullptr;
+  Commands commands;
+  const Answer answer;
+};
+
+TEST(StartModeTest, WhatEachModeTellsTheTrayAndWhetherTheRunGoesOn) {
+  const struct {
+    const wchar_t* cmd_line;
+    bool granted, goes_on;
+    Commands commands;
+  } cases[] = {
+      {L"/start_mode=\"configure\"", true, false, {{VELGUI_IPC_CONFIGURE, {}}}},
+      {L"/start_mode=\"shutdown\"", true, false, {kSoft, kHard}},
+      {L"/start_mode=\"shutdown\"", false, false, {kSoft}},
+      {L"/start_mode=\"shutdown\"/shutdown_mode=\"force\"", 0, false, {kHard}},
+      {L"/start_mode=\"shutdown\"/shutdown_mode=\"Force\"", 0, false, {kSoft}},
+      {L"/start_mode=\"Shutdown\"", true, true, {}},
+      // No service is reachable, so the process goes on by itself.
+      {L"/start_mode=\"after_install\"", true, true, {}},
+  };
+  for (const auto& row : cases) {
+    FakeTray tray([&](auto&) { return row.granted; });
+    EXPECT_EQ(process_start_mode(row.cmd_line), row.goes_on);
+    EXPECT_EQ(tray.commands, row.commands);
+  }
+}
+
+TEST(StartModeTest, RelaunchTextIsNotLookedAtAgain) {
+  const std::wstring request = L"/start_mode=\"after_install\"";
+  EXPECT_EQ(without_after_install(request + L"/start_mode=\"after" + request +
+                                  L"_install\""),
+            request);
+}
+
+TEST(VELGUITest, ToolsRunBesideATrayAndARefusalEndsTheRest) {
+  const test::ScratchDirectory scratch;
+  const test::ScopedVariable data(L"APPDATA", scratch.path());
+  const ScopedHandle running(CreateMutexW(nullptr, FALSE, L"VELGUI_RUNNING"));
+  EXPECT_EQ(BrindlemarMain(L"x"), kExitRefused) << "no window";
+  FakeTray tray([](auto&) { return false; });
+  EXPECT_EQ(BrindlemarMain(L"/askpref=\"1\""), kExitDone);
+  BrindlemarMain(L"/velinst=\"[none of the known]\"");
+  EXPECT_TRUE(tray.commands.empty());
+  EXPECT_EQ(BrindlemarMain(L"/askpref=\"\" /velinst=\"\""), kExitRefused);
+  EXPECT_EQ(tray.commands.size(), 1u);
+}
+
+TEST(ShutdownOtherTest, OnlyATrayThatKeepsItsSessionsIsAFailure) {
+  const auto try_with = [](FakeTray::Answer answer, const Commands& expected) {
+    FakeTray tray(answer);
+    const bool done = softhard_shutdown_other();
+    EXPECT_EQ(tray.commands, expected);
+    return done;
+  };
+  EXPECT_FALSE(try_with([](auto&) { return false; }, {kSoftOther}));
+  EXPECT_TRUE(
+      try_with([](auto&) { return FakeTray::Vanish(), false; }, {kSoftOther}));
+  // The window stays, and nobody waits for it.
+  EXPECT_TRUE(try_with([](auto& command) { return command == kSoftOther; },
+                       {kSoftOther, kHard}));
+}
+
+TEST(MainRunTest, StartsOnceAndTheEndUndoesItOnce) {
+  const test::ScratchDirectory scratch;
+  const test::ScopedVariable data(L"APPDATA", scratch.path());
+  const test::ScopedVariable program(L"VELDIR", L"C:\\nowhere");
+  guest_mode = true;
+  vel_main_init();
+  EXPECT_TRUE(test::FileExists(special_folder(CSIDL_PERSONAL, true) +
+                               L"Brindlemar Shared Files"));
+  VersionMarker marker(L"1.2.3.4", app_data_directory() + L".version");
+  version_marker = &marker;
+  const std::wstring store = L"Tessavane\\VEL\\DownloadedFiles.ptp";
+  scratch.Write(store, "x");
+  vel_main_term();
+  EXPECT_FALSE(test::FileExists(scratch.File(store)));
+  EXPECT_EQ(scratch.Read(L"Tessavane\\VEL\\.version"), "1.2.3.4");
+  scratch.Write(store, "x");
+  vel_main_term();
+  EXPECT_TRUE(test::FileExists(scratch.File(store))) << "ended already";
+  version_marker = nullptr;
+  guest_mode = false;
+}
+
+TEST(VersionMarkerTest, AnotherVersionOrWhatIsNewerThanTheMarkerGoes) {
+  const test::ScratchDirectory scratch;
+  for (const char* const other : {"", "1.2.3", "1.2.3.4\n"}) {
+    VersionMarker marker(L"1.2.3.4", scratch.Write(L".version", other));
+    EXPECT_TRUE(marker.changed() && marker.should_delete({})) << other;
+    EXPECT_FALSE(marker.should_remove_root());
+  }
+  const std::wstring path = scratch.Write(L".version", "1.2.3.4");
+  WIN32_FIND_DATAW entry;
+  FindClose(FindFirstFileW(path.c_str(), &entry));
+  const FILETIME at = entry.ftLastWriteTime;
+  VersionMarker marker(L"1.2.3.4", path);
+  EXPECT_FALSE(marker.changed());
+  // High words count before low ones.
+  const FILETIME before = {at.dwLowDateTime + 1, at.dwHighDateTime - 1};
+  const FILETIME after = {at.dwLowDateTime - 1, at.dwHighDateTime + 1};
+  const auto goes = [&](FILETIME created, FILETIME written, DWORD attributes) {
+    entry.ftCreationTime = created;
+    entry.ftLastWriteTime = written;
+    entry.dwFileAttributes = attributes;
+    return marker.should_delete(entry);
+  };
+  EXPECT_FALSE(goes(at, at, 0));
+  EXPECT_TRUE(goes(after, before, 0));
+  EXPECT_TRUE(goes(before, after, 0));
+  EXPECT_TRUE(goes(before, before, FILE_ATTRIBUTE_DIRECTORY));
+  EXPECT_FALSE(VersionMarker(L"1.2.3.4", path + L"\\below a file").Commit());
+}
+
+std::wstring steps_taken;
+bool tray_runs = false;
+bool steps_work = true;
+
+template <wchar_t kLetter, class Result = bool>
+Result step() {
+  steps_taken += kLetter;
+  return static_cast<Result>(steps_work);
+}
+
+bool is_running() {
+  return tray_runs;
+}
+bool report(const wchar_t* reason) {
+  steps_taken += std::wstring(L"<") + reason + L">";
+  return false;
+}
+void set_pending(bool pending) {
+  steps_taken += pending ? L'P' : L'p';
+}
+
+constexpr VelInstallSteps kSteps = {
+    is_running,       step<L'T'>,       report,           step<L'G'>,
+    step<L'A'>,       step<L'O'>,       step<L'I', void>, step<L'U', void>,
+    step<L'D', void>, step<L'B', void>, step<L'X', void>, set_pending};
+
+TEST(VelInstallModeTest, TheFirstTokenDecidesAndStepsRunOnInTheirOrder) {
+  const struct {
+    const wchar_t* tokens;
+    bool tray, work;
+    int code;
+    const wchar_t* steps;
+  } cases[] = {
+      {L"[uninstall]", false, true, 0, L"<uninstall>AOUDB"},
+      {L"[uninstall]", false, false, 1, L"<uninstall>AOUDB"},
+      {L"[uninstall]", true, false, 2, L"T"},
+      {L"[install][uninstall]", false, true, 0, L"<uninstall>AOUDB"},
+      {L"[install]", false, false, 2, L"PGUIX<install>"},
+      {L"[noreboot][install]", false, true, 0, L"PGUIX<install>"},
+      {L"[noreboot]", false, true, 0, L"p"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.steps);
+    steps_taken.clear();
+    tray_runs = c.tray;
+    steps_work = c.work;
+    const auto cmd_line = std::wstring(L"/velinst=\"") + c.tokens + L"\"";
+    EXPECT_EQ(vel_install_mode_with(kSteps, cmd_line), c.code);
+    EXPECT_EQ(steps_taken, c.steps);
+  }
+}
+
+}  // namespace
+}  // namespace vel
