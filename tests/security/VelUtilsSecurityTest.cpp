@@ -3,54 +3,34 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include "security/Tokens.h"
 #include "support/ChildProcess.h"
-#include "sync/ScopedHandle.h"
 
 namespace vel {
 namespace {
 
 enum ChildExit : int { kAsExpected, kRemovalFailed, kNotRefused, kOtherError };
 
-TOKEN_PRIVILEGES DebugPrivilege(DWORD attributes) {
-  TOKEN_PRIVILEGES privileges = {};
-  privileges.PrivilegeCount = 1;
-  privileges.Privileges[0].Attributes = attributes;
-  LookupPrivilegeValueW(nullptr, SE_DEBUG_NAME, &privileges.Privileges[0].Luid);
-  return privileges;
-}
-
-ScopedHandle OwnToken() {
-  ScopedHandle token;
-  OpenProcessToken(GetCurrentProcess(), TOKEN_ALL_ACCESS, token.put());
-  return token;
-}
-
-bool SetDebugPrivilege(DWORD attributes) {
-  TOKEN_PRIVILEGES privileges = DebugPrivilege(attributes);
+// Whether it was enabled before; nothing when the token doesn't hold it.
+std::optional<bool> SetDebugPrivilege(DWORD attributes) {
+  const ScopedHandle token =
+      OpenProcessTokenFor(TOKEN_ALL_ACCESS, GetCurrentProcess());
+  TOKEN_PRIVILEGES wanted = {1, {{{}, attributes}}};
+  TOKEN_PRIVILEGES before = {};
+  DWORD size = 0;
+  LookupPrivilegeValueW(nullptr, SE_DEBUG_NAME, &wanted.Privileges[0].Luid);
   SetLastError(ERROR_SUCCESS);
-  AdjustTokenPrivileges(OwnToken().get(), FALSE, &privileges, 0, nullptr,
-                        nullptr);
-  return GetLastError() == ERROR_SUCCESS;
-}
-
-bool IsDebugPrivilegeEnabled() {
-  PRIVILEGE_SET wanted = {};
-  wanted.PrivilegeCount = 1;
-  wanted.Control = PRIVILEGE_SET_ALL_NECESSARY;
-  wanted.Privilege[0] = DebugPrivilege(0).Privileges[0];
-  BOOL enabled = FALSE;
-  HANDLE impersonation = nullptr;
-  DuplicateToken(OwnToken().get(), SecurityIdentification, &impersonation);
-  const ScopedHandle token(impersonation);
-  PrivilegeCheck(token.get(), &wanted, &enabled);
-  return enabled != FALSE;
+  AdjustTokenPrivileges(token.get(), FALSE, &wanted, sizeof before, &before,
+                        &size);
+  if (GetLastError() != ERROR_SUCCESS) return std::nullopt;
+  return (before.Privileges[0].Attributes & SE_PRIVILEGE_ENABLED) != 0;
 }
 
 TEST(EnableDebugPrivilegeTest, EnablesWhatTheTokenHolds) {
   if (!SetDebugPrivilege(0)) GTEST_SKIP() << "needs an administrator";
-  ASSERT_FALSE(IsDebugPrivilegeEnabled());
+  EXPECT_EQ(SetDebugPrivilege(0), false);
   EXPECT_TRUE(EnableDebugPrivilege());
-  EXPECT_TRUE(IsDebugPrivilegeEnabled());
+  EXPECT_EQ(SetDebugPrivilege(0), true);
 }
 
 VEL_CHILD_MAIN(HasNoDebugPrivilege) {
@@ -60,8 +40,7 @@ VEL_CHILD_MAIN(HasNoDebugPrivilege) {
 }
 
 TEST(EnableDebugPrivilegeTest, FailsWhenTheTokenDoesNotHoldIt) {
-  test::ChildProcess child(L"HasNoDebugPrivilege");
-  const auto result = child.Wait();
+  const auto result = test::ChildProcess(L"HasNoDebugPrivilege").Wait();
   if (result == DWORD{kRemovalFailed}) GTEST_SKIP() << "can't drop a privilege";
   EXPECT_EQ(result, DWORD{kAsExpected});
 }
