@@ -1,12 +1,15 @@
+// Where things lie: parts of paths, long names, the product's files.
 #include "foundation/Paths.h"
 
 #include <gtest/gtest.h>
+#include <shlwapi.h>
 
+#include "foundation/LongPath.h"
 #include "foundation/Product.h"
 #include "foundation/Registry.h"
-#include "support/ScopedVariable.h"
 #include "foundation/Text.h"
 #include "support/LogCapture.h"
+#include "support/ScopedVariable.h"
 #include "support/ScratchDirectory.h"
 
 namespace vel {
@@ -16,195 +19,143 @@ using test::FileExists;
 using test::ScopedVariable;
 using test::ScratchDirectory;
 
-// A value of a product key, put back as it was.
-class ScopedSetting {
- public:
-  ScopedSetting(HKEY root, std::wstring subkey, std::wstring name,
-                const std::wstring& value)
-      : _root(root),
-        _subkey(std::move(subkey)),
-        _name(std::move(name)),
-        _before(RegGetString(_root, _subkey, _name, 0)) {
-    put(value);
-  }
-  ~ScopedSetting() { put(_before); }
-  ScopedSetting(const ScopedSetting&) = delete;
-  ScopedSetting& operator=(const ScopedSetting&) = delete;
+const HKEY kMachine = HKEY_LOCAL_MACHINE;
 
-  void put(const std::wstring& value) {
-    if (value.empty()) {
-      RegRemoveValue(_root, _subkey, _name, 0);
-    } else {
-      RegSetString(_root, _subkey, _name, value, 0);
+// Both root keys are empty keys of the test's own.
+class PathsTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    for (const HKEY root : {kMachine, HKEY_CURRENT_USER}) {
+      const wchar_t* name = root == kMachine ? L"\\machine" : L"\\user";
+      const RegKeyHolder key = RegOpen(HKEY_CURRENT_USER, _own + name, true, 0);
+      ASSERT_TRUE(key);
+      ASSERT_EQ(RegOverridePredefKey(root, key.get()), ERROR_SUCCESS);
     }
   }
-
- private:
-  const HKEY _root;
-  const std::wstring _subkey, _name, _before;
+  void TearDown() override {
+    RegOverridePredefKey(kMachine, nullptr);
+    RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
+    SHDeleteKeyW(HKEY_CURRENT_USER, _own.c_str());
+  }
+  const std::wstring _own =
+      FormatWide(L"Software\\Tessavane\\VELTest\\%u", GetCurrentProcessId());
+  const ScratchDirectory _scratch;
+  const ScopedVariable _product{L"VELDIR", L"C:\\veldir"};
 };
-
-bool can_write_machine_settings() {
-  return RegOpen(HKEY_LOCAL_MACHINE, kProductKey, true, 0).is_valid();
-}
-#define NEED_MACHINE_SETTINGS()                              \
-  if (!can_write_machine_settings()) {                       \
-    GTEST_SKIP() << "no write access to HKEY_LOCAL_MACHINE"; \
-  }
-
-TEST(PathParts, TakesPathsApart) {
-  const struct {
-    const wchar_t *path, *directory, *name;
-  } rows[] = {
-      {L"C:\\a\\b.txt", L"C:\\a\\", L"b.txt"},
-      {L"C:\\a\\", L"C:\\a\\", L""},
-      {L"name", L"", L"name"},
-      {L"", L"", L""},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(directory_of(row.path), row.directory);
-    EXPECT_EQ(file_name_of(row.path), row.name);
-  }
-}
-
-TEST(PathParts, AddsAndCutsSlashes) {
-  EXPECT_EQ(with_slash(L""), L"");
-  EXPECT_EQ(with_slash(L"a"), L"a\\");
-  EXPECT_EQ(with_slash(L"a\\"), L"a\\");
-  EXPECT_EQ(without_slash(L"a\\"), L"a");
-  EXPECT_EQ(without_slash(L"a"), L"a");
-  EXPECT_EQ(without_slash(L""), L"");
-  EXPECT_EQ(lower_case(L"\\A\x00c4"), L"\\a\x00e4");
-}
 
 TEST(PathParts, MakesDirectories) {
   const ScratchDirectory scratch;
-  make_directories(scratch.File(L"a\\b\\c\\"));
-  EXPECT_TRUE(FileExists(scratch.File(L"a\\b\\c")));
-  make_directories(scratch.File(L"d\\e\\file.txt"));
+  make_directories(L"\\??\\" + scratch.File(L"d\\e\\file.txt"));
   EXPECT_TRUE(FileExists(scratch.File(L"d\\e")));
   EXPECT_FALSE(FileExists(scratch.File(L"d\\e\\file.txt")));
-  make_directories(L"\\??\\" + scratch.File(L"f\\g\\"));
-  EXPECT_TRUE(FileExists(scratch.File(L"f\\g")));
   // A file stands in the way.
   scratch.Write(L"h", "x");
   SetLastError(1234);
   make_directories(scratch.File(L"h\\i\\"));
   EXPECT_EQ(GetLastError(), 1234u);
-  EXPECT_EQ(scratch.Read(L"h"), "x");
 }
 
-TEST(ModuleFile, NamesModules) {
-  EXPECT_TRUE(EndsWithNoCase(module_path(nullptr), L"\\foundation_tests.exe"));
-  EXPECT_TRUE(EndsWithNoCase(module_path(GetModuleHandleW(L"kernel32.dll")),
-                             L"\\kernel32.dll"));
-  EXPECT_EQ(module_path(reinterpret_cast<HMODULE>(16)), L"");
+TEST(LongPathCache, ForgetsSixtySecondsAfterTheLastUse) {
+  LongPathCache cache;
+  cache.enter(L"a", L"long", 1000);
+  EXPECT_EQ(cache.find(L"a", 60999), L"long");
+  // The use has begun the time anew.
+  EXPECT_EQ(cache.find(L"a", 120998), L"long");
+  EXPECT_EQ(cache.find(L"a", 180998), std::nullopt);
 }
 
-TEST(ModuleFile, ReadsFileVersions) {
-  const std::wstring version =
-      file_version(module_path(GetModuleHandleW(L"user32.dll")));
-  unsigned parts[4] = {};
-  EXPECT_EQ(swscanf(version.c_str(), L"%u.%u.%u.%u", &parts[0], &parts[1],
-                    &parts[2], &parts[3]),
-            4);
-  EXPECT_GT(parts[0], 0u);
-  EXPECT_EQ(file_version(module_path(nullptr)), L"");
-  EXPECT_EQ(file_version(L"C:\\no\\file"), L"");
+TEST(LongPathCache, TakesNothingNewWhileFullAndPrunesEveryFiveSeconds) {
+  LongPathCache cache;
+  for (std::size_t i = 0; i < LongPathCache::kLimit; ++i) {
+    cache.enter(std::wstring(i, L'x'), L"long", i == 0 ? 12000 : 10000);
+  }
+  cache.enter(L"new", L"long", 69000);  // Prunes, but nothing is dead.
+  cache.enter(L"new", L"long", 73999);  // Too soon.
+  EXPECT_EQ(cache.size(), LongPathCache::kLimit);
+  EXPECT_EQ(cache.find(L"new", 73999), std::nullopt);
+  cache.enter(L"new", L"long", 74000);
+  EXPECT_EQ(cache.size(), 0u);
+  cache.enter(L"new", L"long", 74000);
+  EXPECT_EQ(cache.find(L"new", 74000), L"long");
 }
 
-TEST(Paths, KnowsTheSystemsDirectories) {
-  EXPECT_TRUE(FileExists(windows_directory() + L"\\system32"));
+TEST(LongPath, LengthensTheComponentsThatExist) {
   const ScratchDirectory scratch;
-  const ScopedVariable tmp(L"TMP", scratch.path());
-  EXPECT_EQ(lower_case(temp_directory()), lower_case(scratch.path()));
-  const std::wstring system = wow64_system_directory();
-  EXPECT_TRUE(system.empty() || EndsWithNoCase(system, L"\\syswow64"));
-  EXPECT_FALSE(is_wow64_process(GetCurrentProcess()));
-  EXPECT_FALSE(is_wow64_process(nullptr));
+  const std::wstring name = L"A longer name\\Another long name.text";
+  const std::wstring shortened = short_path(scratch.Write(name, "x"));
+  if (file_name_of(shortened).find(L'~') == std::wstring::npos) {
+    GTEST_SKIP() << "the volume has no 8.3 names";
+  }
+  const std::wstring expected = long_path(scratch.path()) + L"\\" + name;
+  EXPECT_EQ(long_path(shortened), expected);
+  EXPECT_EQ(long_path(L"\\??\\" + shortened), L"\\??\\" + expected);
 }
 
-TEST(Paths, FindsTheInstallationInItsOrder) {
-  NEED_MACHINE_SETTINGS();
-  constexpr wchar_t kUninstall[] =
+TEST(LongPath, LeavesOtherPathsAlone) {
+  for (const wchar_t* path :
+       {L"", L"C:", L"C:\\", L"name~1", L"C:\\no~1\\x", L"C:\\a*~1", L"\\??\\",
+        L"\\??\\C:\\x", L"\\\\srv\\share\\a"}) {
+    SetLastError(1234);
+    EXPECT_EQ(long_path(path), path);
+    EXPECT_EQ(GetLastError(), 1234u);
+  }
+  EXPECT_EQ(short_path(L"C:\\no such\\file name"), L"C:\\no such\\file name");
+  // What couldn't be found is looked for again.
+  const ScratchDirectory scratch;
+  const std::wstring path = scratch.File(L"NAME~1.TXT");
+  EXPECT_EQ(file_name_of(long_path(path)), L"NAME~1.TXT");
+  scratch.Write(L"name~1.txt", "x");
+  EXPECT_EQ(file_name_of(long_path(path)), L"name~1.txt");
+}
+
+TEST_F(PathsTest, FindsTheInstallationInItsOrder) {
+  const std::wstring uninstall =
       L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
-  ScopedSetting machine(HKEY_LOCAL_MACHINE, kProductKey, L"InstallPath",
-                        L"C:\\machine\\");
-  ScopedSetting uninstall(HKEY_LOCAL_MACHINE,
-                          std::wstring(kUninstall) + kUninstallKeyName,
-                          L"InstallLocation", L"C:\\uninstall");
-  ScopedSetting user(HKEY_CURRENT_USER, kProductKey, L"InstallPath",
-                     L"C:\\user\\");
-  EXPECT_EQ(install_path(), L"C:\\machine");
-  machine.put(L"");
-  EXPECT_EQ(install_path(), L"C:\\uninstall");
-  uninstall.put(L"");
-  EXPECT_EQ(install_path(), L"C:\\user");
-  user.put(L"");
   EXPECT_EQ(install_path(), L"");
+  RegSetString(HKEY_CURRENT_USER, kProductKey, L"InstallPath", L"C:\\user\\",
+               0);
+  EXPECT_EQ(install_path(), L"C:\\user");
+  RegSetString(kMachine, uninstall + kUninstallKeyName, L"InstallLocation",
+               L"C:\\uninstall", 0);
+  EXPECT_EQ(install_path(), L"C:\\uninstall");
+  RegSetString(kMachine, kProductKey, L"InstallPath", L"C:\\machine\\", 0);
+  EXPECT_EQ(install_path(), L"C:\\machine");
 }
 
-TEST(Paths, FindsTheProductsFiles) {
-  NEED_MACHINE_SETTINGS();
-  const ScopedVariable product(L"VELDIR", L"C:\\veldir");
-  EXPECT_EQ(product_directory(), L"C:\\veldir\\");
-  ScopedSetting executable(HKEY_LOCAL_MACHINE, kProductKey,
-                           L"ProductExecutable", L"");
-  EXPECT_EQ(product_executable(), L"C:\\veldir\\Brindlemar.exe");
+TEST_F(PathsTest, FindsTheProductsFiles) {
   for (const auto& [setting, path] :
-       {std::pair{L"Other.exe", L"C:\\veldir\\Other.exe"},
-        std::pair{L"D:\\Other.exe", L"D:\\Other.exe"},
-        std::pair{L"\\\\srv\\Other.exe", L"\\\\srv\\Other.exe"}}) {
-    executable.put(setting);
+       {std::pair{L"", L"C:\\veldir\\Brindlemar.exe"},
+        {L"Other.exe", L"C:\\veldir\\Other.exe"},
+        {L"D:\\Other.exe", L"D:\\Other.exe"},
+        {L"\\\\srv\\Other.exe", L"\\\\srv\\Other.exe"}}) {
+    RegSetString(kMachine, kProductKey, L"ProductExecutable", setting, 0);
     EXPECT_EQ(product_executable(), path);
   }
-}
-
-TEST(Paths, FallsBackToTheProcesssDirectory) {
-  NEED_MACHINE_SETTINGS();
-  const ScopedVariable product(L"VELDIR", L"");
-  ScopedSetting machine(HKEY_LOCAL_MACHINE, kProductKey, L"InstallPath", L"");
-  ScopedSetting user(HKEY_CURRENT_USER, kProductKey, L"InstallPath", L"");
-  if (!install_path().empty()) GTEST_SKIP() << "the product is installed";
+  const ScopedVariable app_data(L"APPDATA", _scratch.path());
+  EXPECT_EQ(app_data_directory(), _scratch.File(L"Tessavane\\VEL\\"));
+  RegSetString(kMachine, kProductKey, L"Brand", L"Other", 0);
+  EXPECT_EQ(app_data_directory(), _scratch.File(L"Tessavane\\Other\\"));
+  EXPECT_TRUE(FileExists(_scratch.File(L"Tessavane\\Other")));
+  _product.Set(L"");
   EXPECT_EQ(product_directory(), directory_of(module_path(nullptr)));
 }
 
-TEST(Paths, PutsUserDataBelowTheBrand) {
-  NEED_MACHINE_SETTINGS();
-  const ScratchDirectory scratch;
-  const ScopedVariable app_data(L"APPDATA", scratch.path());
-  ScopedSetting setting(HKEY_LOCAL_MACHINE, kProductKey, L"Brand", L"");
-  EXPECT_EQ(app_data_directory(), scratch.path() + L"\\Tessavane\\VEL\\");
-  EXPECT_TRUE(FileExists(scratch.File(L"Tessavane\\VEL")));
-  setting.put(L"Other");
-  EXPECT_EQ(brand(), L"Other");
-  EXPECT_EQ(app_data_directory(), scratch.path() + L"\\Tessavane\\Other\\");
-}
-
-TEST(Paths, RedirectsAComponentToAFileThatExists) {
-  NEED_MACHINE_SETTINGS();
-  const ScratchDirectory scratch;
-  const ScopedVariable product(L"VELDIR", L"C:\\veldir");
-  const std::wstring moved = scratch.Write(L"moved.dll", "x");
-  ScopedSetting redirect(HKEY_LOCAL_MACHINE,
-                         std::wstring(kProductKeyPrefix) + L"ComponentRedirect",
-                         L"VELTestComponent.dll", moved);
-  EXPECT_EQ(component_path(L"VELTestComponent.dll"), moved);
+TEST_F(PathsTest, RedirectsAComponentToAFileThatExists) {
+  const std::wstring key =
+      std::wstring(kProductKeyPrefix) + L"ComponentRedirect";
+  const std::wstring file = _scratch.File(L"moved.dll");
+  RegSetString(kMachine, key, L"x.dll", file, 0);
+  EXPECT_EQ(component_path(L"MIN\\x.dll"), L"C:\\veldir\\MIN\\x.dll");
+  _scratch.Write(L"moved.dll", "x");
   // The name without its folder decides.
-  EXPECT_EQ(component_path(L"MIN\\VELTestComponent.dll"), moved);
-  redirect.put(scratch.File(L"missing.dll"));
-  EXPECT_EQ(component_path(L"MIN\\VELTestComponent.dll"),
-            L"C:\\veldir\\MIN\\VELTestComponent.dll");
+  EXPECT_EQ(component_path(L"MIN\\x.dll"), file);
 }
 
-TEST(Paths, FindsThe32BitFiles) {
-  const ScopedVariable product(L"VELDIR", L"C:\\veldir");
+TEST_F(PathsTest, FindsThe32BitFiles) {
   const test::LogCapture log;
   EXPECT_EQ(GetWow64ModulePath(L"c:\\VELDIR\\a\\b.dll"),
             L"c:\\VELDIR\\WOW64\\a\\b.dll");
-  EXPECT_EQ(GetWow64ModulePath(L"b.dll"), L"C:\\veldir\\WOW64\\b.dll");
   EXPECT_EQ(GetWow64ModulePath(L"D:"), L"C:\\veldir\\WOW64\\D:");
-  EXPECT_TRUE(log.Lines().empty() || !log.Contains(2, L"GetWow64ModulePath"));
   EXPECT_EQ(GetWow64ModulePath(L"D:\\a\\b.dll"), L"D:\\a\\WOW64\\b.dll");
   EXPECT_TRUE(log.Contains(
       2,
@@ -212,27 +163,14 @@ TEST(Paths, FindsThe32BitFiles) {
       L"defaulted to 'D:\\a\\WOW64\\b.dll' "));
 }
 
-TEST(Paths, FindsTheShellsFolders) {
-  const std::wstring app_data = special_folder(26, true);
-  ASSERT_NE(app_data, L"");
-  EXPECT_EQ(app_data.back(), L'\\');
-  EXPECT_EQ(special_folder(26, false), without_slash(app_data));
-  const ScopedVariable all_users(L"ALLUSERSPROFILE", L"C:\\all\\");
-  EXPECT_EQ(special_folder(kFolderAllUsersProfile, false), L"C:\\all");
-  EXPECT_EQ(special_folder(12345, true), L"");
-}
-
-TEST(Paths, CreatesTheFavoritesFolder) {
+TEST_F(PathsTest, CreatesTheFavoritesFolder) {
   constexpr wchar_t kShellFolders[] =
       L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
-  const ScratchDirectory scratch;
-  const ScopedSetting setting(HKEY_CURRENT_USER, kShellFolders, L"Favorites",
-                              scratch.File(L"a\\fav"));
-  EXPECT_EQ(special_folder(6, true), scratch.File(L"a\\fav\\"));
-  EXPECT_TRUE(FileExists(scratch.File(L"a\\fav")));
-  const ScopedSetting local(HKEY_CURRENT_USER, kShellFolders, L"Local Settings",
-                            L"C:\\local");
-  EXPECT_EQ(special_folder(kFolderLocalSettings, false), L"C:\\local");
+  RegSetString(HKEY_CURRENT_USER, kShellFolders, L"Favorites",
+               _scratch.File(L"a\\fav"), 0);
+  EXPECT_EQ(special_folder(6, true), _scratch.File(L"a\\fav\\"));
+  EXPECT_TRUE(FileExists(_scratch.File(L"a\\fav")));
+  EXPECT_EQ(special_folder(12345, true), L"");
 }
 
 }  // namespace

@@ -1,65 +1,27 @@
+// Texts: formats, comparisons, patterns, Base64 and random names.
 #include "foundation/Text.h"
 
 #include <gtest/gtest.h>
+
+#include <cstring>
+#include <set>
+#include <stdexcept>
+
+#include "foundation/Base64.h"
+#include "foundation/RandomText.h"
+#include "foundation/WildcardMatch.h"
 
 namespace vel {
 namespace {
 
 TEST(Text, FormatsTextsOfAnyLength) {
-  for (const std::size_t length : {0u, 254u, 255u, 256u, 300u, 511u, 100000u}) {
+  for (const std::size_t length : {0u, 254u, 255u, 256u, 511u, 100000u}) {
     const std::wstring wide(length, L'x');
     EXPECT_EQ(FormatWide(L"%s%u", wide.c_str(), 7u), wide + L"7");
     const std::string narrow(length, 'x');
     EXPECT_EQ(FormatNarrow("%s%u", narrow.c_str(), 7u), narrow + "7");
   }
-  EXPECT_EQ(FormatWide(L"100%s"), L"100%s");
-  EXPECT_EQ(FormatNarrow("100%s"), "100%s");
   EXPECT_EQ(FormatWide(L"%S %I64i %x", "narrow", -5LL, 255), L"narrow -5 ff");
-  EXPECT_EQ(FormatNarrow("%S", L"wide"), "wide");
-}
-
-TEST(Text, ChangesCase) {
-  std::wstring wide = L"aZ[`{@1\x00e4\x0416z";
-  ToUpperInPlace(wide);
-  EXPECT_EQ(wide, L"AZ[`{@1\x00c4\x0416Z");
-  ToLowerInPlace(wide);
-  EXPECT_EQ(wide, L"az[`{@1\x00e4\x0436z");
-  std::string narrow = "aZ[`{@1";
-  ToUpperInPlace(narrow);
-  EXPECT_EQ(narrow, "AZ[`{@1");
-  ToLowerInPlace(narrow);
-  EXPECT_EQ(narrow, "az[`{@1");
-  std::wstring empty;
-  ToLowerInPlace(empty);
-  EXPECT_EQ(empty, L"");
-}
-
-TEST(Text, ComparesHeadsAndTails) {
-  EXPECT_TRUE(EndsWith(L"abc", L"bc"));
-  EXPECT_TRUE(EndsWith(L"abc", L""));
-  EXPECT_FALSE(EndsWith(L"abc", L"BC"));
-  EXPECT_FALSE(EndsWith("bc", "abc"));
-  EXPECT_TRUE(StartsWith("abc", "ab"));
-  EXPECT_FALSE(StartsWith(L"ab", L"abc"));
-  EXPECT_TRUE(MatchesAt("abc", 1, "bc"));
-  EXPECT_TRUE(MatchesAt(L"abc", 3, L""));
-  EXPECT_FALSE(MatchesAt(L"abc", 2, L"cd"));
-  EXPECT_FALSE(MatchesAt("abc", 4, ""));
-  EXPECT_FALSE(MatchesAt("abc", std::string::npos, "abc"));
-}
-
-TEST(Text, ComparesWithoutCase) {
-  EXPECT_TRUE(EqualsNoCase(L"Stra\x00c4", L"sTRA\x00e4"));
-  EXPECT_TRUE(EqualsNoCase(L"", L""));
-  EXPECT_FALSE(EqualsNoCase(L"a", L""));
-  EXPECT_FALSE(EqualsNoCase(L"ab", L"abc"));
-  EXPECT_TRUE(EndsWithNoCase(L"C:\\A.EXE", L".exe"));
-  EXPECT_FALSE(EndsWithNoCase(L"exe", L".exe"));
-  EXPECT_TRUE(EndsWithNoCase(L"x", L""));
-  EXPECT_TRUE(StartsWithNoCase(L"HTTP://x", L"http:"));
-  EXPECT_TRUE(StartsWithNoCase("HTTP://x", "http:"));
-  EXPECT_FALSE(StartsWithNoCase("HTT", "http:"));
-  EXPECT_TRUE(StartsWithNoCase("x", ""));
 }
 
 TEST(Text, FoldsAsTheSystemDoes) {
@@ -69,45 +31,127 @@ TEST(Text, FoldsAsTheSystemDoes) {
     CharUpperBuffW(&expected, 1);
     ASSERT_EQ(FoldChar(character), expected) << std::hex << code;
   }
-  EXPECT_TRUE(CharEqualsNoCase(L'\x00e4', L'\x00c4'));
-  EXPECT_FALSE(CharEqualsNoCase(L'[', L'{'));
+  std::wstring text = L"aZ[`{@1\x00e4\x0416z";
+  SetLastError(1234);
+  ToUpperInPlace(text);
+  EXPECT_EQ(text, L"AZ[`{@1\x00c4\x0416Z");
+  ToLowerInPlace(text);
+  EXPECT_EQ(text, L"az[`{@1\x00e4\x0436z");
+  EXPECT_EQ(GetLastError(), 1234u);
 }
 
-TEST(Text, TellsAsciiApart) {
-  EXPECT_TRUE(IsAscii(""));
-  EXPECT_TRUE(IsAscii(L"a\x7f"));
-  EXPECT_FALSE(IsAscii(L"a\x80"));
-  EXPECT_FALSE(IsAscii("\xff"));
+TEST(Text, ComparesHeadsAndTails) {
+  EXPECT_TRUE(EndsWith(L"abc", L"bc"));
+  EXPECT_FALSE(EndsWith("bc", "abc"));
+  EXPECT_TRUE(MatchesAt(L"abc", 3, L""));
+  EXPECT_FALSE(MatchesAt("abc", std::string::npos, "abc"));
+  EXPECT_TRUE(EqualsNoCase(L"Stra\x00c4", L"sTRA\x00e4"));
+  EXPECT_FALSE(EqualsNoCase(L"ab", L"abc"));
+  EXPECT_TRUE(EndsWithNoCase(L"C:\\A.EXE", L".exe"));
+  EXPECT_FALSE(EndsWithNoCase(L"exe", L".exe"));
+  EXPECT_FALSE(StartsWithNoCase("HTT", "http:"));
 }
 
-TEST(Text, ShowsBinaryDataAsText) {
+TEST(Text, ConvertsData) {
   const unsigned char bytes[] = {0x00, 0x9a, 0xff};
   EXPECT_EQ(HexText(bytes, sizeof(bytes)), L"009AFF");
-  EXPECT_EQ(HexText(nullptr, 0), L"");
   const GUID guid = {0x1234abcd, 0x12, 0xf3, {1, 2, 3, 4, 5, 6, 7, 0xff}};
   EXPECT_EQ(GuidToText(guid), L"{1234abcd-0012-00f3-0102-0304050607ff}");
-  EXPECT_EQ(GuidToText(GUID{}), L"{00000000-0000-0000-0000-000000000000}");
-}
-
-TEST(Text, EscapesXml) {
   std::string text = "a<b&c>\"'&amp;";
   XmlEscape(text);
   EXPECT_EQ(text, "a&lt;b&amp;c&gt;&quot;&apos;&amp;amp;");
+  EXPECT_TRUE(IsAscii(L"a\x7f"));
+  EXPECT_FALSE(IsAscii("\xff"));
 }
 
-TEST(Text, WidensBytesOfTheAnsiCodePage) {
-  EXPECT_EQ(WideFromAnsi(""), L"");
-  EXPECT_EQ(WideFromAnsi(std::string("a\0b", 3)), std::wstring(L"a\0b", 3));
+TEST(WildcardMatch, MatchesPatterns) {
+  const std::tuple<const wchar_t*, const wchar_t*, bool> rows[] = {
+      {L"", L"", true},           {L"", L"**", true},
+      {L"", L"?", false},         {L"", L"*a", false},
+      {L"abc", L"", false},       {L"abc", L"ABC", true},
+      {L"abc", L"ab", false},     {L"ab", L"abc", false},
+      {L"abc", L"a?c", true},     {L"abc", L"abc?", false},
+      {L"abc", L"abc*", true},    {L"abc", L"*d*", false},
+      {L"a", L"?*?", false},      {L"aab", L"*ab", true},
+      {L"a*c", L"a*c", true},     {L"abab", L"*a*b", true},
+      {L"abcbd", L"a*bc", false}, {L"[", L"{", false}};
+  for (const auto& [name, pattern, matches] : rows) {
+    EXPECT_EQ(VelWildcardMatch(name, pattern), matches)
+        << testing::PrintToString(name) << testing::PrintToString(pattern);
+  }
+  EXPECT_TRUE(VelWildcardMatchCase(L"abC", L"a*C"));
+  EXPECT_FALSE(VelWildcardMatchCase(L"abc", L"a*C"));
 }
 
-TEST(Text, KeepsTheLastError) {
-  SetLastError(1234);
-  FormatWide(L"%u", 1);
-  EqualsNoCase(L"a", L"A");
-  DebugPrint(L"%s", L"text");
-  std::wstring text = L"\x00e4";
-  ToUpperInPlace(text);
-  EXPECT_EQ(GetLastError(), 1234u);
+// A scan that tried every star anew would not come back from this.
+TEST(WildcardMatch, DoesNotGoBackPastTheLastStar) {
+  const std::wstring name(2000, L'a');
+  std::wstring pattern;
+  for (int i = 0; i < 30; ++i) pattern += L"*a";
+  EXPECT_TRUE(VelWildcardMatch(name, pattern));
+  EXPECT_FALSE(VelWildcardMatch(name, pattern + L"*b"));
+}
+
+TEST(Base64, EncodesAndDecodes) {
+  const std::pair<std::string, std::string> rows[] = {
+      {"f", "Zg=="}, {"fo", "Zm8="}, {"foobar", "Zm9vYmFy"}, {"\xfb", "+w=="}};
+  for (const auto& [bytes, text] : rows) EXPECT_EQ(Base64Encode(bytes), text);
+  std::string bytes;
+  for (int i = 0; i < 256; ++i) {
+    bytes += static_cast<char>(i);
+    ASSERT_EQ(Base64Decode(Base64Encode(bytes)), bytes) << i;
+  }
+  // The characters behind Z and z are taken as 26 and 52.
+  EXPECT_EQ(Base64Decode("[[[[{{{{"), Base64Decode("aaaa0000"));
+  // The length comes from the end of the text; what isn't decoded is zero.
+  EXPECT_EQ(Base64Decode("Zg==Zm8="), std::string("f\0\0\0\0", 5));
+  EXPECT_EQ(Base64Decode(std::string("Zm9v\0!!!", 8)), "foo");
+}
+
+TEST(Base64, RefusesWhatIsNotBase64) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"Zm 9", "invalid base64 charachter"},
+      {"Zm9\x80", "invalid base64 charachter"},
+      {"=Zm9", "invalid base64 charachter"},
+      {"Zg=", "Base64 decode failed"},
+      {"Zm9vZ", "Base64 decode failed"},
+  };
+  for (const auto& [text, message] : rows) {
+    try {
+      Base64Decode(text);
+      ADD_FAILURE() << text;
+    } catch (const std::runtime_error& error) {
+      EXPECT_STREQ(error.what(), message) << text;
+    }
+  }
+}
+
+// A source that fills with one value; the zero stands for failure.
+template <unsigned char kValue>
+bool Fill(void* buffer, std::size_t size) {
+  if (kValue != 0) memset(buffer, kValue, size);
+  return kValue != 0;
+}
+
+TEST(RandomText, FallsBackFromSourceToSource) {
+  const auto bytes_from = [](const RandomSources& sources) {
+    std::string bytes(64, '\0');
+    RandomBytesFrom(sources, bytes.data(), bytes.size());
+    return bytes;
+  };
+  EXPECT_EQ(bytes_from({Fill<1>, Fill<2>}), std::string(64, '\2'));
+  EXPECT_EQ(bytes_from({Fill<1>, Fill<0>}), std::string(64, '\1'));
+  EXPECT_NE(bytes_from({Fill<0>, Fill<2>}), std::string(64, '\2'));
+  EXPECT_NE(bytes_from({Fill<0>, Fill<0>}), std::string(64, '\0'));
+}
+
+TEST(RandomText, NamesTakeAllOfTheirAlphabet) {
+  const std::wstring name = RandomName(10000);
+  EXPECT_EQ(name.size(), 10000u);
+  EXPECT_EQ(name.find_first_not_of(kRandomNameAlphabet), std::wstring::npos);
+  EXPECT_EQ(std::set<wchar_t>(name.begin(), name.end()).size(), 36u);
+  const std::size_t chosen = RandomName(kRandomNameLength).size();
+  EXPECT_TRUE(chosen >= 16 && chosen <= 31) << chosen;
 }
 
 }  // namespace
