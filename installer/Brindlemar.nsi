@@ -151,6 +151,7 @@ Section Uninstall
   DeleteRegKey HKCU "${PRODUCT_KEY}"
   DeleteRegKey /ifempty HKCU "Software\Tessavane"
   DeleteRegKey HKCU "Software\AppDataLow\VELVolatile"
+  DeleteRegKey /ifempty HKCU "Software\AppDataLow"
   RMDir /r "$APPDATA\Tessavane\VEL"
   RMDir "$APPDATA\Tessavane"
   RMDir "$DOCUMENTS\${PRODUCT} Shared Files"

@@ -32,6 +32,12 @@ tray_is_up() { windows winedbg --command 'info wnd' | grep -q VEL_TRAY_WINDOW; }
 service_runs() { windows sc query "$1" | grep -q 'STATE.*RUNNING'; }
 gone() { [ ! -e "$installed" ]; }
 
+# What other tests have left of the product would go with it.
+for key in Tessavane AppDataLow; do
+  windows reg delete "HKCU\\Software\\$key" /f >/dev/null
+done
+find "$WINEPREFIX/drive_c/users" -depth \( -name VelTmp -o -name Tessavane \
+  -o -name 'vel_acc_*' -o -name 'Brindlemar Shared Files' \) -exec rm -rf {} +
 wineserver -w
 snapshot >"$results/before"
 
