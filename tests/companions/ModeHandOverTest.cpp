@@ -1,0 +1,77 @@
+// The hand-over of a minimal mode between processes, with the real library.
+#include "sessions/ModeHandOver.h"
+
+#include <gtest/gtest.h>
+
+#include "companions/CompanionLibrary.h"
+#include "support/ChildProcess.h"
+#include "support/LogCapture.h"
+#include "support/ScopedVariable.h"
+#include "support/Wait.h"
+
+namespace vel {
+namespace {
+
+using test::ChildProcess;
+using test::CompanionPath;
+using test::ScopedVariable;
+
+// Each answer is a bit of the exit code.
+VEL_CHILD_MAIN(LivesInAMode) {
+  const ScopedVariable product(L"VELDIR", CompanionPath(L""));
+  const HANDLE go = OpenEventW(SYNCHRONIZE, FALSE, L"vel_test_mode_given");
+  WaitForSingleObject(go, 20000);
+  const DWORD self = GetCurrentProcessId();
+  int answers = get_own_min_mode() == argument ? 1 : 0;
+  answers |= !query_hooks_ready(kHooksLibraryLoaded) ? 2 : 0;
+  answers |= !is_hooked_process(self, false) ? 4 : 0;
+  answers |= CheckedVelulLoad() && CheckedVelulLoad() ? 8 : 0;
+  answers |= query_hooks_ready(kHooksLibraryLoaded) ? 16 : 0;
+  answers |= query_hooks_ready(kHooksSetUp) ? 32 : 0;
+  answers |= query_hooks_ready(kHooksSignalled) ? 64 : 0;
+  answers |= is_hooked_process(self, true) ? 128 : 0;
+  return answers;
+}
+
+TEST(ModeHandOverTest, AModeIsGivenOnceAndTheChildStartsInIt) {
+  const HANDLE go = CreateEventW(nullptr, TRUE, FALSE, L"vel_test_mode_given");
+  ChildProcess child(L"LivesInAMode", L"Quiet");
+  EXPECT_EQ(get_min_mode(child.id()), L"");
+  EXPECT_TRUE(set_min_mode(L"Quiet", child.process()));
+  EXPECT_TRUE(set_min_mode(L"qUIET", child.process()));
+  EXPECT_EQ(get_min_mode(child.id()), L"Quiet") << "nothing has changed";
+  EXPECT_FALSE(set_min_mode(L"Loud", child.process()));
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_ALREADY_EXISTS});
+  SetEvent(go);
+  EXPECT_EQ(child.Wait(), 255u);
+  EXPECT_TRUE(test::WaitUntil([&] { return get_min_mode(child.id()).empty(); }))
+      << "the mode goes with its process";
+  CloseHandle(go);
+  EXPECT_FALSE(set_min_mode(L"Quiet", nullptr));
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
+}
+
+// The parent's mode goes before the own one, which nobody else gives.
+VEL_CHILD_MAIN(GivesItselfAMode) {
+  if (argument == L"child") return get_own_min_mode() == L"Parental" ? 7 : 8;
+  if (!set_min_mode(L"Parental", GetCurrentProcess())) return 1;
+  if (get_own_min_mode() != L"Parental") return 2;
+  ChildProcess child(L"GivesItselfAMode", L"child");
+  return static_cast<int>(child.Wait().value_or(3));
+}
+
+TEST(ModeHandOverTest, AChildHasItsParentsMode) {
+  ChildProcess parent(L"GivesItselfAMode", L"parent");
+  EXPECT_EQ(parent.Wait(), 7u);
+}
+
+TEST(ModeHandOverTest, NothingIsLoadedWithoutAModeOrALibrary) {
+  EXPECT_FALSE(CheckedVelulLoad()) << "this process has no mode";
+  EXPECT_EQ(vel_ipc_connect(1), 0u);
+  EXPECT_FALSE(is_hooked_window(nullptr, false));
+  const ScopedVariable no_product(L"VELDIR", L"");
+  EXPECT_FALSE(query_hooks_ready(kHooksLibraryLoaded));
+}
+
+}  // namespace
+}  // namespace vel
