@@ -18,8 +18,6 @@
 namespace vel::test {
 namespace {
 
-constexpr wchar_t kKey[] = L"Software\\Tessavane\\VELTest\\Menus";
-
 class FakeHost final : public IVelPluginHost {
  public:
   std::uint32_t need_session(const wchar_t* config) override {
@@ -34,12 +32,10 @@ class FakeHost final : public IVelPluginHost {
   bool send_broadcast(const wchar_t*, std::uintptr_t, std::uintptr_t) override {
     return false;
   }
-  void post_broadcast(const wchar_t* name, std::uintptr_t,
-                      std::uintptr_t) override {
-    posted += name;
+  void post_broadcast(const wchar_t*, std::uintptr_t, std::uintptr_t) override {
   }
 
-  std::wstring hint, posted, last_call;
+  std::wstring hint, last_call;
   std::atomic<int> begun = 0, ended = 0;
 
  private:
@@ -56,17 +52,13 @@ class FakeHost final : public IVelPluginHost {
   const DWORD _window_thread = GetCurrentThreadId();
 };
 
-struct Item {
-  std::uint32_t id;
-  bool flag;
-  IVelMenuItemHandler* handler;
-};
+using Item = std::pair<std::uint32_t, IVelMenuItemHandler*>;
 
 struct FakeMenu final : IVelTrayMenu {
   void add_menu_item(std::uint32_t, std::uint32_t, std::uint32_t id,
                      const wchar_t* text, IVelMenuItemHandler* handler,
-                     bool flag) override {
-    items[text] = {id, flag, handler};
+                     bool) override {
+    items[text] = {id, handler};
   }
 
   std::map<std::wstring, Item> items;
@@ -98,32 +90,15 @@ std::wstring Text(UINT number, Arguments... arguments) {
   return text;
 }
 
-// The user's registry is a key of the test's own for the time of a test.
 class MenusPluginTest : public testing::Test {
  protected:
-  MenusPluginTest() {
-    RegCreateKeyW(HKEY_CURRENT_USER, kKey, &_user);
-    RegOverridePredefKey(HKEY_CURRENT_USER, _user);
-    // The dialog has to find the chosen one behind a longer name.
-    _plugin = _library->Get<GetVELPluginFn>(VEL_GET_PLUGIN_EXPORT)(
-        &_host, L" Normals ;;Normal;Work & play;");
-    Choose(L"Normal");
-  }
-  ~MenusPluginTest() override {
-    Destroy();
-    RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
-    RegCloseKey(_user);
-    RegDeleteTreeW(HKEY_CURRENT_USER, kKey);
-  }
+  ~MenusPluginTest() override { Destroy(); }
 
-  bool CanUnload() {
-    return WaitUntil([this] { return _can_unload() == 0; });
-  }
   // Ends the plug-in as the tray does, down to the last question.
   void Destroy() {
     if (!_plugin) return;
     std::exchange(_plugin, nullptr)->destroy();
-    EXPECT_TRUE(CanUnload());
+    EXPECT_TRUE(WaitUntil([this] { return _can_unload() == 0; }));
   }
   // The item of the present menu.
   Item Find(const std::wstring& text) {
@@ -132,8 +107,8 @@ class MenusPluginTest : public testing::Test {
     return menu.items.at(text);
   }
   void Choose(const std::wstring& text) {
-    const Item item = Find(text);
-    item.handler->on_menu_event(VEL_MENU_EVENT_CHOSEN, item.id, 0);
+    const auto [id, handler] = Find(text);
+    handler->on_menu_event(VEL_MENU_EVENT_CHOSEN, id, 0);
   }
   // Waits for the call to the host to begin.
   void ChooseSession(UINT number, const wchar_t* config) {
@@ -141,16 +116,17 @@ class MenusPluginTest : public testing::Test {
     Choose(Text(number, config));
     ASSERT_TRUE(WaitUntil([&] { return _host.begun == before + 1; }));
   }
+
   // Loaded before the plug-in is, as the tray does it.
   const CompanionLibrary _texts{L"VELRCS.dll", DONT_RESOLVE_DLL_REFERENCES};
   const ScopedVariable _folder{L"VELDIR", CompanionPath(L"")};
-  HKEY _user = nullptr;
   std::unique_ptr<CompanionLibrary> _library =
       std::make_unique<CompanionLibrary>(L"Plugins\\VELMENUS.dll");
   VelDllCanUnloadNowFn* _can_unload =
       _library->Get<VelDllCanUnloadNowFn>(VEL_CAN_UNLOAD_EXPORT);
   FakeHost _host;
-  IVelPlugin* _plugin = nullptr;
+  IVelPlugin* _plugin = _library->Get<GetVELPluginFn>(VEL_GET_PLUGIN_EXPORT)(
+      &_host, L" Normals ;;Normal;Work & play;");
 };
 
 TEST_F(MenusPluginTest, SessionsShowInHintAndMenu) {
@@ -160,7 +136,7 @@ TEST_F(MenusPluginTest, SessionsShowInHintAndMenu) {
   _plugin->on_session_startup(first, L"normal");
   _plugin->on_session_startup(nullptr, L"Foreign");
   EXPECT_EQ(_host.hint, Text(VEL_STRING_HINT_SESSIONS, 2u));
-  EXPECT_TRUE(Find(Text(VEL_STRING_MENU_END_SESSION, L"Normal")).flag);
+  Find(Text(VEL_STRING_MENU_END_SESSION, L"Normal"));
   _plugin->on_session_shutdown(first);
   EXPECT_EQ(_host.hint, Text(VEL_STRING_HINT_SESSIONS, 1u));
   ChooseSession(VEL_STRING_MENU_END_SESSION, L"Foreign");
@@ -190,29 +166,6 @@ TEST_F(MenusPluginTest, DialogsHoldTheLibraryAndCloseWithThePlugin) {
   _library.reset();
   EXPECT_TRUE(
       WaitUntil([] { return GetModuleHandleW(L"VELMENUS.dll") == nullptr; }));
-}
-
-TEST_F(MenusPluginTest, ConfigureSavesOnlyAtOk) {
-  const std::wstring automatic = Text(VEL_STRING_MENU_START_WITH_WINDOWS);
-  for (const WPARAM last_key : {VK_ESCAPE, VK_RETURN}) {
-    EXPECT_TRUE(
-        _plugin->on_broadcast(nullptr, vel_broadcast::kConfigure, 0, 0));
-    ASSERT_TRUE(WaitUntil(OpenDialog));
-    const HWND list =
-        FindWindowExW(OpenDialog(), nullptr, L"ComboBox", nullptr);
-    const HWND check =
-        FindWindowExW(OpenDialog(), nullptr, L"Button", automatic.c_str());
-    PostMessageW(list, WM_KEYDOWN, VK_DOWN, 0);
-    PostMessageW(check, WM_KEYDOWN, VK_SPACE, 0);
-    PostMessageW(check, WM_KEYUP, VK_SPACE, 0);
-    PostMessageW(check, WM_KEYDOWN, last_key, 0);
-    ASSERT_TRUE(CanUnload());
-    const bool saved = last_key == VK_RETURN;
-    EXPECT_EQ(Find(L"Work && play").flag, saved);
-    EXPECT_NE(Find(automatic).flag, saved);
-  }
-  // The choice at the beginning is the first change.
-  EXPECT_EQ(_host.posted, L"ui_settings_changedui_settings_changed");
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include <functional>
 
 #include "companions/CompanionLibrary.h"
-#include "session/CommandTemplate.h"
 #include "support/ScopedVariable.h"
 #include "support/ScratchDirectory.h"
 #include "support/Threads.h"
@@ -264,21 +263,6 @@ TEST_F(SessionTest, WhatCannotBeStartedIsToldByItsError) {
   }
   Stop();
   EXPECT_EQ(Run(L"open", TestProgramPath()), ERROR_NOT_READY);
-}
-
-TEST(CommandTemplate, PlacesAreFilledInOnce) {
-  const wchar_t* const cases[][2] = {
-      {L"p.exe \"%L\" %*", L"p.exe \"C:\\a %1.txt\" -x \"y\""},
-      {L"p.exe %v /w %W", L"p.exe C:\\a %1.txt /w C:\\d"},
-      {L"p.exe -n 100%% %1 [%2]", L"p.exe -n 100% C:\\a %1.txt []"},
-      {L"C:\\%x%\\p.exe %1", L"C:\\%x%\\p.exe C:\\a %1.txt"},
-      {L"p.exe %", L"p.exe % \"C:\\a %1.txt\""},
-  };
-  for (const auto& [text, result] : cases) {
-    EXPECT_EQ(velul::fill_command_template(
-                  text, {L"C:\\a %1.txt", L"-x \"y\"", L"C:\\d"}),
-              result);
-  }
 }
 
 }  // namespace
