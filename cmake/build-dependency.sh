@@ -39,6 +39,17 @@ build_openssl() {
   cp -r include/openssl "$2/include"
 }
 
+# The 8-bit library alone.
+build_pcre3() {
+  "$1/configure" --host=x86_64-w64-mingw32 --prefix="$2" \
+    CC=x86_64-w64-mingw32-gcc-posix --disable-shared --disable-cpp \
+    --disable-dependency-tracking &&
+  make -j "$jobs" libpcre.la &&
+  mkdir -p "$2/lib" "$2/include" &&
+  cp .libs/libpcre.a "$2/lib" &&
+  cp pcre.h "$2/include"
+}
+
 # What went into the build of a library, as a short text.
 build_key() {
   { declare -f "build_$1"

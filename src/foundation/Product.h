@@ -24,6 +24,9 @@ inline constexpr wchar_t kVendorHost[] = VEL_VENDOR_HOST;
 inline constexpr wchar_t kPartnerHost[] = VEL_PARTNER_HOST;
 inline constexpr wchar_t kPartnerName[] = VEL_PARTNER_NAME;
 inline constexpr wchar_t kStartPage[] = VEL_START_PAGE;
+// What Firefox opens with unless its user has chosen a page.
+inline constexpr wchar_t kFirefoxStartPage[] =
+    L"http://" VEL_FIREFOX_HOST L"/firefox";
 // Name of the product's key below
 // SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall.
 inline constexpr wchar_t kUninstallKeyName[] = VEL_UNINSTALL_KEY;
