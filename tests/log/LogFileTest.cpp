@@ -176,11 +176,10 @@ TEST_F(LogFile, AHandleClosedByOthersIsAFaultOfADebugRun) {
   EXPECT_EQ(test::ChildProcess(L"LoseTheHandle", L"2").Wait(), 0u);
 }
 
-// With a directory in the file's place.
 TEST_F(LogFile, WithoutAFileTheLogTriesAgainAtEveryPush) {
   { Log log; }
   _logs.Remove(L"T.swl");
-  _logs.MakeDirectory(L"T.swl");
+  _logs.MakeDirectory(L"T.swl");  // in the way
   Log log;
   EXPECT_EQ(log.path(), nullptr);
   SetLastError(0x1234);
@@ -189,15 +188,13 @@ TEST_F(LogFile, WithoutAFileTheLogTriesAgainAtEveryPush) {
   EXPECT_LT(log.write_out(kUnit), 0);
   _logs.Remove(L"T.swl");
   log.print(3, L"kept");
-  const auto lines = test::ReadLog(_logs.Path(L"T.swl"));
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0].text, L"kept");
+  EXPECT_EQ(test::ReadLog(_logs.Path(L"T.swl")).at(0).text, L"kept");
   EXPECT_EQ(Log(std::wstring(400, L'x').c_str()).path(), nullptr);
   const test::ScopedVariable nowhere(L"TMP", _logs.Path(L"none\\none"));
   EXPECT_EQ(Log().path(), nullptr);
 }
 
-TEST_F(LogFile, AFullDiskCostsOnlyTheRecords) {
+TEST_F(LogFile, AFullOrReadOnlyDiskCostsOnlyTheRecords) {
   const char* const disk = std::getenv("VEL_TEST_SMALL_DISK");
   if (disk == nullptr) GTEST_SKIP() << "VEL_TEST_SMALL_DISK isn't set";
   const test::ScopedVariable full(L"TMP", {disk, disk + std::strlen(disk)});
@@ -207,26 +204,21 @@ TEST_F(LogFile, AFullDiskCostsOnlyTheRecords) {
   SetLastError(0x1234);
   log.print(3, L"no room");
   EXPECT_EQ(GetLastError(), 0x1234u);
-  EXPECT_NE(log.path(), nullptr);
 }
 
 TEST(LogSettings, TheLimitIsTheMachinesIfItIsANumber) {
   constexpr wchar_t kKey[] = L"SOFTWARE\\Tessavane\\VEL";
   constexpr std::uint64_t kDefault = 0x400000, kDebugDefault = 0x8000000;
   EXPECT_EQ(read_rotation_limit(2), kDefault);
-  const struct {
-    std::uint64_t value;
-    DWORD size;
-    std::uint64_t limit;
-  } kCases[] = {{127, 4, 0x20000},
-                {300, 4, 0x4B000},
-                {0xFFFFFFFF, 4, 0x3FFFFFFFC00},
-                {300, 8, kDefault},
-                {300, 2, kDefault}};
-  for (const auto& one : kCases) {
+  using Case = std::tuple<std::uint64_t, DWORD, std::uint64_t>;
+  for (const auto& [value, size, limit] : {Case{127, 4, 0x20000},
+                                           {300, 4, 0x4B000},
+                                           {300, 2, kDefault},
+                                           {300, 8, kDefault},
+                                           {0xFFFFFFFF, 4, 0x3FFFFFFFC00}}) {
     RegSetKeyValueW(HKEY_LOCAL_MACHINE, kKey, L"LogRotationDefault", REG_BINARY,
-                    &one.value, one.size);
-    EXPECT_EQ(read_rotation_limit(2), one.limit) << one.value;
+                    &value, size);
+    EXPECT_EQ(read_rotation_limit(2), limit) << value;
     EXPECT_EQ(read_rotation_limit(1), kDebugDefault);
   }
   RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kKey, L"LogRotationDefault");

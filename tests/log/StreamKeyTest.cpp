@@ -40,20 +40,19 @@ TEST(StreamKey, ItsPartsAreTheStandardOnes) {
   random.mix("y", 1);
   EXPECT_EQ(random.draw(out, 3), 0u);
   EXPECT_EQ(random.draw(out + 3, 17), 0u);
-  const std::uint8_t kDrawn[] = {0xa7, 0xc1, 0x10, 0x8e, 0x73, 0xbc, 0x7d,
-                                 0x5c, 0xec, 0x23, 0x86, 0x77, 0x97, 0xe6,
-                                 0xbf, 0x86, 0x53, 0x3d, 0x76, 0xfd};
-  EXPECT_EQ(std::memcmp(out, kDrawn, sizeof kDrawn), 0);
+  const char kDrawn[] =
+      "\xa7\xc1\x10\x8e\x73\xbc\x7d\x5c\xec\x23"
+      "\x86\x77\x97\xe6\xbf\x86\x53\x3d\x76\xfd";
+  EXPECT_EQ(std::memcmp(out, kDrawn, sizeof out), 0);
 
   std::uint8_t key[32], unit[32];
-  for (std::uint8_t i = 0; i < 32; ++i) key[i] = i;
-  for (std::uint8_t i = 0; i < 32; ++i) unit[i] = (i % 16) * 0x11;
+  for (std::uint8_t i = 0; i < 32; ++i) key[i] = i, unit[i] = (i % 16) * 0x11;
   LogCipher cipher;
   ASSERT_TRUE(cipher.set_key(key));
   ASSERT_TRUE(cipher.encipher(unit, sizeof unit));
-  const std::uint8_t kEnciphered[] = {0x8e, 0xa2, 0xb7, 0xca, 0x51, 0x67,
-                                      0x45, 0xbf, 0xea, 0xfc, 0x49, 0x90,
-                                      0x4b, 0x49, 0x60, 0x89};
+  const char kEnciphered[] =
+      "\x8e\xa2\xb7\xca\x51\x67\x45\xbf"
+      "\xea\xfc\x49\x90\x4b\x49\x60\x89";
   EXPECT_EQ(std::memcmp(unit, kEnciphered, 16), 0);
   EXPECT_EQ(std::memcmp(unit + 16, kEnciphered, 16), 0);
 }
@@ -63,41 +62,37 @@ TEST(StreamKey, ANewOneHasTheFormOfItsKind) {
     StreamKeyBlock key;
     make_stream_key(key);
     EXPECT_TRUE(key[0] == 0 && key[1] == 2 && key[10] == 0);
-    for (int j = 2; j < 10; ++j) EXPECT_NE(key[j], 0);
-    for (int j = 32; j < 64; ++j) EXPECT_EQ(key[j], 0);
+    EXPECT_EQ(std::memchr(key + 2, 0, 8), nullptr);
   }
 }
 
 TEST(StreamKey, IsWrappedOnlyBelowAWholeModulus) {
-  WrappingKey small = {};  // 3^3 mod 33
-  small.bits = 512;
-  small.modulus[127] = 33;
-  small.exponent[127] = 3;
-  StreamKeyBlock block = {};
-  std::uint8_t out[64];
-  std::uint32_t length = 0;
-  block[63] = 33;
-  EXPECT_EQ(seal_with(small, block, out, &length), kSealNotBelowModulus);
-  block[63] = 3;
-  small.bits = 504;
-  EXPECT_EQ(seal_with(small, block, out, &length), kSealShortModulus);
-  EXPECT_EQ(length, 0u);
-  small.bits = 505;
-  EXPECT_EQ(seal_with(small, block, out, &length), 0u);
-  EXPECT_EQ(length, 64u);
-  EXPECT_EQ(out[63], 27);
-  EXPECT_EQ(out[0], 0);
+  for (const auto& [message, bits, result] :
+       {std::tuple<std::uint8_t, std::uint16_t, std::uint32_t>{
+            33, 512, kSealNotBelowModulus},
+        {3, 504, kSealShortModulus},
+        {3, 505, 0}}) {
+    WrappingKey key = {};  // 3^3 mod 33
+    key.bits = bits;
+    key.modulus[127] = 33;
+    key.exponent[127] = 3;
+    StreamKeyBlock block = {};
+    block[63] = message;
+    std::uint8_t out[64] = {};
+    std::uint32_t length = 0;
+    EXPECT_EQ(seal_with(key, block, out, &length), result);
+    EXPECT_EQ(length, result == 0 ? 64u : 0u);
+    EXPECT_EQ(out[63], result == 0 ? 27 : 0);
+  }
 }
 
 TEST(StreamKey, IsMadeOnceAndGoesWithTheSession) {
   RegDeleteTreeW(HKEY_CURRENT_USER, kParent);
   const std::string key = Get();
   EXPECT_EQ(Get(), key);
-  HKEY child;
-  EXPECT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER,
-                            (std::wstring(kKey) + L"\\child").c_str(), 0,
-                            nullptr, REG_OPTION_NON_VOLATILE, KEY_READ, nullptr,
-                            &child, nullptr),
+  const std::wstring child = std::wstring(kKey) + L"\\child";
+  HKEY none;
+  EXPECT_EQ(RegCreateKeyW(HKEY_CURRENT_USER, child.c_str(), &none),
             static_cast<LONG>(ERROR_CHILD_MUST_BE_VOLATILE));
   Store(std::string(32, 'k'));
   EXPECT_EQ(Get(), std::string(32, 'k'));
