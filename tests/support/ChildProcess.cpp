@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <utility>
 
 namespace vel::test {
 namespace {
@@ -54,15 +53,9 @@ ChildProcess ChildProcess::Start(const std::wstring& command_line) {
   return child;
 }
 
-ChildProcess::ChildProcess(ChildProcess&& other) noexcept
-    : _process(std::exchange(other._process, nullptr)),
-      _id(std::exchange(other._id, 0)) {}
-
 ChildProcess::~ChildProcess() {
-  if (!_process) return;
   Kill();
-  WaitForSingleObject(_process, 5000);
-  CloseHandle(_process);
+  Wait(5000);
 }
 
 void ChildProcess::Launch(std::wstring command_line) {
@@ -75,21 +68,21 @@ void ChildProcess::Launch(std::wstring command_line) {
   EXPECT_TRUE(started) << "CreateProcessW failed: " << GetLastError();
   if (!started) return;
   CloseHandle(info.hThread);
-  _process = info.hProcess;
+  _process.reset(info.hProcess);
   _id = info.dwProcessId;
 }
 
 std::optional<DWORD> ChildProcess::Wait(DWORD timeout_ms) {
-  if (!_process || WaitForSingleObject(_process, timeout_ms) != WAIT_OBJECT_0) {
+  DWORD code = 0;
+  if (!_process || WaitForSingleObject(process(), timeout_ms) != 0 ||
+      !GetExitCodeProcess(process(), &code)) {
     return std::nullopt;
   }
-  DWORD code = 0;
-  if (!GetExitCodeProcess(_process, &code)) return std::nullopt;
   return code;
 }
 
 void ChildProcess::Kill(UINT exit_code) {
-  if (_process) TerminateProcess(_process, exit_code);
+  if (_process) TerminateProcess(process(), exit_code);
 }
 
 }  // namespace vel::test

@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 
+#include "sync/ScopedHandle.h"
+
 namespace vel::test {
 
 // The body of a child; its result is the child's exit code. `argument` is what
@@ -36,26 +38,23 @@ class ChildProcess {
   explicit ChildProcess(const std::wstring& name,
                         const std::wstring& argument = L"");
   ~ChildProcess();
-  ChildProcess(const ChildProcess&) = delete;
-  ChildProcess& operator=(const ChildProcess&) = delete;
+  ChildProcess(ChildProcess&&) = default;
 
   // Any program. `command_line` is used whole; environment and directory are
   // this process's.
   static ChildProcess Start(const std::wstring& command_line);
 
-  ChildProcess(ChildProcess&& other) noexcept;
-
   // Its exit code, all 32 bits, or nothing when it still runs after the time.
   std::optional<DWORD> Wait(DWORD timeout_ms = 30000);
   void Kill(UINT exit_code = 1);
-  HANDLE process() const { return _process; }
+  HANDLE process() const { return _process.get(); }
   DWORD id() const { return _id; }
 
  private:
   ChildProcess() = default;
   void Launch(std::wstring command_line);
 
-  HANDLE _process = nullptr;
+  ScopedHandle _process;
   DWORD _id = 0;
 };
 

@@ -11,8 +11,6 @@
 
 namespace vel::test {
 
-LogCapture::LogCapture(unsigned level) : LogCapture(level, std::wstring()) {}
-
 LogCapture::LogCapture(unsigned level, const std::wstring& path) {
   EXPECT_EQ(log_object.load(), nullptr) << "a log is on already";
   if (path.empty()) _directory.emplace();

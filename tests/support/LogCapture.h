@@ -17,9 +17,8 @@ namespace vel::test {
 // No other log may be on. The destructor turns it off.
 class LogCapture {
  public:
-  explicit LogCapture(unsigned level = 1);
-  // Into `path`, which stays: for a child process whose log its parent reads.
-  LogCapture(unsigned level, const std::wstring& path);
+  // With a `path` the file stays: for a child whose log its parent reads.
+  explicit LogCapture(unsigned level = 1, const std::wstring& path = L"");
   ~LogCapture();
   LogCapture(const LogCapture&) = delete;
   LogCapture& operator=(const LogCapture&) = delete;

@@ -14,6 +14,7 @@
 
 #include "log/CryptoMemory.h"
 #include "log/LogFormat.h"
+#include "sync/ScopedHandle.h"
 
 namespace vel::test {
 namespace {
@@ -82,16 +83,15 @@ bool HasPrivateKey() {
 }
 
 std::string ReadBytes(const std::wstring& path) {
-  const HANDLE file =
+  const ScopedFileHandle file(
       CreateFileW(path.c_str(), GENERIC_READ,
                   FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                  nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return {};
-  std::string bytes(GetFileSize(file, nullptr), '\0');
+                  nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) return {};
+  std::string bytes(GetFileSize(file.get(), nullptr), '\0');
   DWORD got = 0;
-  EXPECT_TRUE(ReadFile(file, bytes.data(), static_cast<DWORD>(bytes.size()),
-                       &got, nullptr));
-  CloseHandle(file);
+  EXPECT_TRUE(ReadFile(file.get(), bytes.data(),
+                       static_cast<DWORD>(bytes.size()), &got, nullptr));
   bytes.resize(got);
   return bytes;
 }

@@ -4,7 +4,6 @@
 
 #include <windows.h>
 
-#include <optional>
 #include <string>
 #include <utility>
 
@@ -17,10 +16,10 @@ class ScopedVariable {
       : _name(std::move(name)) {
     wchar_t before[4096];
     const DWORD length = GetEnvironmentVariableW(_name.c_str(), before, 4096);
-    if (length != 0 && length < 4096) _before.emplace(before, length);
+    if (length < 4096) _before.assign(before, length);
     Set(value);
   }
-  ~ScopedVariable() { Set(_before.value_or(L"")); }
+  ~ScopedVariable() { Set(_before); }
   ScopedVariable(const ScopedVariable&) = delete;
   ScopedVariable& operator=(const ScopedVariable&) = delete;
 
@@ -31,7 +30,7 @@ class ScopedVariable {
 
  private:
   const std::wstring _name;
-  std::optional<std::wstring> _before;
+  std::wstring _before;
 };
 
 }  // namespace vel::test

@@ -6,7 +6,8 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+
+#include "support/LogFile.h"
 
 namespace vel::test {
 namespace fs = std::filesystem;
@@ -46,11 +47,7 @@ std::wstring ScratchDirectory::Write(const std::wstring& name,
 }
 
 std::string ScratchDirectory::Read(const std::wstring& name) const {
-  const std::ifstream in(fs::path(File(name)), std::ios::binary);
-  std::ostringstream bytes;
-  // An empty file would set the failure bit; its bytes are none either way.
-  if (in) bytes << in.rdbuf();
-  return bytes.str();
+  return ReadBytes(File(name));
 }
 
 bool FileExists(const std::wstring& path) {

@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "support/Wait.h"
+
 namespace vel::test {
 
 // Holds threads until `count` of them have come. (std::latch of this runtime
@@ -47,14 +49,10 @@ void RunTogether(int count, Body body) {
 class HoldingThread {
  public:
   explicit HoldingThread(std::function<void()> body) : _body(std::move(body)) {
-    _ready = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     _thread = CreateThread(nullptr, 0, Run, this, 0, &_id);
-    EXPECT_EQ(WaitForSingleObject(_ready, 30000), WAIT_OBJECT_0);
+    EXPECT_TRUE(WaitUntil([this] { return _ready.load(); }));
   }
-  ~HoldingThread() {
-    Kill();
-    CloseHandle(_ready);
-  }
+  ~HoldingThread() { Kill(); }
   HoldingThread(const HoldingThread&) = delete;
   HoldingThread& operator=(const HoldingThread&) = delete;
 
@@ -76,13 +74,13 @@ class HoldingThread {
   static DWORD WINAPI Run(void* self) {
     auto* holder = static_cast<HoldingThread*>(self);
     holder->_body();
-    SetEvent(holder->_ready);
+    holder->_ready = true;
     Sleep(INFINITE);
     return 0;
   }
 
   std::function<void()> _body;
-  HANDLE _ready = nullptr;
+  std::atomic<bool> _ready = false;
   HANDLE _thread = nullptr;
   DWORD _id = 0;
 };
