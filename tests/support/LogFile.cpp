@@ -78,6 +78,10 @@ LogLine ParseLine(const std::wstring& line) {
 
 }  // namespace
 
+std::wstring PrivateKeyPath() {
+  return VEL_LOG_PRIVATE_KEY;
+}
+
 bool HasPrivateKey() {
   return !ReadBytes(VEL_LOG_PRIVATE_KEY).empty();
 }

@@ -28,6 +28,7 @@ std::vector<LogLine> ReadLog(const std::wstring& path);
 
 // False when the build was given a public key alone.
 bool HasPrivateKey();
+std::wstring PrivateKeyPath();
 
 }  // namespace vel::test
 

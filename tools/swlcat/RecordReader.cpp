@@ -1,6 +1,8 @@
 #include "swlcat/RecordReader.h"
 
+#include <algorithm>
 #include <cwchar>
+#include <optional>
 #include <string_view>
 
 namespace swlcat {
@@ -65,11 +67,19 @@ bool begins_record(const wchar_t* unit) {
   return true;
 }
 
-bool is_zero(const wchar_t* unit) {
-  for (std::size_t i = 0; i < kUnitChars; ++i) {
-    if (unit[i] != L'\0') return false;
+// The text in a unit, which zeros may follow; nothing for a damaged unit.
+std::optional<std::wstring_view> text_of(const wchar_t* unit) {
+  const std::wstring_view whole(unit, kUnitChars);
+  const std::size_t length = std::min(whole.find(L'\0'), kUnitChars);
+  if (whole.find_first_not_of(L'\0', length) != std::wstring_view::npos) {
+    return {};
   }
-  return true;
+  return whole.substr(0, length);
+}
+
+bool is_zero(const wchar_t* unit) {
+  const auto text = text_of(unit);
+  return text && text->empty();
 }
 
 bool is_lead_in(const wchar_t* unit) {
@@ -115,8 +125,10 @@ bool RecordReader::next(Record& record) {
     }
     // A record whose text fills its last unit has no zero behind it: only what
     // follows tells that it has ended.
-    if (_in_record && ends_with_line_end(_text) && begins_record(unit())) {
-      return complete(record);
+    if (_in_record && ends_with_line_end(_text) &&
+        (begins_record(unit()) || !text_of(unit()))) {
+      if (complete(record)) return true;
+      continue;
     }
     if (!_in_record) {
       if (is_zero(unit())) {
@@ -151,20 +163,15 @@ void RecordReader::begin_at_this_unit() {
   _text.clear();
 }
 
-// Zeros end the record, and only zeros may follow one.
 RecordReader::Unit RecordReader::take_unit() {
-  const wchar_t* const characters = unit();
-  std::size_t length = 0;
-  while (length < kUnitChars && characters[length] != L'\0') ++length;
-  for (std::size_t i = length; i < kUnitChars; ++i) {
-    if (characters[i] != L'\0') {
-      skip_damage(L"a damaged unit");
-      return Unit::kDamaged;
-    }
+  const auto text = text_of(unit());
+  if (!text) {
+    skip_damage(L"a damaged unit");
+    return Unit::kDamaged;
   }
   _at += kUnitSize;
-  _text.append(characters, length);
-  if (length < kUnitChars) return Unit::kEndsRecord;
+  _text += *text;
+  if (text->size() < kUnitChars) return Unit::kEndsRecord;
   if (_text.size() <= kLongestRecord) return Unit::kMore;
   _problems.place(_path, _record_offset, L"a record without an end");
   return Unit::kDamaged;

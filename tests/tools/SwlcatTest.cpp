@@ -1,0 +1,225 @@
+// The real swlcat.exe on files of the tests' own and of the product's log.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "log/VelLog.h"
+#include "support/ChildProcess.h"
+#include "support/LogFile.h"
+#include "support/ScopedVariable.h"
+#include "support/ScratchDirectory.h"
+#include "support/Wait.h"
+
+namespace vel::test {
+namespace {
+
+// A record as the log writes it, in whole units.
+std::string Rec(const std::wstring& text) {
+  std::wstring units = text;
+  units.resize((text.size() + 7) / 8 * 8, L'\0');
+  return {reinterpret_cast<const char*>(units.data()), units.size() * 2};
+}
+const std::string kHead = "VELLOG.0" + Rec(L"\xFEFF");
+// Exactly three units with its end, so that no zero follows it.
+const std::string kFull = Rec(L"[1000:a:b:4] fills all\r\n");
+const std::string kBanner =
+    Rec(L"[1f40:a:b:4] [2026/1/31 18:30.5] IVelLog::create source='X'\r\n");
+
+class SwlcatTest : public testing::Test {
+ protected:
+  struct Result {
+    DWORD code;
+    std::string out;
+    std::string problems;
+  };
+
+  std::wstring Write(const std::wstring& name, const std::string& bytes) {
+    return L"\"" + _scratch.Write(name, bytes) + L"\"";
+  }
+  // The path of an open file for one of the two outputs.
+  HANDLE Output(const wchar_t* name) {
+    SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
+    return CreateFileW(_scratch.File(name).c_str(), GENERIC_WRITE,
+                       FILE_SHARE_READ | FILE_SHARE_DELETE, &inherited,
+                       CREATE_ALWAYS, 0, nullptr);
+  }
+  PROCESS_INFORMATION Start(const std::wstring& arguments) {
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = Output(L"out");
+    startup.hStdError = Output(L"problems");
+    std::wstring line =
+        L"\"" + TestProgramPath() + L"\\..\\swlcat.exe\" " + arguments;
+    PROCESS_INFORMATION process = {};
+    EXPECT_TRUE(CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0,
+                               nullptr, nullptr, &startup, &process));
+    CloseHandle(startup.hStdOutput);
+    CloseHandle(startup.hStdError);
+    return process;
+  }
+  Result Run(const std::wstring& arguments) {
+    const PROCESS_INFORMATION process = Start(arguments);
+    EXPECT_EQ(WaitForSingleObject(process.hProcess, 30000), WAIT_OBJECT_0);
+    DWORD code = 0;
+    GetExitCodeProcess(process.hProcess, &code);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+    return {code, _scratch.Read(L"out"), _scratch.Read(L"problems")};
+  }
+
+  ScratchDirectory _scratch;
+};
+
+TEST_F(SwlcatTest, ReadsWhatIsThereAndNamesWhatIsNot) {
+  const std::string two = Rec(L"[1000:a:b:4] first\r\n") + kFull +
+                          Rec(L"[2000:1a:2b:3] second line\r\nand third\r\n");
+  const std::string two_out =
+      "- +4.096 10:11 4 first\n- +4.096 10:11 4 fills all\n"
+      "- +8.192 26:43 3 second line\r\nand third\n";
+  const std::string garbage("\x01\x02\0\0\x03\x04xxxxxxxxxx", 16);
+  const struct {
+    const char* name;
+    std::string bytes;
+    std::wstring options;
+    DWORD code;
+    std::string out;
+    const char* problem;
+  } cases[] = {
+      {"whole", kHead + two, L"", 0, two_out, ""},
+      {"empty", "", L"", 0, "", ""},
+      {"level", kHead + two, L"--level 4", 0,
+       "- +4.096 10:11 4 first\n- +4.096 10:11 4 fills all\n", ""},
+      {"process", kHead + two, L"--pid 0x1a --grep LINE", 0,
+       "- +8.192 26:43 3 second line\r\nand third\n", ""},
+      {"nothing found", kHead + two, L"--grep nowhere", 0, "", ""},
+      {"JSON", kHead + Rec(L"[10:1:2:4] \"\\\t\x20AC\r\n"), L"--json", 0,
+       "\",\"offset\":24,\"time\":null,\"tick\":16,\"pid\":1,\"tid\":2,"
+       "\"level\":4,\"text\":\"\\u0022\\u005c\\u0009\xE2\x82\xAC\"}\n",
+       ""},
+      {"no stream key", kHead + Rec(L"stream_key_init_error=0x5\n") + kFull,
+       L"", 0,
+       "- +0.000 0:0 0 stream_key_init_error=0x5\n"
+       "- +4.096 10:11 4 fills all\n",
+       ""},
+      {"the date", kHead + kFull + kBanner + Rec(L"[2328:a:b:4] later\r\n"),
+       L"--since \"2026-01-31 18:30:05\"", 0,
+       "2026-01-31 18:30:05.000 +8.000 10:11 4 [2026/1/31 18:30.5] "
+       "IVelLog::create source='X'\n"
+       "2026-01-31 18:30:06.000 +9.000 10:11 4 later\n",
+       ""},
+      {"the counter begins anew",
+       kHead + Rec(L"[ffffff00:1:1:4] before\r\n") +
+           Rec(L"[100:1:1:4] after\r\n"),
+       L"", 0, "- +4294967.040 1:1 4 before\n- +4294967.552 1:1 4 after\n", ""},
+      {"damage between records", kHead + kFull + garbage + garbage + kFull, L"",
+       1, "- +4.096 10:11 4 fills all\n- +4.096 10:11 4 fills all\n",
+       "at 0x48: "},
+      {"damage within a record", kHead + kFull.substr(0, 32) + garbage + kFull,
+       L"", 1, "- +4.096 10:11 4 fills all\n", "at 0x38: a damaged unit"},
+      {"a damaged prefix", kHead + Rec(L"[1000:a:b 4] x\r\n") + kFull, L"", 1,
+       "- +4.096 10:11 4 fills all\n", "at 0x18: "},
+      {"cut in a unit", kHead + kFull + kFull.substr(0, 7), L"", 1,
+       "- +4.096 10:11 4 fills all\n", "at 0x48: the last 7 bytes"},
+      {"cut in a record", kHead + kFull.substr(0, 32), L"", 1, "",
+       "at 0x18: the last record is cut off"},
+      {"no beginning", "VELLOG.0" + kFull, L"", 1,
+       "- +4.096 10:11 4 fills all\n", "at 0x8: the stream has no beginning"},
+      {"another file", "MZ......", L"", 1, "", "not a log file"},
+      {"cut in the header", "VELLO", L"", 1, "", "cut off within its header"},
+      {"wrong option", kHead, L"--levle 3", 2, "", "no such option"},
+      {"wrong value", kHead, L"--since yesterday", 2, "", "needs a time"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Result result = Run(c.options + L" " + Write(L"a.swl", c.bytes));
+    EXPECT_EQ(result.code, c.code);
+    const std::size_t from =
+        c.options == L"--json" ? result.out.find("\",\"o") : 0;
+    EXPECT_EQ(result.out.substr(from), c.out);
+    EXPECT_EQ(result.problems.empty(), *c.problem == '\0') << result.problems;
+    EXPECT_NE(result.problems.find(c.problem), std::string::npos)
+        << result.problems;
+  }
+}
+
+TEST_F(SwlcatTest, MergesFilesByTheirTicksAndSharesTheDate) {
+  const std::wstring a =
+      Write(L"a.swl", kHead + kBanner + Rec(L"[3000:1:1:4] a2\r\n"));
+  const std::wstring b = Write(L"b.swl", kHead + Rec(L"[1000:2:2:4] b1\r\n") +
+                                             Rec(L"[2800:2:2:4] b2\r\n"));
+  const Result result =
+      Run(L"--level 4 " + a + L" " + b + L" " + L"\"C:\\no such.swl\"");
+  EXPECT_EQ(result.code, 1u);
+  EXPECT_NE(result.problems.find("no such.swl: can't be opened"),
+            std::string::npos);
+  std::size_t at = 0;
+  for (const char* text : {"18:30:01.096 +4.096 2:2 4 b1", "IVelLog::create",
+                           "18:30:07.240 +10.240 2:2 4 b2", "1:1 4 a2"}) {
+    at = result.out.find(text, at);
+    ASSERT_NE(at, std::string::npos) << text << " in\n" << result.out;
+  }
+}
+
+TEST_F(SwlcatTest, DeciphersTheProductsLogWithItsKeyAlone) {
+  if (!HasPrivateKey())
+    GTEST_SKIP() << "the build was given a public key alone";
+  const ScopedVariable temp(L"TEMP", _scratch.path());
+  const ScopedVariable tmp(L"TMP", _scratch.path());
+  const ScopedVariable flags(L"VELLOGFLAGS", L"");
+  IVelLog::create(L"SWLCAT");
+  for (unsigned i = 0; i < 5000; ++i) {
+    VelLog_Print(kLogNotice, L"record %u %s", i, L"\x20AC");
+  }
+  IVelLog::release();
+  const std::wstring file = L"VelTmp\\Logs\\SWLCAT.swl";
+  const std::wstring path = L"\"" + _scratch.File(file) + L"\"";
+  const std::wstring key =
+      std::wstring(L"--key \"") + PrivateKeyPath() + L"\" ";
+  const Result result = Run(key + path);
+  EXPECT_EQ(result.code, 0u) << result.problems;
+  EXPECT_NE(result.out.find(" record 0 \xE2\x82\xAC\n"), std::string::npos);
+  EXPECT_NE(result.out.find(" record 4999 \xE2\x82\xAC\n"), std::string::npos);
+  EXPECT_EQ(result.out.substr(0, 2), "20") << "the banner gives the date";
+
+  EXPECT_EQ(Run(path).code, 1u);
+  std::string bytes = _scratch.Read(file);
+  bytes[40] = static_cast<char>(bytes[40] ^ 1);
+  const Result foreign = Run(key + Write(L"foreign.swl", bytes));
+  EXPECT_EQ(foreign.code, 1u);
+  EXPECT_NE(foreign.problems.find("another key"), std::string::npos);
+}
+
+TEST_F(SwlcatTest, FollowsAcrossARotation) {
+  const auto append = [this](const std::string& bytes) {
+    std::ofstream(std::filesystem::path(_scratch.File(L"f.swl")),
+                  std::ios::binary | std::ios::app)
+        << bytes;
+  };
+  const auto printed = [this](const char* text) {
+    return WaitUntil(
+        [&] { return _scratch.Read(L"out").find(text) != std::string::npos; });
+  };
+  append(kHead + kBanner);
+  const PROCESS_INFORMATION process =
+      Start(L"--follow \"" + _scratch.File(L"f.swl") + L"\"");
+  EXPECT_TRUE(printed("IVelLog::create"));
+  append(kFull);
+  EXPECT_TRUE(printed("fills all")) << "without anything behind it";
+  append(Rec(L"[3000:1:1:4] last of the old\r\n"));
+  EXPECT_TRUE(MoveFileExW(_scratch.File(L"f.swl").c_str(),
+                          _scratch.File(L"f.swl.old").c_str(), 0));
+  append(kHead + Rec(L"[3100:1:1:4] first of the new\r\n"));
+  EXPECT_TRUE(printed("last of the old"));
+  EXPECT_TRUE(printed("18:30:09.544 +12.544 1:1 4 first of the new"));
+  TerminateProcess(process.hProcess, 0);
+  WaitForSingleObject(process.hProcess, 10000);
+  CloseHandle(process.hThread);
+  CloseHandle(process.hProcess);
+  EXPECT_EQ(_scratch.Read(L"problems"), "");
+}
+
+}  // namespace
+}  // namespace vel::test
