@@ -33,8 +33,9 @@ service_runs() { windows sc query "$1" | grep -q 'STATE.*RUNNING'; }
 gone() { [ ! -e "$installed" ]; }
 
 # What other tests have left of the product would go with it.
-for key in Tessavane AppDataLow; do
-  windows reg delete "HKCU\\Software\\$key" /f >/dev/null
+for key in HKCU\\Software\\Tessavane HKCU\\Software\\AppDataLow \
+  HKLM\\Software\\Tessavane; do
+  windows reg delete "$key" /f >/dev/null
 done
 find "$WINEPREFIX/drive_c/users" -depth \( -name VelTmp -o -name Tessavane \
   -o -name 'vel_acc_*' -o -name 'Brindlemar Shared Files' \) -exec rm -rf {} +
