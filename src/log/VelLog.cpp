@@ -6,6 +6,7 @@
 
 #include "log/VelLogStream.h"
 #include "log/VelProfileHolder.h"
+#include "sync/LastErrorKeeper.h"
 #include "sync/NtApi.h"
 #include "sync/Trap.h"
 #include "sync/VelSyncNt.h"
@@ -102,6 +103,7 @@ const wchar_t* VelLog_GetPath() noexcept {
 }
 
 void IVelLog::create(const wchar_t* source) noexcept {
+  const LastErrorKeeper keeper;
   const std::int32_t count = log_refcount.fetch_add(1) + 1;
   if (count == 1) {
     log_object.store(new (std::nothrow) VelLogStream(source));
@@ -112,6 +114,7 @@ void IVelLog::create(const wchar_t* source) noexcept {
 }
 
 void IVelLog::release() noexcept {
+  const LastErrorKeeper keeper;
   const std::int32_t count = log_refcount.fetch_sub(1) - 1;
   if (count != 0) {
     VelLog_Print(level_of(count), L"IVelLog::release refcnt=%i", count);

@@ -35,9 +35,9 @@ void VelLog_FlushBuffer() noexcept;
 // to the log: not for use past the last IVelLog::release().
 [[nodiscard]] const wchar_t* VelLog_GetPath() noexcept;
 
-// The log of the process: counted, made by the first create() and destroyed by
-// the last release(). A process calls create() as its first work, and
-// VelLog_FlushBuffer() and release() as its last.
+// The log of the process (both calls keep the last error): counted, made by the
+// first create() and destroyed by the last release(). A process calls create()
+// as its first work, and VelLog_FlushBuffer() and release() as its last.
 class IVelLog {
  public:
   IVelLog() = delete;

@@ -31,7 +31,7 @@ class VelLogStreamPeer {
     return _stream.write_out(units.data(),
                              static_cast<std::uint32_t>(units.size()));
   }
-  // Closes the file and begins one with this key error.
+  // Writes what a new file begins with when the key has this error.
   void begin_file(std::uint32_t key_error) { _stream.begin_file(key_error); }
   void start_flush_thread() {
     _stream._use_flush_thread = true;
