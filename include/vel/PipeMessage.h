@@ -34,8 +34,8 @@ inline constexpr std::uint32_t VEL_PIPE_EXIT_COMMAND = 0xFFFFFFFF;
 // soft shutdown that a plug-in refused.
 inline constexpr wchar_t VEL_GUI_PIPE_FORMAT[] = L"\\\\.\\pipe\\VELGUIAPI_%u";
 
-// An event of this prefix and the pipe's base name exists for as long as the
-// pipe is served. It is never signalled.
-inline constexpr wchar_t VEL_PIPE_MARKER_PREFIX[] = L"_VELINTERNAL_PIPE_";
+// The event of this name, with the pipe's base name, exists in the server's
+// session for as long as the pipe is served. It is never signalled.
+inline constexpr wchar_t VEL_PIPE_MARKER_FORMAT[] = L"_VELINTERNAL_PIPE_%s";
 
 #endif  // VEL_PUBLIC_PIPEMESSAGE_H_

@@ -6,6 +6,10 @@
 #include <cstring>
 #include <memory>
 
+#include "channels/PipeMarker.h"
+#include "log/VelLog.h"
+#include "security/ObjectSecurity.h"
+#include "security/Tokens.h"
 #include "sync/ScopedHandle.h"
 #include "vel/PipeMessage.h"
 
@@ -49,17 +53,39 @@ bool send_request(HANDLE pipe, std::uint32_t command,
                    nullptr) != FALSE;
 }
 
+bool refuses(const std::wstring& pipe_name, std::uint32_t command,
+             const std::wstring& args) {
+  if (VelPipeServerIsTrusted(pipe_name)) return false;
+  VelLog_Print(kLogError,
+               L"VelPipeCommand('%s', 0x%x, '%s') - security le=0x%x",
+               pipe_name.c_str(), command, args.c_str(), GetLastError());
+  return true;
+}
+
 }  // namespace
 
 std::uint32_t VelPipeCommand(const std::wstring& pipe_name,
                              std::uint32_t command, const std::wstring& args,
-                             bool) {
+                             bool verify_server) {
+  if (verify_server && refuses(pipe_name, command, args)) return 0;
   const ScopedFileHandle pipe = connect_to(pipe_name.c_str());
   if (!pipe || !send_request(pipe.get(), command, args)) return 0;
   std::uint32_t reply = 0;
   DWORD read = 0;
   if (!ReadFile(pipe.get(), &reply, sizeof(reply), &read, nullptr)) return 0;
   return reply;
+}
+
+bool VelPipeServerIsRunning(const std::wstring& pipe_name) {
+  const ScopedHandle token = OpenCurrentToken();
+  return token && open_pipe_marker(pipe_name.c_str(), token.get()).valid();
+}
+
+bool VelPipeServerIsTrusted(const std::wstring& pipe_name) {
+  const ScopedHandle token = OpenCurrentToken();
+  if (!token) return false;
+  const ScopedHandle marker = open_pipe_marker(pipe_name.c_str(), token.get());
+  return marker && IsOwnedByToken(marker.get(), token.get());
 }
 
 }  // namespace vel

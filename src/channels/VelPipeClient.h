@@ -12,10 +12,19 @@ namespace vel {
 // and gives the reply. 0 means that the command failed or never arrived; the
 // reason, where there is one, is the last error (ERROR_FILE_NOT_FOUND: no
 // server). Waits about 30 seconds for a busy server to accept, then without
-// limit for the reply. `verify_server` is reserved: pass false.
+// limit for the reply. With `verify_server` the command isn't sent, which is
+// logged, unless VelPipeServerIsTrusted.
 std::uint32_t VelPipeCommand(const std::wstring& pipe_name,
                              std::uint32_t command, const std::wstring& args,
                              bool verify_server);
+
+// Whether a server of that pipe shows itself in the caller's session; the last
+// error is a native status when it doesn't. A look at a marker and no promise:
+// the server may end at any time.
+bool VelPipeServerIsRunning(const std::wstring& pipe_name);
+// The same, and the server's objects belong to the caller. The last error is
+// ERROR_INVALID_OWNER when they are somebody else's.
+bool VelPipeServerIsTrusted(const std::wstring& pipe_name);
 
 }  // namespace vel
 

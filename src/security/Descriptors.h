@@ -2,9 +2,10 @@
 //
 // Each is in absolute form, made on first use; it and what it points to belong
 // to this module and are freed when the exit handlers run. Not for writing.
-// Null when it can't be made; the next call tries again, and the caller must
-// not create its object without it. Nothing is logged, the thread's last error
-// is kept. Any thread; a call after the first costs a lock and a load.
+// Null when it can't be made, and the next call tries again; an object that is
+// created without it has the process's default security. Nothing is logged, the
+// thread's last error is kept. Any thread; a call after the first costs a lock
+// and a load.
 #ifndef VEL_SECURITY_DESCRIPTORS_H_
 #define VEL_SECURITY_DESCRIPTORS_H_
 

@@ -1,0 +1,311 @@
+#include "channels/VelPipeServer.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <future>
+#include <optional>
+#include <vector>
+
+#include "channels/VelPipeClient.h"
+#include "foundation/Text.h"
+#include "security/Descriptors.h"
+#include "sync/ScopedHandle.h"
+#include "sync/VelFastMutex.h"
+#include "support/ChildProcess.h"
+#include "support/LogCapture.h"
+#include "support/Threads.h"
+#include "support/Wait.h"
+#include "vel/PipeMessage.h"
+
+namespace vel {
+namespace {
+
+using test::LogCapture;
+using test::WaitUntil;
+
+std::wstring NewName() {
+  static unsigned names = 0;
+  return FormatWide(L"\\\\.\\pipe\\VELTest_%u_%u", GetCurrentProcessId(),
+                    ++names);
+}
+
+class Server final : public VelPipeServer, public PipeCommandHandler {
+ public:
+  using Answer = std::function<std::intptr_t(const std::wstring&)>;
+
+  explicit Server(Answer answer)
+      : VelPipeServer(static_cast<PipeCommandHandler*>(this)),
+        _answer(std::move(answer)) {}
+  ~Server() override { Stop(INFINITE); }
+
+  std::wstring name = NewName();
+
+ private:
+  void GetPipeName(wchar_t* buffer, std::size_t size) override {
+    wcsncpy(buffer, name.c_str(), size);
+  }
+  std::intptr_t OnPipeCommand(std::uint32_t command,
+                              const std::wstring& args) override {
+    return command == 7 ? _answer(args) : command;
+  }
+
+  const Answer _answer;
+};
+
+// Holds the commands that come until it is opened.
+class Gate {
+ public:
+  std::intptr_t Pass() {
+    ++_waiting;
+    WaitForSingleObject(_open.get(), INFINITE);
+    return 1;
+  }
+  bool WaitFor(int commands) {
+    return WaitUntil([&] { return _waiting == commands; });
+  }
+  void Open() { SetEvent(_open.get()); }
+
+ private:
+  const ScopedHandle _open{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+  std::atomic<int> _waiting{0};
+};
+
+// The client's end, one step at a time.
+class Client {
+ public:
+  explicit Client(const std::wstring& name) {
+    EXPECT_TRUE(WaitUntil([&] {
+      _pipe.reset(CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0,
+                              nullptr, OPEN_EXISTING, 0, nullptr));
+      return _pipe.valid();
+    }));
+  }
+  // A request of `size` bytes with a text of the letter A. A server that drops
+  // it may do so while it is being written.
+  Client& Send(std::uint32_t command, std::size_t size) {
+    std::vector<char> request(size + sizeof(command));
+    for (std::size_t i = 4; i < size; i += 2) request[i] = 'A';
+    std::memcpy(request.data(), &command, sizeof(command));
+    DWORD written = 0;
+    WriteFile(_pipe.get(), request.data(), DWORD(size), &written, nullptr);
+    return *this;
+  }
+  std::optional<std::uint32_t> Reply() {
+    std::uint32_t reply = 0;
+    DWORD read = 0;
+    if (!ReadFile(_pipe.get(), &reply, 4, &read, nullptr)) return {};
+    return reply;
+  }
+  void Close() { _pipe.reset(); }
+  HANDLE get() const { return _pipe.get(); }
+
+ private:
+  ScopedFileHandle _pipe;
+};
+
+std::uint32_t Call(const Server& server, const std::wstring& text = {}) {
+  return VelPipeCommand(server.name, 7, text, false);
+}
+
+// Goes on to hold its end when it has sent a command.
+VEL_CHILD_MAIN(SendsAndHolds) {
+  Client client(argument);
+  client.Send(7, 8);
+  Sleep(INFINITE);
+  return 0;
+}
+
+TEST(VelPipeServer, ServesRequestsOfLegalSizesAndDropsTheOthers) {
+  const LogCapture log;
+  // Only the low half of the result goes out.
+  Server server([](const std::wstring& args) {
+    EXPECT_EQ(args, std::wstring(args.size(), L'A'));
+    return 0x100000000 + std::intptr_t(args.size());
+  });
+  ASSERT_TRUE(server.Start());
+  for (const auto& [size, reply] :
+       {std::pair<std::size_t, std::optional<std::uint32_t>>{1, {}},
+        {7, {}},
+        {8, 0},
+        {9, 0},
+        {10, 1},
+        {0x40000, 0x1FFFC},
+        {0x40001, {}},
+        {0x80000, {}}}) {
+    EXPECT_EQ(Client(server.name).Send(7, size).Reply(), reply) << size;
+  }
+  const std::wstring line = L"VelPipeServer::ProcessPipeConnection: le=";
+  EXPECT_TRUE(log.Contains(2, line));
+  EXPECT_TRUE(log.Contains(2, L" read=7"));
+  EXPECT_TRUE(log.Contains(2, line + L"234 read=262144"));
+  EXPECT_EQ(Call(server, L"AAA"), 3u);
+}
+
+TEST(VelPipeServer, SurvivesItsClients) {
+  const LogCapture log;
+  Gate gate;
+  Server server(
+      [&](const std::wstring& args) { return args.empty() ? gate.Pass() : 5; });
+  ASSERT_TRUE(server.Start());
+  Client(server.name).Close();
+  EXPECT_TRUE(WaitUntil([&] { return log.Contains(2, L" read=0"); }));
+  Client gone(server.name);
+  gone.Send(7, 8);
+  test::ChildProcess child(L"SendsAndHolds", server.name);
+  Client never_reads(server.name);
+  never_reads.Send(7, 8);
+  ASSERT_TRUE(gate.WaitFor(3));
+  gone.Close();
+  child.Kill();
+  gate.Open();
+  EXPECT_EQ(Call(server, L"x"), 5u);
+  EXPECT_FALSE(server.Stop(100));  // The reply that isn't fetched.
+  never_reads.Close();
+  EXPECT_TRUE(server.Stop(INFINITE));
+}
+
+TEST(VelPipeServer, ServesManyClientsAtOnce) {
+  Server server([](const std::wstring& args) { return _wtoi(args.c_str()); });
+  ASSERT_TRUE(server.Start());
+  std::atomic<int> wrong{0};
+  test::RunTogether(16, [&](int client) {
+    for (int i = 1; i <= 250; ++i) {
+      const std::wstring text = FormatWide(L"%i", client * 1000 + i);
+      std::uint32_t reply = 0;
+      // A client can lose the race for the listening instance 30 times.
+      do {
+        reply = Call(server, text);
+      } while (reply == 0 && GetLastError() == ERROR_PIPE_BUSY);
+      if (reply != std::uint32_t(client * 1000 + i)) ++wrong;
+    }
+  });
+  EXPECT_EQ(wrong, 0);
+}
+
+TEST(VelPipeServer, EndsByTheExitCommandButAnswersWhatRuns) {
+  const LogCapture log;
+  Gate gate;
+  Server server([&](const std::wstring&) { return gate.Pass(); });
+  for (int round = 1; round <= 2; ++round) {
+    ASSERT_TRUE(server.Start());
+    auto running = std::async(std::launch::async, [&] { return Call(server); });
+    ASSERT_TRUE(gate.WaitFor(round));
+    EXPECT_EQ(VelPipeCommand(server.name, 0xFFFFFFFF, L"text", false),
+              0xFFFFFFFF);
+    EXPECT_TRUE(WaitUntil([&] { return !server.is_running(); }));
+    gate.Open();
+    EXPECT_TRUE(server.Stop(0));  // No loop: the time doesn't count.
+    EXPECT_EQ(running.get(), 1u);
+  }
+  EXPECT_TRUE(log.Contains(
+      1, L"VelPipeServer::ProcessPipeConnection: got exit command"));
+}
+
+TEST(VelPipeServer, StopsInTimeOrSaysSo) {
+  for (const DWORD timeout : {0, 50}) {
+    Gate gate;
+    Server server([&](const std::wstring&) { return gate.Pass(); });
+    EXPECT_TRUE(server.Stop(timeout));
+    ASSERT_TRUE(server.Start());
+    auto running = std::async(std::launch::async, [&] { return Call(server); });
+    ASSERT_TRUE(gate.WaitFor(1));
+    EXPECT_FALSE(server.Stop(timeout));
+    auto stopped =
+        std::async(std::launch::async, [&] { return server.Stop(INFINITE); });
+    EXPECT_EQ(stopped.wait_for(std::chrono::milliseconds(50)),
+              std::future_status::timeout);
+    gate.Open();
+    EXPECT_TRUE(stopped.get());
+    EXPECT_TRUE(server.Stop(timeout));
+    EXPECT_EQ(running.get(), 1u);
+  }
+}
+
+TEST(VelPipeServer, StartsOnlyWithAPipeAndAsksForItsNameAnew) {
+  const LogCapture log;
+  const std::wstring name = NewName();
+  ScopedFileHandle taken(CreateNamedPipeW(name.c_str(), PIPE_ACCESS_DUPLEX, 0,
+                                          1, 0, 0, 0, nullptr));
+  Server server([](const std::wstring&) { return 1; });
+  server.name = L"";
+  EXPECT_FALSE(server.Start());
+  EXPECT_FALSE(log.Contains(3, L"CreatePipeInstance"));
+  server.name = name;
+  EXPECT_FALSE(server.Start());
+  EXPECT_TRUE(log.Contains(
+      3, L"VelPipeServer::CreatePipeInstance: le=231 _pipe_name='" + name));
+  EXPECT_TRUE(server.Stop(INFINITE));
+  taken.reset();
+  for (int round = 0; round < 2; ++round) {
+    ASSERT_TRUE(server.Start());
+    EXPECT_EQ(Call(server), 1u);
+    EXPECT_TRUE(server.Stop(INFINITE));
+    server.name = NewName();
+  }
+}
+
+// What the system tells of a thread: the level at which it impersonates, -1 for
+// none, and its priority.
+struct ThreadState {
+  explicit ThreadState(HANDLE thread) : priority(GetThreadPriority(thread)) {
+    ScopedHandle token;
+    if (!OpenThreadToken(thread, TOKEN_QUERY, TRUE, token.put())) return;
+    DWORD size = 0;
+    GetTokenInformation(token.get(), TokenImpersonationLevel, &level, 4, &size);
+  }
+  int level = -1;
+  int priority;
+};
+
+TEST(VelPipeServer, RunsCommandsAsTheClientAndIsItselfAgain) {
+  ScopedHandle thread;
+  std::optional<ThreadState> inside;
+  Server server([&](const std::wstring&) {
+    thread.reset(
+        OpenThread(THREAD_QUERY_INFORMATION, FALSE, GetCurrentThreadId()));
+    inside.emplace(GetCurrentThread());
+    return 1;
+  });
+  ASSERT_TRUE(server.Start());
+  EXPECT_EQ(Call(server), 1u);
+  EXPECT_TRUE(server.Stop(INFINITE));
+  EXPECT_EQ(inside->level, SecurityImpersonation);
+  EXPECT_EQ(inside->priority, THREAD_PRIORITY_HIGHEST);
+  const ThreadState after(thread.get());
+  EXPECT_EQ(after.level, -1);
+  EXPECT_EQ(after.priority, THREAD_PRIORITY_NORMAL);
+}
+
+// The bytes of an object's access list and label.
+std::vector<BYTE> SecurityOf(HANDLE object) {
+  DWORD size = 0;
+  const SECURITY_INFORMATION what =
+      DACL_SECURITY_INFORMATION | LABEL_SECURITY_INFORMATION;
+  GetKernelObjectSecurity(object, what, nullptr, 0, &size);
+  std::vector<BYTE> bytes(size);
+  EXPECT_TRUE(GetKernelObjectSecurity(object, what, bytes.data(), size, &size));
+  return bytes;
+}
+
+TEST(VelPipeServer, ShowsItselfAndLetsLowClientsIn) {
+  const LogCapture log;
+  Server server([](const std::wstring&) { return 1; });
+  EXPECT_FALSE(VelPipeServerIsRunning(server.name));
+  EXPECT_EQ(VelPipeCommand(server.name, 7, L"t", true), 0u);
+  EXPECT_TRUE(log.Contains(3, FormatWide(L"VelPipeCommand('%s', 0x7, 't') - "
+                                         L"security le=0xc0000034",
+                                         server.name.c_str())));
+  ASSERT_TRUE(server.Start());
+  const Client client(server.name);
+  SECURITY_ATTRIBUTES security = {sizeof(security),
+                                  GetSecurityDescriptorUserLow(), FALSE};
+  const ScopedHandle model(CreateEventW(&security, TRUE, FALSE, nullptr));
+  EXPECT_EQ(SecurityOf(client.get()), SecurityOf(model.get()));
+  EXPECT_TRUE(VelPipeServerIsRunning(server.name));
+  EXPECT_TRUE(VelPipeServerIsTrusted(server.name));
+}
+
+}  // namespace
+}  // namespace vel
