@@ -29,10 +29,17 @@ static_assert(VEL_PIPE_MIN_REQUEST == 8);
 inline constexpr std::uint32_t VEL_PIPE_EXIT_COMMAND = 0xFFFFFFFF;
 
 // The tray's pipe, one in each Windows session: the number is the session's id.
-// Its commands are those of vel/GuiIpc.h, its replies 0 for a command that
-// never arrived, 1 for one that wasn't handled, 2 for one that was, and 3 for a
-// soft shutdown that a plug-in refused.
+// Its commands are those of vel/GuiIpc.h.
 inline constexpr wchar_t VEL_GUI_PIPE_FORMAT[] = L"\\\\.\\pipe\\VELGUIAPI_%u";
+
+// The replies of the tray's pipe. A client reads 0 for no reply at all.
+enum VelGuiPipeReply : std::uint32_t {
+  VEL_GUI_PIPE_NO_REPLY = 0,
+  VEL_GUI_PIPE_NOT_HANDLED = 1,
+  VEL_GUI_PIPE_HANDLED = 2,
+  // VELGUI_IPC_SOFT_SHUTDOWN only: by a plug-in.
+  VEL_GUI_PIPE_REFUSED = 3,
+};
 
 // The event of this name, with the pipe's base name, exists in the server's
 // session for as long as the pipe is served. It is never signalled.

@@ -6,14 +6,12 @@
 #include <cstring>
 #include <memory>
 
-#include "sync/ScopedHandle.h"
+#include "tray/SharedBlock.h"
 
 namespace vel {
 namespace {
 
 constexpr std::size_t kMaxBlock = 0x7FFFFFFF;
-constexpr std::size_t kTagSize = 32;
-constexpr std::size_t kTextSize = 96;
 
 struct FreeMemory {
   void operator()(void* memory) const { std::free(memory); }
@@ -44,29 +42,6 @@ CopyDataBlock make_block(std::uint32_t command, const wchar_t* text,
   return block;
 }
 
-// A page-file mapping under a name, with a view of all of it.
-class SharedBlock {
- public:
-  SharedBlock(const wchar_t* name, DWORD size)
-      : _mapping(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr,
-                                    SEC_COMMIT | PAGE_READWRITE, 0, size,
-                                    name)) {
-    if (!_mapping) return;
-    _view = MapViewOfFile(_mapping.get(), FILE_MAP_WRITE, 0, 0, size);
-  }
-  ~SharedBlock() {
-    if (_view != nullptr) UnmapViewOfFile(_view);
-  }
-  SharedBlock(const SharedBlock&) = delete;
-  SharedBlock& operator=(const SharedBlock&) = delete;
-
-  void* view() const { return _view; }
-
- private:
-  const ScopedHandle _mapping;
-  void* _view = nullptr;
-};
-
 }  // namespace
 
 bool send_gui_ipc(std::uint32_t command, const wchar_t* text) {
@@ -95,20 +70,11 @@ bool send_gui_ipc_mapped(std::uint32_t command, void* buffer,
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return false;
   }
-  // The thread's id in the tag keeps calls apart that run at the same time.
-  wchar_t tag[kTagSize];
-  wsprintfW(tag, L"%x.%x", GetCurrentProcessId(), GetCurrentThreadId());
-  wchar_t name[kTextSize];
-  wsprintfW(name, L"%s%s", VEL_GUI_IPC_MAPPING_PREFIX, tag);
-
   SetLastError(0);
-  const SharedBlock shared(name, static_cast<DWORD>(size));
+  const SharedBlock shared(static_cast<DWORD>(size));
   if (shared.view() == nullptr) return false;
   std::memcpy(shared.view(), buffer, size);
-  wchar_t text[kTextSize];
-  wsprintfW(text, L"/%s=\"%s\" /%s=\"%u\"", VEL_GUI_IPC_MAPPING_KEY, tag,
-            VEL_GUI_IPC_LENGTH_KEY, static_cast<UINT>(size));
-  if (!send_gui_ipc(command, text)) return false;
+  if (!send_gui_ipc(command, shared.text())) return false;
   std::memcpy(buffer, shared.view(), size);
   return true;
 }

@@ -1,0 +1,85 @@
+// velctl over both doors of the tray: what it prints, and its exit codes.
+#include <filesystem>
+
+#include "harness/Product.h"
+
+namespace vel::test {
+namespace {
+
+class VelctlTest : public ProductTest {
+ protected:
+  void SetUp() override { UseTestLibrary(); }
+
+  // The exit code, and the lines printed, each ended by '|'.
+  std::string Control(const std::wstring& arguments) {
+    const std::wstring out = product.File(L"velctl.out");
+    ChildProcess shell =
+        ChildProcess::Start(L"cmd.exe /c \"\"" + product.File(L"velctl.exe") +
+                            L"\" " + arguments + L" >\"" + out + L"\" 2>nul\"");
+    std::string text = std::to_string(shell.Wait().value_or(kStillRunning));
+    text += ' ';
+    for (const char c : product.Read(L"velctl.out")) {
+      if (c != '\r') text += c == '\n' ? '|' : c;
+    }
+    return text;
+  }
+};
+
+struct Case {
+  const wchar_t* arguments;
+  const char* by_window;
+  const char* by_pipe;
+};
+
+TEST_F(VelctlTest, SendsCommandsByEitherDoor) {
+  const Case cases[] = {
+      {L"status", "0 running|", "0 running|"},
+      {L"13", "0 handled|0|", "0 handled|0|"},
+      {L"--block 5 0xD", "0 handled|00 00 00 00 00|",
+       "0 handled|00 00 00 00 00|"},
+      {L"13 text", "1 not handled|", "1 not handled|"},
+      {L"7", "0 handled|", "0 handled|"},
+      {L"17", "1 not handled|", "1 not handled|"},
+      {L"run a.htm", "0 handled|", "0 handled|"},
+      {L"run /shex_cfg=Idle", "0 handled|", "0 handled|"},
+      {L"soft-shutdown 2", "1 not handled|", "2 refused|"},
+      {L"--block 16777216 13", "64 ", "64 "},
+      {L"status now", "64 ", "64 "},
+      {L"17x", "64 ", "64 "},
+  };
+  EXPECT_EQ(Control(L"status"), "3 not running|");
+  EXPECT_EQ(Control(L"--door pipe about"), "3 ");
+  EXPECT_EQ(Control(L"--door wall status"), "64 ");
+  ASSERT_TRUE(StartTray());
+  Expect("broadcast VELGUI_INITIALIZED");
+  Veto(true);
+  for (const Case& test : cases) {
+    EXPECT_EQ(Control(test.arguments), test.by_window) << test.arguments;
+    EXPECT_EQ(Control(std::wstring(L"--door pipe ") + test.arguments),
+              test.by_pipe)
+        << test.arguments;
+  }
+  Expect("app Normal||a.htm|||", 2);
+  Veto(false);
+  EXPECT_EQ(Control(L"--door pipe shutdown"), "0 handled|");
+  EXPECT_EQ(WaitForTray(), 0u);
+}
+
+// A file goes by its full path: the tray has another directory.
+TEST_F(VelctlTest, RunsAFileOfItsOwnDirectory) {
+  product.Write(L"page.htm", "");
+  ASSERT_TRUE(StartTray());
+  wchar_t before[MAX_PATH];
+  GetCurrentDirectoryW(MAX_PATH, before);
+  SetCurrentDirectoryW(product.path().c_str());
+  EXPECT_EQ(Control(L"run page.htm"), "0 handled|");
+  SetCurrentDirectoryW(before);
+  const std::wstring page = product.File(L"page.htm");
+  Expect("app Normal||" + std::filesystem::path(page).string() + "|||");
+  EXPECT_EQ(Control(L"--door pipe 0xFFFFFFFF"), "0 handled|");
+  EXPECT_EQ(Control(L"--door pipe status"), "3 not running|");
+  EXPECT_EQ(Control(L"shutdown"), "0 handled|");
+}
+
+}  // namespace
+}  // namespace vel::test
