@@ -1,0 +1,222 @@
+#include "browser/BrowserDiscovery.h"
+
+#include <utility>
+
+#include "browser/OpenInDefaultBrowser.h"
+#include "browser/ProgramSearch.h"
+#include "support/ChildProcess.h"
+#include "support/ScopedRegistry.h"
+#include "support/ScopedVariable.h"
+#include "support/ScratchDirectory.h"
+#include "support/Wait.h"
+
+namespace vel {
+namespace {
+
+const std::wstring kAppPaths =
+    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\";
+const std::wstring kOpen = L"\\Shell\\Open\\Command";
+const std::wstring kOwn = L"_Brindlemar";
+
+class BrowserDiscoveryTest : public testing::Test {
+ protected:
+  static void SetUser(const std::wstring& key, const std::wstring& name,
+                      const std::wstring& text) {
+    RegSetString(HKEY_CURRENT_USER, key, name, text, 0);
+  }
+  static void SetMachine(const std::wstring& key, const std::wstring& name,
+                         const std::wstring& text) {
+    RegSetString(HKEY_LOCAL_MACHINE, key, name, text, 0);
+  }
+  // The command of http links, by the user's choice or as the classes have it.
+  static void SetDefault(const std::wstring& command, bool choice) {
+    SetUser(
+        L"Software\\Classes\\" + (choice ? L"App.1" + kOpen : L"http" + kOpen),
+        L"", command);
+    SetUser(
+        L"Software\\Microsoft\\Windows\\Shell\\Associations\\"
+        L"UrlAssociations\\http\\UserChoice",
+        L"Progid", choice ? L"App.1" : L"");
+  }
+
+  test::ScopedRegistry _registry;
+  test::ScratchDirectory _scratch;
+  const std::wstring _firefox = _scratch.Write(L"Fire Fox\\firefox.exe", "MZ");
+  const std::wstring _explorer = _scratch.Write(L"ie\\iexplore.exe", "MZ");
+  const std::wstring _other = _scratch.Write(L"other\\web.exe", "MZ");
+};
+
+TEST_F(BrowserDiscoveryTest, AppPathsValuesAndWhereTheyPoint) {
+  const std::wstring dir = _scratch.File(L"Fire Fox");
+  const std::wstring quoted = L"\"" + _firefox + L"\" -x \"y\"";
+  const test::ScopedVariable variable(L"VELTEST_DIR", dir);
+  const struct {
+    const wchar_t *key, *name;
+    std::wstring own, plain, path, found;
+  } rows[] = {
+      {L"firefox.exe", L"firefox.exe", L"", _firefox, L"", _firefox},
+      {L"firefox.exe", L"firefox", L"", _firefox, dir, _firefox},
+      {L"FIREFOX.EXE", L"firefox.exe", L"", quoted, L"", _firefox},
+      {L"firefox.exe", L"firefox.exe", _firefox, _other, L"", _firefox},
+      // A value that names another file gives way to a hit in Path only.
+      {L"firefox.exe", L"firefox.exe", L"", _other, dir, _firefox},
+      {L"firefox.exe", L"firefox.exe", L"", _other, L"%VELTEST_DIR%;",
+       _firefox},
+      {L"firefox.exe", L"firefox.exe", L"", _other, L"C:\\none", _other},
+      {L"firefox.exe", L"firefox.exe", L"", _other, L"", _other},
+      {L"firefox.exe", L"opera.exe", L"", _firefox, L"", L""},
+      {L"firefox.exe", L"", L"", _firefox, L"", L""},
+  };
+  for (const auto& row : rows) {
+    const std::wstring key = kAppPaths + row.key;
+    SetMachine(key, kOwn, row.own);
+    SetMachine(key, L"", row.plain);
+    SetMachine(key, L"Path", row.path);
+    const std::wstring found =
+        find_in_app_paths(HKEY_LOCAL_MACHINE, row.name, L".exe", 0);
+    EXPECT_EQ(found, row.found) << &row - rows;
+    SHDeleteKeyW(HKEY_LOCAL_MACHINE, key.c_str());
+  }
+}
+
+TEST_F(BrowserDiscoveryTest, FindsProgramsInTextsOfAllKinds) {
+  const test::ScopedVariable path(L"PATH", _scratch.File(L"other"));
+  SetUser(kAppPaths + L"mine.exe", kOwn, _firefox);
+  SetMachine(kAppPaths + L"mine.exe", kOwn, _other);
+  const std::wstring bare = _scratch.File(L"Fire Fox\\firefox");
+  const struct {
+    std::wstring text, found;
+  } rows[] = {
+      {L"", L""},
+      {_firefox, _firefox},
+      {bare, _firefox},
+      {L"\"" + _firefox + L"\" -url \"%1\"", _firefox},
+      {L"\"" + bare + L"\"", _firefox},
+      {_firefox + L" -url %1", _firefox},
+      {bare + L" C:\\x y", _firefox},
+      // A quoted text is one path, blanks and all.
+      {L"\"" + _firefox + L" -url\"", L""},
+      {_firefox + L"x", L""},
+      {L"mine.exe", _firefox},
+      {L"mine.exe -x C:\\y", _firefox},
+      {L"web", _other},
+      {L"web.exe /s", _other},
+      {L"nothing here", L""},
+      // Files that are there, by names that could lie on the network.
+      {L"\\\\?\\" + _firefox, L""},
+      {L"\"\\\\?\\" + _firefox + L"\"", L""},
+      {L"\\\\?\\" + _firefox + L" -x", L""},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(find_program(row.text, L".exe"), row.found) << row.text;
+    EXPECT_EQ(find_executable(row.text), row.found) << row.text;
+  }
+  const std::wstring script = _scratch.Write(L"other\\only.cmd", "");
+  EXPECT_EQ(find_executable(_scratch.File(L"other\\only")), script);
+  EXPECT_EQ(find_executable(L"only"), script);
+  const test::ScopedVariable variable(L"VELTEST_DIR", _scratch.path());
+  EXPECT_EQ(find_executable(L"%VELTEST_DIR%\\other\\web"), _other);
+}
+
+TEST_F(BrowserDiscoveryTest, TheDefaultIsOneOfTheTwoBrowsers) {
+  SetMachine(kAppPaths + L"IEXPLORE.EXE", L"", _explorer);
+  EXPECT_EQ(default_browser_path(), _explorer);
+  SetDefault(L"\"" + _other + L"\" %1", false);
+  EXPECT_EQ(default_browser_command(), L"\"" + _other + L"\" %1");
+  EXPECT_EQ(default_browser_path(), _explorer);
+  SetDefault(L"\"" + _firefox + L"\" -url %1", true);
+  EXPECT_EQ(default_browser_path(), _firefox);
+  EXPECT_EQ(browser_path(BrowserKind::kDefault), _firefox);
+  EXPECT_EQ(browser_kind_of(nullptr), BrowserKind::kFirefox);
+  SetDefault(L"C:\\gone\\FireFox.exe %1", true);
+  EXPECT_EQ(default_browser_path(), L"C:\\gone\\FireFox.exe %1");
+}
+
+TEST_F(BrowserDiscoveryTest, TheProductGivesUpItsAssociations) {
+  const wchar_t* const own[] = {L"http",  L"https",  L"ftp",
+                                L".html", L".shtml", L".xml"};
+  const auto count = [&own] {
+    int keys = 0;
+    for (const std::wstring name : own) {
+      keys += RegKeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\" + name, 0);
+    }
+    return keys;
+  };
+  SetMachine(kAppPaths + L"IEXPLORE.EXE", L"", _explorer);
+  for (const std::wstring name : own) {
+    SetUser(L"Software\\Classes\\" + name + L"\\x", L"", L"y");
+  }
+  SetDefault(_other, false);
+  EXPECT_EQ(default_browser_path(), _explorer);
+  EXPECT_EQ(count(), 6);
+  SetDefault(L"\"C:\\firefox\\BrindleMar.exe\" \"%1\"", false);
+  EXPECT_EQ(default_browser_path(), _explorer);
+  EXPECT_EQ(count(), 0);
+  EXPECT_EQ(default_browser_command(), L"");
+  EXPECT_TRUE(RegKeyExists(HKEY_CURRENT_USER, L"Software\\Classes", 0));
+}
+
+TEST_F(BrowserDiscoveryTest, TellsKindsAndVersions) {
+  EXPECT_EQ(browser_kind_of((L"\"" + _firefox + L"\" -x").c_str()),
+            BrowserKind::kFirefox);
+  EXPECT_EQ(browser_kind_of(_explorer.c_str()),
+            BrowserKind::kInternetExplorer32);
+  EXPECT_EQ(browser_kind_of(_other.c_str()), BrowserKind::kOther);
+  EXPECT_EQ(browser_kind_of(L"C:\\gone\\firefox.exe"), BrowserKind::kOther);
+  EXPECT_EQ(browser_path(BrowserKind::kOther), L"");
+  SetUser(kAppPaths + L"firefox.exe", L"", _firefox);
+  EXPECT_EQ(browser_path(BrowserKind::kFirefox), _firefox);
+
+  const std::wstring key = L"SOFTWARE\\Microsoft\\Internet Explorer";
+  EXPECT_EQ(ie_major_version(), 6);
+  const std::pair<const wchar_t*, int> versions[] = {
+      {L"", 6}, {L"8.0.6001.18702", 8}, {L"11", 11}, {L".5", 6}, {L"x.1", 0}};
+  for (const auto& [text, major] : versions) {
+    SetMachine(key, L"Version", text);
+    EXPECT_EQ(ie_major_version(), major) << text;
+  }
+}
+
+// The views are the machine's own, so its key is set for a moment.
+TEST(BrowserViewsTest, EachViewHasAnInternetExplorerOfItsOwn) {
+  const test::ScratchDirectory scratch;
+  const std::wstring key = kAppPaths + L"IEXPLORE.EXE";
+  const auto read = [&key](std::uint32_t view) {
+    return RegGetString(HKEY_LOCAL_MACHINE, key, L"", view);
+  };
+  const auto write = [&key](std::uint32_t view, const std::wstring& text) {
+    RegSetString(HKEY_LOCAL_MACHINE, key, L"", text, view);
+  };
+  const std::wstring before = read(0), before32 = read(2);
+  const std::wstring own = scratch.Write(L"own\\iexplore.exe", "MZ");
+  const std::wstring wow = scratch.Write(L"wow\\iexplore.exe", "MZ");
+  write(0, own);
+  write(2, wow);
+  const bool apart = read(0) == own && read(2) == wow;
+  const std::wstring found[] = {browser_path(BrowserKind::kInternetExplorer32),
+                                browser_path(BrowserKind::kInternetExplorer)};
+  const BrowserKind kinds[] = {browser_kind_of(wow.c_str()),
+                               browser_kind_of(own.c_str())};
+  write(0, before);
+  write(2, before32);
+  if (!apart) GTEST_SKIP() << "The views share this key, or it is protected.";
+  EXPECT_EQ(found[0], wow);
+  EXPECT_EQ(found[1], own);
+  EXPECT_EQ(kinds[0], BrowserKind::kInternetExplorer32);
+  EXPECT_EQ(kinds[1], BrowserKind::kInternetExplorer);
+}
+
+// The browser: it leaves what it was started with.
+VEL_CHILD_MAIN(IsTheBrowser) {
+  return CreateDirectoryW(argument.c_str(), nullptr) ? 0 : 1;
+}
+
+TEST_F(BrowserDiscoveryTest, OpensAUrlInTheBrowserItself) {
+  SetDefault(L"\"" + test::TestProgramPath() + L"\" as firefox", false);
+  const std::wstring mark = _scratch.File(L"opened");
+  open_in_default_browser(L"--vel-child IsTheBrowser \"" + mark + L"\"");
+  EXPECT_TRUE(test::WaitUntil([&] { return test::FileExists(mark); }));
+}
+
+}  // namespace
+}  // namespace vel

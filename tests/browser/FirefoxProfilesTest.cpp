@@ -1,0 +1,164 @@
+#include "browser/FirefoxProfiles.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include "browser/PcreRegex.h"
+#include "foundation/Product.h"
+#include "support/ScopedVariable.h"
+#include "support/ScratchDirectory.h"
+
+namespace vel {
+namespace {
+
+// A user whose APPDATA is a scratch directory.
+class User {
+ public:
+  // Directories below Firefox's own: the profiles that exist.
+  explicit User(const std::string& ini, std::vector<std::wstring> existing = {})
+      : _app_data(L"APPDATA", _scratch.path()) {
+    if (!ini.empty()) _scratch.Write(L"Mozilla\\Firefox\\profiles.ini", ini);
+    for (const std::wstring& name : existing) {
+      _scratch.Write(L"Mozilla\\Firefox\\" + name + L"\\prefs.js", "");
+    }
+  }
+
+  // `path` without what stands before Firefox's directory.
+  std::wstring relative(const std::wstring& path) const {
+    const std::wstring base = _scratch.path() + L"\\Mozilla\\Firefox\\";
+    const bool is_below =
+        _wcsnicmp(path.c_str(), base.c_str(), base.size()) == 0;
+    return is_below ? L"~" + path.substr(base.size()) : path;
+  }
+  // name|path|default, one a line.
+  std::wstring list() const {
+    std::wstring text;
+    for (const auto& profile : list_firefox_profiles()) {
+      text += profile->name + L"|" + relative(profile->path) +
+              (profile->is_default ? L"|1\n" : L"|0\n");
+    }
+    return text;
+  }
+  std::wstring quick() const { return relative(default_firefox_profile_dir()); }
+  std::wstring found(const std::wstring& name) const {
+    const auto profile = find_firefox_profile(name);
+    return profile ? profile->name : L"null";
+  }
+
+ private:
+  const test::ScratchDirectory _scratch;
+  const test::ScopedVariable _app_data;
+};
+
+TEST(FirefoxProfiles, ReadsProfilesIniInTwoWays) {
+  const std::string two =
+      "[General]\r\nStartWithLastProfile=1\r\n\r\n"
+      "[Profile0]\r\nName=a\r\nIsRelative=1\r\nPath=Profiles/a.x\r\n";
+  struct Row {
+    std::string ini;
+    std::vector<std::wstring> existing;
+    std::wstring quick, list, default_name;
+  };
+  const Row rows[] = {
+      {"", {}, L"", L"", L"null"},
+      {two + "[Profile1]\nName=b\nPath=Profiles/b\nIsRelative=1\n",
+       {L"Profiles\\a.x", L"Profiles\\b"},
+       L"~Profiles\\b",
+       L"a|~Profiles/a.x\\|0\nb|~Profiles/b\\|0\n",
+       L"a"},
+      // The marked one has gone.
+      {two + "Default=1\n[Profile1]\nName=b\nPath=b\n",
+       {L"b"},
+       L"",
+       L"a|~Profiles/a.x\\|1\nb|b\\|0\n",
+       L"a"},
+      // A gap, another kind of mark, another drive.
+      {two + "[Profile2]\nName=c\nPath=D:\\ff\\p1\nIsRelative=0\nDefault=1\n",
+       {L"Profiles\\a.x"},
+       L"~Profiles\\a.x",
+       L"a|~Profiles/a.x\\|0\nc|D:\\ff\\p1\\|1\n",
+       L"c"},
+      {"[Profile0]\nPath=a\n[Profile1]\nName=b\nPath=b\nDefault=2\n"
+       "[Profile2]\nName=c\nPath=c\n",
+       {L"a", L"b", L"c"},
+       L"~b",
+       L"b|b\\|0\nc|c\\|0\n",
+       L"b"},
+      {"[Profile0]\nName=only\n", {}, L"", L"only||0\n", L"only"},
+      // Of a newer version; the installation's own choice isn't looked at.
+      {"[Install4F96D1932A9F858E]\nDefault=Profiles/b\nLocked=1\n\n" + two +
+           "Default=1\n[Profile1]\nName=b\nIsRelative=1\nPath=Profiles/b\n",
+       {L"Profiles\\a.x"},
+       L"~Profiles\\a.x",
+       L"a|~Profiles/a.x\\|1\nb|~Profiles/b\\|0\n",
+       L"a"},
+      {"[Profile0]\nName=J\xfcrgen\nIsRelative=1\nPath=J\xfcrgen/p\n",
+       {L"J\u00fcrgen\\p"},
+       L"~J\u00fcrgen\\p",
+       L"J\u00fcrgen|~J\u00fcrgen/p\\|0\n",
+       L"J\u00fcrgen"},
+  };
+  for (const Row& row : rows) {
+    const User user(row.ini, row.existing);
+    SCOPED_TRACE(row.ini);
+    EXPECT_EQ(user.quick(), row.quick);
+    EXPECT_EQ(user.list(), row.list);
+    EXPECT_EQ(user.found(L""), row.default_name);
+  }
+  const User user(two + "[Profile1]\nName=b\nPath=b\n");
+  EXPECT_EQ(user.found(L"b"), L"b");
+  EXPECT_EQ(user.found(L"B"), L"a") << "the first of the list";
+}
+
+TEST(FirefoxProfiles, TakesProfilesOfAnyDrive) {
+  const test::ScratchDirectory elsewhere;
+  const std::wstring path = elsewhere.path();
+  const User user("[Profile0]\nName=a\nPath=" +
+                  std::string(path.begin(), path.end()) + "\n");
+  EXPECT_EQ(user.quick(), path);
+  EXPECT_EQ(user.list(), L"a|" + path + L"\\|0\n");
+}
+
+TEST(FirefoxProfiles, TellsTheStartPage) {
+  const std::string home = "user_pref(\"browser.startup.homepage\", \"";
+  const std::string page = "user_pref(\"browser.startup.page\", ";
+  const std::wstring stock = kFirefoxStartPage;
+  const std::pair<std::string, std::wstring> rows[] = {
+      {"", stock},
+      {home + "example.org\");", L"http://example.org"},
+      {page + "1);\r\n" + home + "https://a.test/\");", L"https://a.test/"},
+      {page + "0);\n" + home + "example.org\");", stock},
+      {page + "3);\n" + page + "1);" + home + "a\");" + home + "b\");",
+       L"http://a"},
+      {home + "\");", stock},
+      {home + "\xfc.test\");", L"http://\u00fc.test"},
+      {std::string(1, '\0') + home + "a.test", L"http://a.test"},
+      {home + std::string(1 << 20, 'x'),
+       L"http://" + std::wstring(1 << 20, 'x')},
+  };
+  for (const auto& [text, expected] : rows) {
+    const test::ScratchDirectory scratch;
+    scratch.Write(L"prefs.js", text);
+    EXPECT_EQ(firefox_start_page(scratch.path() + L"\\"), expected);
+  }
+  EXPECT_EQ(firefox_start_page(L"C:\\missing\\"), stock);
+}
+
+TEST(PcreRegex, GivesRangesAndRefusesBadPatterns) {
+  PcreRegex regex("(a)|b(c*)");
+  std::vector<PcreRegex::Range> ranges;
+  EXPECT_FALSE(regex.search("xyz", ranges));
+  EXPECT_TRUE(regex.search(std::string("\0bcc", 4), ranges));
+  EXPECT_EQ(ranges, (std::vector<PcreRegex::Range>{{1, 4}, {-1, -1}, {2, 4}}));
+  EXPECT_TRUE(regex.match("xa"));
+  EXPECT_FALSE(regex.match("x"));
+  try {
+    PcreRegex("(a");
+    ADD_FAILURE() << "a bad pattern was taken";
+  } catch (const std::runtime_error& error) {
+    EXPECT_STREQ(error.what(), "missing )");
+  }
+}
+
+}  // namespace
+}  // namespace vel

@@ -1,0 +1,161 @@
+#include "browser/MozillaPrefsFile.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include "support/ScratchDirectory.h"
+#include "sync/ScopedHandle.h"
+
+namespace vel {
+namespace {
+
+const std::string kHeader = "# Mozilla User Preferences\r\n\r\n";
+
+std::string line(const std::string& name, const std::string& text) {
+  return "user_pref(\"" + name + "\", " + text + ");\r\n";
+}
+
+// The file's bytes after it was opened, changed and closed.
+template <class Change>
+std::string rewritten(const std::string& bytes, Change change) {
+  const test::ScratchDirectory scratch;
+  {
+    MozillaPrefsFile prefs(scratch.Write(L"prefs.js", bytes));
+    change(prefs);
+  }
+  return scratch.Read(L"prefs.js");
+}
+
+TEST(MozillaPrefsFile, RewritesFilesWithPreferencesOnly) {
+  const std::pair<std::string, std::string> rows[] = {
+      {"", ""},
+      {"// only a remark\n#x\n", "// only a remark\n#x\n"},
+      {"# x\nuser_pref(\"a.b\", -1);\nuser_pref(\"a\", \"x\\\"\n\\\\\xff\");\n"
+       "pref(\"c\", 1);user_pref(\"B\", true);user_pref(\"a.b\", 0017)",
+       kHeader + line("B", "true") + line("a", "\"x\\\"\n\\\\\xff\"") +
+           line("a.b", "17")},
+  };
+  for (const auto& [before, after] : rows) {
+    EXPECT_EQ(rewritten(before, [](MozillaPrefsFile&) {}), after);
+  }
+}
+
+TEST(MozillaPrefsFile, GettersTakeTheirOwnKind) {
+  const test::ScratchDirectory scratch;
+  MozillaPrefsFile prefs(scratch.File(L"prefs.js"));
+  prefs.set_int("int", 5'000'000'000);
+  prefs.set_int("negative", -5);
+  prefs.set_bool("bool", true);
+  prefs.set_string("string", "true");
+  prefs.set_string("5", "5");
+  struct Row {
+    const char *name, *text;
+    bool is_int, is_bool, is_string;
+  };
+  for (const Row& row : {Row{"int", "5000000000", true, false, false},
+                         Row{"negative", "-5", false, false, false},
+                         Row{"bool", "true", false, true, false},
+                         Row{"string", "\"true\"", false, false, true},
+                         Row{"5", "\"5\"", false, false, true},
+                         Row{"absent", "old", false, false, false}}) {
+    std::string text = "old", string = "old";
+    std::int64_t number = 1;
+    bool flag = false;
+    EXPECT_EQ(prefs.get_text(row.name, text), row.text != std::string("old"));
+    EXPECT_EQ(text, row.text);
+    EXPECT_EQ(prefs.get_int(row.name, number), row.is_int) << row.name;
+    EXPECT_EQ(number, row.is_int ? 5'000'000'000 : 1);
+    EXPECT_EQ(prefs.get_bool(row.name, flag), row.is_bool) << row.name;
+    EXPECT_EQ(flag, row.is_bool);
+    EXPECT_EQ(prefs.get_string(row.name, string), row.is_string) << row.name;
+    EXPECT_EQ('"' + string + '"', row.is_string ? row.text : "\"old\"");
+  }
+}
+
+TEST(MozillaPrefsFile, KeepsTheOldValueUnderASecondName) {
+  const std::string after = rewritten("", [](MozillaPrefsFile& prefs) {
+    prefs.set_int("n", 5);
+    prefs.set_string("s", "x");
+    prefs.copy_if_differs("n", "n5", "5");
+    prefs.copy_if_differs("n", "s", "other");
+    prefs.copy_if_differs("s", "same", "x");
+    prefs.copy_if_differs("s", "s2", "y");
+    prefs.copy_if_differs("absent", "absent2", "y");
+    prefs.set_string("s", "later");
+  });
+  EXPECT_EQ(after, kHeader + line("n", "5") + line("n5", "5") +
+                       line("s", "\"later\"") + line("s2", "\"x\""));
+}
+
+TEST(MozillaPrefsFile, FindsByPartAndByWildcard) {
+  std::map<std::string, std::string> all, some{{"old", "1"}};
+  const std::string after = rewritten("", [&](MozillaPrefsFile& prefs) {
+    prefs.set_bool("a.update.x", true);
+    prefs.set_string("update", "7");
+    prefs.set_bool("UPDATE", false);
+    prefs.set_int_where_name_contains("update", 7);
+    prefs.collect_matching("", all);
+    prefs.collect_matching("?PD*", some);
+  });
+  const std::map<std::string, std::string> expected{
+      {"UPDATE", "false"}, {"a.update.x", "7"}, {"update", "7"}};
+  EXPECT_EQ(all, expected);
+  EXPECT_EQ(some, (std::map<std::string, std::string>{
+                      {"UPDATE", "false"}, {"old", "1"}, {"update", "7"}}));
+}
+
+TEST(MozillaPrefsFile, EscapesSoThatAnyTextSurvivesAFile) {
+  std::string text;
+  for (int byte = 1; byte < 256; ++byte) text += static_cast<char>(byte);
+  text += "\\n\"\r\n\\\\";
+  const std::string raw = escape_pref_string(text);
+  const std::string after = rewritten(
+      "user_pref(\"a\", \"" + raw + "\");", [&](MozillaPrefsFile& prefs) {
+        std::string found;
+        EXPECT_TRUE(prefs.get_string("a", found));
+        EXPECT_EQ(unescape_pref_string(found), text);
+      });
+  EXPECT_EQ(after, kHeader + line("a", '"' + raw + '"'));
+  EXPECT_EQ(escape_pref_string("\n\r\"\\"), "\\n\\r\\\"\\\\");
+  EXPECT_EQ(unescape_pref_string("\\a\\\\n\\"), "a\\n\\");
+}
+
+TEST(MozillaPrefsFile, HoldsManyAndLongPreferences) {
+  const std::string longest(1 << 20, 'x');
+  std::string text = line(longest, "1") + line("z", '"' + longest + '"');
+  std::string sorted = kHeader;
+  for (int i = 0; i < 50'000; ++i) {
+    sorted += line("n." + std::to_string(100'000 + i), std::to_string(i));
+    text +=
+        line("n." + std::to_string(149'999 - i), std::to_string(49'999 - i));
+  }
+  sorted += line(longest, "1") + line("z", '"' + longest + '"');
+  EXPECT_TRUE(rewritten(text, [](MozillaPrefsFile&) {}) == sorted);
+}
+
+TEST(MozillaPrefsFile, LeavesFilesThatItCannotWrite) {
+  const test::ScratchDirectory scratch;
+  const std::string text = "user_pref(\"a\", 1);";
+  const std::wstring path = scratch.Write(L"prefs.js", text);
+  const auto open = [&path](DWORD access) {
+    return ScopedFileHandle(CreateFileW(path.c_str(), access, 0, nullptr,
+                                        OPEN_EXISTING, 0, nullptr));
+  };
+  ScopedFileHandle held = open(GENERIC_READ);
+  MozillaPrefsFile(path).set_int("a", 2);
+  held.reset();
+  EXPECT_EQ(scratch.Read(L"prefs.js"), text);
+  MozillaPrefsFile(scratch.File(L"missing\\prefs.js")).set_int("a", 2);
+  EXPECT_FALSE(test::FileExists(scratch.File(L"missing")));
+
+  SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY);
+  if (open(GENERIC_WRITE)) {
+    GTEST_SKIP() << "The system lets this user write read-only files.";
+  }
+  MozillaPrefsFile(path).set_int("a", 2);
+  SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+  EXPECT_EQ(scratch.Read(L"prefs.js"), text);
+}
+
+}  // namespace
+}  // namespace vel
