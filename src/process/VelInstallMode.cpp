@@ -1,6 +1,7 @@
 #include "process/VelInstallMode.h"
 
 #include "browser/FireFoxHacks.h"
+#include "browser/SearchOptions.h"
 #include "browser/SearchSettings.h"
 #include "channels/VelInstall.h"
 #include "foundation/CommandLine.h"

@@ -1,0 +1,210 @@
+#include "browser/SearchSettings.h"
+
+#include "browser/SearchOptions.h"
+#include "foundation/CodePageConverter.h"
+#include "foundation/Product.h"
+#include "support/ChildProcess.h"
+#include "support/ScopedRegistry.h"
+#include "support/ScopedVariable.h"
+#include "support/ScratchDirectory.h"
+
+namespace vel {
+namespace {
+
+const std::wstring kExplorer = L"Software\\Microsoft\\Internet Explorer";
+const std::wstring kScopes = kExplorer + L"\\SearchScopes";
+const std::wstring kPrefs = L"Mozilla\\Firefox\\P\\prefs.js";
+const std::wstring kEngine = L"Mozilla\\Firefox\\P\\searchplugins\\askcom.xml";
+const std::string kHead = "# Mozilla User Preferences\r\n\r\n";
+
+// A user with a profile of Firefox and a product of the test's own.
+class SearchSettingsTest : public testing::Test {
+ protected:
+  SearchSettingsTest() {
+    Set(HKEY_LOCAL_MACHINE, L"Software\\Tessavane\\VEL\\ComponentRedirect",
+        L"VELRCS.dll",
+        test::TestProgramPath() + L"\\..\\..\\product\\VELRCS.dll");
+    _scratch.Write(L"Lumenaudit\\search\\askcom.xml", "shipped");
+    _scratch.Write(L"Mozilla\\Firefox\\profiles.ini",
+                   "[Profile0]\nName=p\nPath=P\n");
+    _scratch.Write(kPrefs, "");
+  }
+
+  static void Set(HKEY root, const std::wstring& key, const std::wstring& name,
+                  const std::wstring& text) {
+    RegSetString(root, key, name, text, 0);
+  }
+  static std::wstring Get(const std::wstring& key, const std::wstring& name) {
+    return RegGetString(HKEY_CURRENT_USER, key, name, 0);
+  }
+  static void Begin(const wchar_t* version, bool option) {
+    Set(HKEY_LOCAL_MACHINE, kExplorer, L"Version", version);
+    Set(HKEY_LOCAL_MACHINE, kScopes, L"DefaultScope", L"machine");
+    for (const wchar_t* name :
+         {L"opt_def_browser_search", L"opt_browser_startpage"}) {
+      RegSetDword(HKEY_CURRENT_USER,
+                  L"Software\\Tessavane\\VEL\\Settings\\Search", name, option,
+                  0);
+    }
+  }
+  // The scopes as name=displayname, a new one without its name, and a star at
+  // the default one; then DefaultScope itself unless it is a new one.
+  static std::wstring Scopes() {
+    const std::wstring chosen = Get(kScopes, L"DefaultScope");
+    std::wstring text;
+    wchar_t name[256];
+    const RegKeyHolder key = RegOpen(HKEY_CURRENT_USER, kScopes, false, 0);
+    for (DWORD i = 0; RegEnumKeyW(key.get(), i, name, 256) == 0; ++i) {
+      const bool added = std::wcslen(name) == 38;
+      text += (added ? L"new" : name) +
+              (chosen == name ? L"*=" : L"=" + std::wstring()) +
+              Get(kScopes + L"\\" + name, L"DisplayName") + L" ";
+    }
+    return text + (chosen.size() == 38 ? L"" : chosen);
+  }
+
+  test::ScopedRegistry _registry;
+  const test::ScratchDirectory _scratch;
+  const test::ScopedVariable _app_data{L"APPDATA", _scratch.path()};
+  const test::ScopedVariable _product{L"VELDIR", _scratch.path()};
+};
+
+TEST_F(SearchSettingsTest, BringsExplorersScopesInLine) {
+  const struct {
+    const wchar_t* version;
+    bool option, removing;
+    std::vector<std::pair<const wchar_t*, const wchar_t*>> scopes;
+    bool result;
+    const wchar_t* after;
+  } rows[] = {
+      {L"6.0", true, false, {}, false, L"old"},
+      {L"", true, false, {{L"1", L"Lumenaudit"}}, false, L"1=Lumenaudit old"},
+      // A missing scope is always added, and found by the next run.
+      {L"7.0", false, false, {}, true, L"new=Lumenaudit old"},
+      {L"8.0", false, true, {{L"1", L"x"}}, true, L"1=x new=Lumenaudit old"},
+      {L"8.0", true, false, {}, true, L"new*=Lumenaudit "},
+      {L"8.0",
+       true,
+       false,
+       {{L"1", L"lumenaudit"}},
+       true,
+       L"1=lumenaudit new*=Lumenaudit "},
+      {L"9.0", true, false, {{L"1", L"Lumenaudit"}}, true, L"1*=Lumenaudit 1"},
+      {L"9.0",
+       true,
+       true,
+       {{L"1", L"x"}, {L"2", L"Lumenaudit"}},
+       true,
+       L"1=x 2*=Lumenaudit 2"},
+      {L"9.0",
+       false,
+       false,
+       {{L"1", L"Lumenaudit"}},
+       true,
+       L"1=Lumenaudit machine"},
+      // Of two neighbours the second slips through.
+      {L"9.0",
+       false,
+       true,
+       {{L"1", L"Lumenaudit"}, {L"2", L"Lumenaudit"}, {L"3", L"x"}},
+       true,
+       L"2=Lumenaudit 3=x machine"},
+  };
+  for (const auto& row : rows) {
+    SHDeleteKeyW(HKEY_CURRENT_USER, kScopes.c_str());
+    Begin(row.version, row.option);
+    for (const auto& [key, name] : row.scopes) {
+      Set(HKEY_CURRENT_USER, kScopes + L"\\" + key, L"displayname", name);
+    }
+    Set(HKEY_CURRENT_USER, kScopes, L"DefaultScope", L"old");
+    EXPECT_EQ(UpdateSearchSettings(row.removing), row.result) << row.after;
+    EXPECT_EQ(Scopes(), row.after) << &row - rows;
+  }
+}
+
+TEST_F(SearchSettingsTest, WritesTheScopesFourValues) {
+  Begin(L"8.0.6001", true);
+  EXPECT_TRUE(UpdateSearchSettings(false));
+  const std::wstring key = kScopes + L"\\" + Get(kScopes, L"DefaultScope");
+  EXPECT_EQ(Get(key, L"URL"),
+            L"http://" + std::wstring(kPartnerHost) +
+                L"/web?q={searchTerms}&qsrc=2871&o=101817&l=dis");
+  EXPECT_EQ(Get(key, L"FaviconURL"),
+            L"http://" + std::wstring(kPartnerHost) + L"/favicon.ico");
+  EXPECT_EQ(Get(key, L"FaviconPath"),
+            _scratch.File(L"Lumenaudit\\search\\Ask.ico"));
+}
+
+TEST_F(SearchSettingsTest, GivesFirefoxTheEngineAndTakesItBack) {
+  const std::string chosen =
+      kHead +
+      "user_pref(\"browser.search.selectedEngine\", \"Lumenaudit\");"
+      "\r\n";
+  const std::string blank =
+      kHead + "user_pref(\"browser.search.selectedEngine\", \"\");\r\n";
+  Begin(L"6.0", false);
+  UpdateSearchSettings(false);
+  EXPECT_EQ(_scratch.Read(kPrefs), blank);
+  Begin(L"6.0", true);
+  UpdateSearchSettings(false);
+  EXPECT_EQ(_scratch.Read(kPrefs), chosen);
+  EXPECT_EQ(_scratch.Read(kEngine), "shipped");
+  _scratch.Write(kEngine, "the user's");
+  UpdateSearchSettings(true);
+  EXPECT_EQ(_scratch.Read(kEngine), "the user's");
+  Begin(L"6.0", false);
+  UpdateSearchSettings(false);
+  EXPECT_EQ(_scratch.Read(kPrefs), blank);
+  EXPECT_EQ(_scratch.Read(kEngine), "the user's");
+  UpdateSearchSettings(true);
+  EXPECT_FALSE(test::FileExists(_scratch.File(kEngine)));
+}
+
+TEST_F(SearchSettingsTest, AppliesTheStartPageToBothBrowsers) {
+  const std::wstring page = kStartPage;
+  const struct {
+    const wchar_t* version;
+    bool option;
+    std::wstring before, explorer, firefox;
+  } rows[] = {
+      {L"8.0", true, L"http://own.test/", page, page},
+      {L"6.0", true, L"", page, page},
+      {L"5.5", true, L"x" + page + L"y", L"about:blank", page},
+      {L"8.0", false, L"http://own.test/", L"http://own.test/",
+       L"http://own.test/"},
+      {L"8.0", false, page + L"?from=x", L"about:blank", L"about:blank"},
+      {L"8.0", false, L"", L"", L""},
+  };
+  for (const auto& row : rows) {
+    const auto line = [](const std::wstring& text) {
+      return "user_pref(\"browser.startup.homepage\", \"" + narrow(text) +
+             "\");\r\n";
+    };
+    Begin(row.version, row.option);
+    Set(HKEY_CURRENT_USER, kExplorer + L"\\Main", L"Start Page", row.before);
+    _scratch.Write(kPrefs, line(row.before));
+    UpdateStartPage();
+    EXPECT_EQ(Get(kExplorer + L"\\Main", L"Start Page"), row.explorer);
+    EXPECT_EQ(_scratch.Read(kPrefs), kHead + line(row.firefox));
+  }
+  // No profile, no file.
+  _scratch.Write(L"Mozilla\\Firefox\\profiles.ini", "[Profile0]\nPath=Q\n");
+  Begin(L"8.0", true);
+  UpdateStartPage();
+  UpdateSearchSettings(false);
+  EXPECT_FALSE(test::FileExists(_scratch.File(L"Mozilla\\Firefox\\Q")));
+}
+
+TEST_F(SearchSettingsTest, ReadsAndEndsTheOptions) {
+  const std::wstring key = L"Software\\Tessavane\\VEL";
+  EXPECT_FALSE(opt_search_box() || is_search_feature_offered());
+  RegSetDword(HKEY_CURRENT_USER, key + L"\\Settings\\Search", L"opt_search_box",
+              7, 0);
+  RegSetDword(HKEY_LOCAL_MACHINE, key, L"SearchFeature", 1, 0);
+  EXPECT_TRUE(opt_search_box() && is_search_feature_offered());
+  EXPECT_TRUE(DeleteSearchFeature());
+  EXPECT_FALSE(is_search_feature_offered() || DeleteSearchFeature());
+}
+
+}  // namespace
+}  // namespace vel
