@@ -1,4 +1,5 @@
-// Makes Firefox take up the extensions that the installer put in place.
+// Makes Firefox take up the extensions that the installer put in place: once
+// for each request and user.
 #ifndef VEL_BROWSER_FIREFOXHACKS_H_
 #define VEL_BROWSER_FIREFOXHACKS_H_
 
@@ -11,8 +12,12 @@ void NeedUpdateExtensions();
 // Carries out an update request that this user hasn't gone through yet: drops
 // the component caches of the user's profiles and runs Firefox once where
 // nobody sees it. Blocks meanwhile, up to a few minutes. Failures are logged
-// and leave the request open for the next start.
+// and leave the request open for the next start; as the system account nothing
+// is done.
 void CheckForUpdateExtensions();
+
+// The user has gone through the machine's request.
+void MarkUpdateApplied();
 
 }  // namespace vel
 
