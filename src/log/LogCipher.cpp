@@ -15,6 +15,7 @@ EVP_CIPHER_CTX* make_context() noexcept {
   EVP_CIPHER_CTX* const context = EVP_CIPHER_CTX_new();
   static constexpr std::uint8_t kNoKey[LogCipher::kKeyBytes] = {};
   const bool made =
+      context != nullptr &&
       EVP_EncryptInit_ex2(context, cipher, kNoKey, nullptr, nullptr) == 1 &&
       EVP_CIPHER_CTX_set_padding(context, 0) == 1;
   EVP_CIPHER_free(cipher);

@@ -76,6 +76,9 @@ void VelLogStream::start_flush_thread() noexcept {
   _use_flush_thread = _flush_thread != nullptr;
   if (_use_flush_thread) {
     SetThreadPriority(_flush_thread, THREAD_PRIORITY_HIGHEST);
+  } else if (_owner_thread != nullptr) {
+    CloseHandle(_owner_thread);
+    _owner_thread = nullptr;
   }
 }
 

@@ -33,7 +33,10 @@ bool LogRecord::format(unsigned level, const wchar_t* format,
                current_process_id(), current_thread_id(), level));
   const int count =
       nt_vprint(_stack + prefix, kStackTextChars - prefix, format, args);
-  if (count < 0) return format_long(prefix, format, args);
+  if (count < 0 ||
+      prefix + static_cast<std::size_t>(count) >= kStackTextChars) {
+    return format_long(prefix, format, args);
+  }
   finish(_stack,
          std::min(prefix + static_cast<std::size_t>(count),
                   kStackChars - kLineEndChars),

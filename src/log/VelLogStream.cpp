@@ -53,12 +53,14 @@ void VelLogStream::keep(unsigned level, const wchar_t* format,
                         va_list args) noexcept {
   const LastErrorKeeper keeper;
   LogRecord record(_heap);
-  if (!record.format(level, format, args)) return;
-  unsigned flags = 0;
-  if (level == kLogFatal) flags |= kSynchronous;
-  if (record.is_block()) flags |= kOwned;
-  enqueue(flags, record.data(), record.length());
-  record.disown();
+  // One that can't be formatted is lost, but not what it pushes to the file.
+  if (record.format(level, format, args)) {
+    unsigned flags = 0;
+    if (level == kLogFatal) flags |= kSynchronous;
+    if (record.is_block()) flags |= kOwned;
+    enqueue(flags, record.data(), record.length());
+    record.disown();
+  }
   if (level == kLogError) flush_buffer();
 }
 

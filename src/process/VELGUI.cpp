@@ -70,6 +70,7 @@ void run_as_tray(const std::wstring& cmd_line) {
   vel_main_run(cmd_line);
   VEL_LOG_LINE();
   vel_main_term();
+  VelLog_FlushBuffer();
   IVelLog::release();
 }
 

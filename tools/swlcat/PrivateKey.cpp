@@ -59,10 +59,9 @@ std::optional<StreamKey> PrivateKey::unwrap(const WrappedKey& wrapped) const {
   }
   StreamKey key;
   std::copy_n(block.begin(), key.size(), key.begin());
-  // How each stream key begins, and that nothing stands behind it. What another
-  // private key gives doesn't look so.
-  const bool whole = key[0] == 0 && key[1] == 2 && key[10] == 0 &&
-                     std::all_of(block.begin() + key.size(), block.end(),
+  // Nothing stands behind a stream key. What another private key gives doesn't
+  // look so.
+  const bool whole = std::all_of(block.begin() + key.size(), block.end(),
                                  [](unsigned char byte) { return byte == 0; });
   if (!whole) return {};
   return key;
