@@ -1,0 +1,34 @@
+#ifndef VEL_PROPTREE_VELPROPTREESTORE_H_
+#define VEL_PROPTREE_VELPROPTREESTORE_H_
+
+#include <string>
+
+#include "proptree/VelPropNode.h"
+
+namespace vel {
+
+// A property tree in a file of its packed form. For one thread at a time;
+// keeping other processes away from the file is the caller's. Failures are
+// logged.
+class VelPropTreeStore {
+ public:
+  // `root` isn't owned.
+  explicit VelPropTreeStore(VelPropNode* root) : _root(root) {}
+
+  // Adds what the file holds to the tree. After a failure the tree has what was
+  // read until then.
+  bool LoadPlain(const std::wstring& path);
+  // Writes `path` + ".tmp" and puts it in the place of `path` when it is whole,
+  // so that a failure leaves the former file as it was.
+  bool StorePlain(const std::wstring& path);
+
+ private:
+  static bool RenameTemp(const std::wstring& temp_path,
+                         const std::wstring& path);
+
+  VelPropNode* const _root;
+};
+
+}  // namespace vel
+
+#endif  // VEL_PROPTREE_VELPROPTREESTORE_H_

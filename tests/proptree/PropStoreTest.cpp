@@ -1,0 +1,414 @@
+// Property trees in memory, in their packed form and in files.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <random>
+
+#include "proptree/DwlSources.h"
+#include "proptree/FileContents.h"
+#include "proptree/PropTreeReader.h"
+#include "proptree/VelFileStream.h"
+#include "proptree/VelPropPacker.h"
+#include "proptree/VelPropTreeStore.h"
+#include "support/ChildProcess.h"
+#include "support/LogCapture.h"
+#include "support/ScopedVariable.h"
+#include "support/ScratchDirectory.h"
+#include "support/Threads.h"
+#include "support/Wait.h"
+
+namespace vel {
+namespace {
+
+using test::LogCapture;
+using test::PlainNode;
+
+PlainNode Plain(const VelPropNode& node) {
+  PlainNode plain;
+  plain.name = node.Name();
+  for (const auto& [name, value] : node.Attributes()) {
+    if (value.Text()) {
+      plain.attributes[name] = *value.Text();
+    } else {
+      plain.attributes[name] = value.AsNumber();
+    }
+  }
+  for (std::size_t i = 0; i < node.ChildCount(); ++i) {
+    plain.children.push_back(Plain(*node.ChildAt(i)));
+  }
+  return plain;
+}
+
+// The names of the children, one letter each.
+std::wstring Names(const VelPropNode& node) {
+  std::wstring names;
+  for (std::size_t i = 0; i < node.ChildCount(); ++i) {
+    names += node.ChildAt(i)->Name();
+  }
+  return names;
+}
+
+class PropStoreTest : public testing::Test {
+ protected:
+  std::string Save(VelPropNode& tree) {
+    EXPECT_TRUE(VelPropTreeStore(&tree).StorePlain(_path));
+    return _scratch.Read(L"tree.ptp");
+  }
+  // Empty, or what the log says of the failure.
+  std::wstring Load(const std::string& bytes, VelPropNode& tree) {
+    const LogCapture log;
+    _scratch.Write(L"tree.ptp", bytes);
+    if (VelPropTreeStore(&tree).LoadPlain(_path)) return {};
+    for (const wchar_t* text :
+         {L"Lead-in failed", L"Encode ID failed", L"Lead-out failed",
+          L"LoadNode: invalid node tag",
+          L"LoadNode: invalid attribute name tag",
+          L"LoadNode: invalid attribute value tag",
+          L"StringFromTable: invalid node table index"}) {
+      if (log.Contains(
+              3, L"VelPropTreeStore::LoadPlain('" + _path + L"'): " + text)) {
+        return text;
+      }
+    }
+    return L"?";
+  }
+
+  const test::ScratchDirectory _scratch;
+  const std::wstring _path = _scratch.File(L"tree.ptp");
+};
+
+TEST(VelPropNode, AttributesAreNumbersOrTexts) {
+  VelPropNode node;
+  const struct {
+    const wchar_t* text;
+    bool is_number;
+    std::int64_t number;
+  } rows[] = {{L"42", true, 42},   {L"0", true, 0},
+              {L"042", false, 42}, {L"-42", false, -42},
+              {L"", false, 0},     {L"12abc", false, 12},
+              {L"abc", false, 0},  {L"9223372036854775807", true, INT64_MAX}};
+  for (const auto& row : rows) {
+    node.SetText(L"a", row.text, true);
+    EXPECT_EQ(node.FindAttribute(L"a")->Text() == nullptr, row.is_number);
+    std::int64_t number = 7;
+    EXPECT_TRUE(node.GetNumber(L"a", number));
+    EXPECT_EQ(number, row.number) << row.text;
+  }
+  EXPECT_FALSE(node.SetNumberFromText(L"a", L"9223372036854775808"));
+  node.SetNumber(L"n", -5);
+  VelPropValue copy = *node.FindAttribute(L"n");
+  std::wstring text;
+  EXPECT_TRUE(node.GetText(L"n", text));
+  EXPECT_EQ(text, L"-5");
+  // It counts as a text from then on; the copy doesn't.
+  EXPECT_NE(node.FindAttribute(L"n")->Text(), nullptr);
+  EXPECT_EQ(copy.Text(), nullptr);
+  std::int32_t small = 0;
+  node.SetNumber(L"n", 0x1'0000'0003);
+  EXPECT_TRUE(node.GetNumber32(L"n", small) && small == 3);
+  EXPECT_FALSE(node.GetText(L"N", text) || node.HasAttribute(L"N"));
+  EXPECT_TRUE(node.NumberEquals(L"N", 0) && node.TextEquals(L"N", L""));
+  node.SetText(L"t", L"ABC");
+  EXPECT_TRUE(node.TextEquals(L"t", L"abc"));
+  EXPECT_TRUE(node.RemoveAttribute(L"t"));
+  EXPECT_FALSE(node.RemoveAttribute(L"t"));
+}
+
+TEST(VelPropNode, FindsAndRemovesChildren) {
+  const auto filled = [](VelPropNode& node, const std::wstring& names) {
+    for (const wchar_t name : names) node.AddChild(std::wstring(1, name));
+  };
+  const struct {
+    const wchar_t *before, *pattern;
+    bool all;
+    const wchar_t* after;
+  } rows[] = {{L"aaba", L"a", true, L"ab"},  {L"aaba", L"A", false, L"aba"},
+              {L"abc", nullptr, true, L"b"}, {L"abc", L"?", true, L"b"},
+              {L"abc", L"x*", true, L"abc"}, {L"", nullptr, true, L""}};
+  for (const auto& row : rows) {
+    VelPropNode node;
+    filled(node, row.before);
+    EXPECT_EQ(node.RemoveChildren(row.pattern, row.all),
+              std::wcscmp(row.before, row.after) != 0);
+    EXPECT_EQ(Names(node), row.after);
+  }
+  VelPropNode node;
+  filled(node, L"aBb");
+  node.ChildAt(2)->SetText(L"x", L"One");
+  EXPECT_EQ(node.FindChild(L"b"), node.ChildAt(1));
+  EXPECT_EQ(node.FindChild(L"?"), nullptr);
+  EXPECT_EQ(node.FindChildByAttribute(L"*", L"x", L"ONE"), node.ChildAt(2));
+  EXPECT_EQ(node.FindChildByAttribute(L"b", L"x", L""), node.ChildAt(1));
+  std::vector<VelPropNode::Child> found;
+  EXPECT_TRUE(node.FindChildren(L"b", found));
+  EXPECT_EQ(found.size(), 2u);
+  node.EraseChild(0);
+  EXPECT_EQ(Names(node), L"Bb");
+}
+
+TEST_F(PropStoreTest, WritesTheFormatsExample) {
+  VelPropNode tree;
+  const auto node = tree.AddChild(L"root")->AddChild(L"node");
+  node->SetText(L"path", L"C:\\a");
+  node->SetText(L"source", L"b");
+  node->SetNumber(L"ts", 128);
+  const std::string bytes = Save(tree);
+  const auto text = [](const std::string& s) {
+    return std::string(1, char(s.size())) + std::string(3, '\0') + s;
+  };
+  SYSTEMTIME saved;
+  std::memcpy(&saved, &bytes[13], sizeof saved);
+  SYSTEMTIME now;
+  GetSystemTime(&now);
+  EXPECT_EQ(saved.wYear, now.wYear);
+  EXPECT_EQ(bytes.substr(29, 16), std::string(16, '\0'));
+  EXPECT_EQ(bytes.substr(0, 13) + bytes.substr(45),
+            text("<VELPROP:") + std::string(2, '\0') + "\xF2" + text("") +
+                "\xFE\xF2" + text("root") + "\xFE\xF2" + text("node") + "\x22" +
+                text("path") + text("C:\\a") + "\x22" + text("source") +
+                text("b") + "\x52" + text("ts") + "\x80" +
+                std::string(7, '\0') + "\xFE\xFF\xFF\xFF" + text(":VELPROP>"));
+}
+
+TEST_F(PropStoreTest, StoresEachFormAndReadsItBack) {
+  VelPropNode tree;
+  const auto child = tree.AddChild(L"twice");
+  const std::int64_t numbers[] = {0, 127, 128, -1, INT64_MIN, INT64_MAX};
+  for (const std::int64_t number : numbers) {
+    child->SetNumber(L"n" + std::to_wstring(number), number);
+  }
+  child->SetText(L"", L"twice");
+  child->SetText(L"\xE4", L"\x4E2D");
+  child->SetText(L"z", L"\xE4");
+  child->AddChild(L"z");
+  const std::string bytes = Save(tree);
+  test::PropTreeReader reader(bytes);
+  EXPECT_EQ(reader.Read(), Plain(tree));
+  EXPECT_EQ(reader.table, (std::vector<std::wstring>{L"", L"twice", L"z"}));
+  VelPropNode read;
+  EXPECT_EQ(Load(bytes + "and more", read), L"");
+  EXPECT_EQ(Plain(read), Plain(tree));
+  // What is there already stays; children are appended.
+  read.ChildAt(0)->SetText(L"z", L"own");
+  EXPECT_EQ(Load(bytes, read), L"");
+  EXPECT_EQ(Names(read), L"twicetwice");
+  // A name that isn't ASCII can be written, but not read.
+  child->Name() = L"\xE4";
+  EXPECT_EQ(Load(Save(tree), read), L"LoadNode: invalid node tag");
+}
+
+void Grow(VelPropNode& node, int depth, std::mt19937& random) {
+  const auto word = [&random] {
+    std::wstring text;
+    for (auto n = random() % 4; n > 0; --n) {
+      text += wchar_t(random() % 40 == 0 ? 0x100 + random() % 99
+                                         : 'a' + random() % 3);
+    }
+    return text;
+  };
+  for (auto n = random() % 4; n > 0; --n) {
+    if (random() % 2) {
+      node.SetText(word(), word());
+    } else {
+      node.SetNumber(word(), std::int64_t(random()) - 0x7FFFFFFF);
+    }
+  }
+  for (auto n = depth > 0 ? random() % 5 : 0; n > 0; --n) {
+    Grow(*node.AddChild(std::wstring(random() % 3, L'c')), depth - 1, random);
+  }
+}
+
+TEST_F(PropStoreTest, AgreesWithAReaderMadeFromTheFormat) {
+  std::mt19937 random(5);
+  for (int i = 0; i < 200; ++i) {
+    VelPropNode tree;
+    Grow(tree, 5, random);
+    const std::string bytes = Save(tree);
+    EXPECT_EQ(test::PropTreeReader(bytes).Read(), Plain(tree));
+    VelPropNode read;
+    EXPECT_EQ(Load(bytes, read), L"");
+    EXPECT_EQ(Plain(read), Plain(tree));
+  }
+}
+
+TEST_F(PropStoreTest, FailsClearlyOnDamagedFiles) {
+  std::mt19937 random(7);
+  VelPropNode tree;
+  Grow(tree, 2, random);
+  tree.AddChild(L"same")->SetText(L"same", L"x");
+  const std::string bytes = Save(tree);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    VelPropNode cut, flipped;
+    EXPECT_NE(Load(bytes.substr(0, i), cut), L"") << i;
+    std::string changed = bytes;
+    changed[i] = char(~changed[i]);
+    EXPECT_NE(Load(changed, flipped), L"?") << i;
+  }
+  const std::string head = bytes.substr(0, 45);
+  const std::string long_text = "\xFF\xFF\xFF\xFF";
+  const std::pair<std::string, const wchar_t*> rows[] = {
+      {"", L"Lead-in failed"},
+      {long_text + "<VELPROP:", L"Lead-in failed"},
+      {bytes.substr(0, 44), L"Encode ID failed"},
+      {head + "\xFF\xFF" + long_text, L"LoadNode: invalid node tag"},
+      {head + std::string("\1\0", 2) + long_text,
+       L"LoadNode: invalid node tag"},
+      {head + std::string("\0\0\xF2", 3) + long_text,
+       L"LoadNode: invalid attribute value tag"},
+      {head + std::string("\0\0\xF3\1\0", 5),
+       L"StringFromTable: invalid node table index"},
+      {head + std::string("\0\0\xF2\0\0\0\0\x24", 8),
+       L"LoadNode: invalid attribute name tag"},
+      {head + std::string("\0\0\xF2\0\0\0\0\x60", 8),
+       L"LoadNode: invalid attribute value tag"},
+      {bytes.substr(0, bytes.size() - 13), L"Lead-out failed"},
+  };
+  for (const auto& [file, text] : rows) {
+    VelPropNode read;
+    EXPECT_EQ(Load(file, read), text);
+  }
+}
+
+TEST_F(PropStoreTest, HoldsDeepTreesAndManyStrings) {
+  VelPropNode deep;
+  VelPropNode::Child inner = deep.AddChild(L"d");
+  for (int i = 0; i < 10000; ++i) inner = inner->AddChild(L"d");
+  inner->SetNumber(L"end", 1);
+  VelPropNode read;
+  EXPECT_EQ(Load(Save(deep), read), L"");
+  VelPropNode::Child at = read.ChildAt(0);
+  while (at->ChildCount() != 0) at = at->ChildAt(0);
+  EXPECT_TRUE(at->NumberEquals(L"end", 1));
+
+  // The 65,534th string is noted, the next one isn't.
+  VelPropNode many;
+  for (int i = 0; i < 65534; ++i) many.AddChild(std::to_wstring(i));
+  for (const wchar_t* name : {L"65532", L"65533", L"65532"}) {
+    many.AddChild(name);
+  }
+  test::PropTreeReader reader(Save(many));
+  EXPECT_EQ(reader.Read().children.size(), 65537u);
+  EXPECT_EQ(reader.table, std::vector<std::wstring>{L"65532"});
+}
+
+TEST_F(PropStoreTest, LeavesTheOldFileUntilTheNewOneIsWhole) {
+  VelPropNode tree;
+  const std::string old = Save(tree);
+  tree.AddChild(L"new");
+  const LogCapture log;
+  {
+    const VelFileStream reader(_path, false);
+    EXPECT_FALSE(VelPropTreeStore(&tree).StorePlain(_path));
+    EXPECT_TRUE(log.Contains(3, L"VelPropTreeStore::RenameTemp('" + _path +
+                                    L".tmp', '" + _path + L"'): le="));
+  }
+  EXPECT_EQ(_scratch.Read(L"tree.ptp"), old);
+  EXPECT_TRUE(test::FileExists(_path + L".tmp"));
+  {
+    const VelFileStream taken(_path + L".tmp", true);
+    EXPECT_FALSE(VelPropTreeStore(&tree).StorePlain(_path));
+    EXPECT_TRUE(log.Contains(3, L"VelPropTreeStore::StorePlain('" + _path +
+                                    L"'): Failed to create plain storage"));
+  }
+  EXPECT_FALSE(VelPropTreeStore(&tree).LoadPlain(_scratch.File(L"none")));
+  EXPECT_TRUE(log.Contains(3, L"): Failed to open plain storage"));
+  EXPECT_NE(Save(tree), old);
+  EXPECT_FALSE(test::FileExists(_path + L".tmp"));
+}
+
+TEST_F(PropStoreTest, StreamsPassLargePiecesAndKeepSmallOnes) {
+  std::string all;
+  {
+    VelFileStream stream(_path, true);
+    EXPECT_TRUE(stream.CanWrite());
+    for (const std::size_t piece : {0x10000, 1, 0xFFFF, 0x10001, 0, 5}) {
+      const std::string bytes(piece, char('a' + all.size() % 26));
+      EXPECT_TRUE(stream.Write(bytes.data(), piece));
+      all += bytes;
+    }
+  }
+  EXPECT_EQ(_scratch.Read(L"tree.ptp"), all);
+  VelFileStream stream(_path, false);
+  std::string read(all.size(), '\0');
+  std::size_t at = 0;
+  for (const std::size_t piece : {1, 0x8000, 0x7FFF, 0x9000, 7}) {
+    EXPECT_TRUE(stream.Read(&read[at], piece));
+    at += piece;
+  }
+  EXPECT_TRUE(stream.Read(&read[at], all.size() - at));
+  EXPECT_EQ(read, all);
+  EXPECT_TRUE(stream.Read(&read[0], 0));
+  EXPECT_FALSE(stream.Read(&read[0], 1));
+}
+
+// Adds entries of its own until it is killed.
+VEL_CHILD_MAIN(AddsSources) {
+  for (int i = 0; i < 20; ++i) {
+    AddDownloadSource(L"C:\\f" + argument + std::to_wstring(i), L"s");
+  }
+  return 0;
+}
+
+class DownloadStoreTest : public testing::Test {
+ protected:
+  std::vector<std::wstring> Paths() const {
+    std::vector<std::wstring> paths{L"old content"};
+    ListDownloadSources(paths);
+    return paths;
+  }
+  std::wstring Source(const std::wstring& path) const {
+    std::wstring source = L"none";
+    GetDownloadSource(path, source);
+    return source;
+  }
+
+  const test::ScratchDirectory _scratch;
+  const test::ScopedVariable _app_data{L"APPDATA", _scratch.path()};
+};
+
+TEST_F(DownloadStoreTest, KeepsOneSourceForEachPath) {
+  const LogCapture log;
+  EXPECT_EQ(Paths(), std::vector<std::wstring>());
+  EXPECT_TRUE(log.Contains(3, L"Failed to open plain storage"));
+  EXPECT_TRUE(log.Contains(3, L".\\DwlSources"));
+  AddDownloadSource(L"C:\\Dir\\One.exe", L"http://one.test/");
+  AddDownloadSource(L"C:\\two.exe", L"");
+  AddDownloadSource(L"c:\\dir\\one.EXE", L"http://other.test/");
+  EXPECT_EQ(Paths(),
+            (std::vector<std::wstring>{L"C:\\Dir\\One.exe", L"C:\\two.exe"}));
+  EXPECT_EQ(Source(L"C:\\DIR\\ONE.exe"), L"http://other.test/");
+  EXPECT_EQ(Source(L"C:\\two.exe"), L"");
+  EXPECT_EQ(Source(L"C:\\three.exe"), L"none");
+  // A damaged file counts as what could be read of it.
+  const FileContents whole(DownloadedFilesPath(), true);
+  FileContents(DownloadedFilesPath(), false).edit() =
+      whole.data().substr(0, whole.data().size() - 20);
+  AddDownloadSource(L"C:\\new", L"n");
+  EXPECT_EQ(Source(L"C:\\new"), L"n");
+  DeleteDownloadSources();
+  EXPECT_FALSE(test::FileExists(DownloadedFilesPath()));
+}
+
+TEST_F(DownloadStoreTest, LosesNothingBetweenProcessesAndKilledOnes) {
+  std::vector<test::ChildProcess> children;
+  for (const wchar_t* name : {L"a", L"b", L"c", L"d"}) {
+    children.emplace_back(L"AddsSources", name);
+  }
+  for (auto& child : children) EXPECT_EQ(child.Wait(), 0u);
+  EXPECT_EQ(Paths().size(), 80u);
+  // Each leaves the file whole, and at times the lock behind.
+  std::size_t before = 80;
+  for (unsigned i = 0; i < 25; ++i) {
+    test::ChildProcess child(L"AddsSources", L"k" + std::to_wstring(i));
+    EXPECT_TRUE(test::WaitUntil([&] { return Paths().size() > before; }));
+    Sleep(i * 7 % 20);
+    child.Kill();
+    VelPropNode tree;
+    EXPECT_TRUE(VelPropTreeStore(&tree).LoadPlain(DownloadedFilesPath()));
+    EXPECT_GT(Paths().size(), before);
+    before = Paths().size();
+  }
+}
+
+}  // namespace
+}  // namespace vel
