@@ -11,7 +11,9 @@ product=$installed
 run_key='HKLM\Software\Microsoft\Windows\CurrentVersion\Run'
 
 # The registry and the files, but for what Wine writes by itself: the state of
-# its desktop and its services, and times and sizes of its own files.
+# its desktop and its services, and times and sizes of its own files. And but
+# for Internet Explorer's search scopes: the uninstall adds the partner's where
+# it is missing, on purpose.
 snapshot() {
   local branch
   for branch in 'HKLM\Software' 'HKCU' 'HKLM\System\CurrentControlSet\Services'
@@ -20,7 +22,7 @@ snapshot() {
     iconv -f UTF-16LE -t UTF-8 "$WINEPREFIX/drive_c/snapshot.reg" | tr -d '\r' |
       awk '/^\[/ {key = $0; print key; next} NF {print key " " $0}'
     rm "$WINEPREFIX/drive_c/snapshot.reg"
-  done | grep -vE 'Software\\\\?(Wine|Microsoft\\(Windows\\CurrentVersion\\Explorer|Cryptography\\RNG))|VolatileEnv' |
+  done | grep -vE 'Software\\\\?(Wine|Microsoft\\Internet Explorer\\SearchScopes|Microsoft\\(Windows\\CurrentVersion\\Explorer|Cryptography\\RNG))|VolatileEnv' |
     sort -u
   (cd "$WINEPREFIX/drive_c" && find . | grep -vE '/(Temp|Recent)/.*\.tmp$|/Prefetch/' | sort)
 }

@@ -1,0 +1,209 @@
+// The counters, the report and the message of its reply.
+#include <winsock2.h>
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <ctime>
+#include <regex>
+#include <thread>
+
+#include "foundation/CodePageConverter.h"
+#include "foundation/Product.h"
+#include "foundation/Sha1.h"
+#include "support/LogCapture.h"
+#include "support/ScopedRegistry.h"
+#include "support/ScopedVariable.h"
+#include "support/Wait.h"
+#include "support/WebServer.h"
+#include "usage/BetaMessage.h"
+#include "usage/ReportText.h"
+#include "usage/UsageMonitor.h"
+#include "usage/UsageReport.h"
+
+namespace vel {
+namespace {
+
+// The clock of the tests. Each wait goes to the next of these times and, after
+// the last, is ended by the stop.
+std::vector<std::int64_t> times;
+std::size_t at;
+std::vector<std::int64_t> reports;
+bool server_is_there;
+
+const UsageCalls kTestCalls = {
+    [] { return times[at]; },
+    [](HANDLE stop, DWORD milliseconds) {
+      EXPECT_EQ(milliseconds, 30000u);
+      if (at + 1 < times.size()) return ++at, false;
+      return WaitForSingleObject(stop, 60000) == WAIT_OBJECT_0;
+    },
+    [](const wchar_t* reason) {
+      EXPECT_STREQ(reason, L"periodic");
+      reports.push_back(times[at]);
+      return server_is_there;
+    },
+};
+
+class UsageTest : public testing::Test {
+ protected:
+  static std::uint32_t Counter(const wchar_t* name) {
+    return RegGetDword(HKEY_CURRENT_USER, kProductKey, name, 0, 0);
+  }
+  static std::uint64_t LastReport() {
+    return RegGetQword(HKEY_CURRENT_USER, kProductKey, L"LastUsageReport64",
+                       nullptr);
+  }
+  // One run of the monitor over these times.
+  static void Run(std::vector<std::int64_t> run_times, bool server) {
+    times = std::move(run_times);
+    at = 0;
+    reports.clear();
+    server_is_there = server;
+    UsageMonitor monitor(kTestCalls);
+    ASSERT_TRUE(monitor.start());
+    EXPECT_TRUE(test::WaitUntil([] { return at + 1 == times.size(); }));
+  }
+
+  test::ScopedRegistry _registry;
+};
+
+using Times = std::vector<std::int64_t>;
+
+TEST_F(UsageTest, CountsSecondsAndStarts) {
+  Run({5000, 5030, 5060, 5095}, true);
+  EXPECT_EQ(Counter(L"UsedTime"), 95u);
+  // A clock that is set back stands still until it is past that time again.
+  Run({9000, 5400, 8999, 9010}, true);
+  EXPECT_EQ(Counter(L"UsedTime"), 105u);
+  EXPECT_EQ(Counter(L"StartsCount"), 2u);
+  RegSetDword(HKEY_CURRENT_USER, kProductKey, L"UsedTime", 0xFFFFFFFF, 0);
+  Run({100, 103}, true);
+  EXPECT_EQ(Counter(L"UsedTime"), 2u);
+}
+
+TEST_F(UsageTest, ReportsEvery900Seconds) {
+  Run({100000, 100899, 100900, 101799, 101800}, true);
+  EXPECT_EQ(reports, (Times{100000, 100900, 101800}));
+  EXPECT_EQ(LastReport(), 101800u);
+  // One that fails is tried again at each round.
+  Run({102700, 102730, 102760}, false);
+  EXPECT_EQ(reports, (Times{102700, 102730, 102760}));
+  EXPECT_EQ(LastReport(), 101800u);
+  RegRemoveValue(HKEY_CURRENT_USER, kProductKey, L"LastUsageReport64", 0);
+  RegSetDword(HKEY_CURRENT_USER, kProductKey, L"LastUsageReport", 200000, 0);
+  Run({200899, 200900}, true);
+  EXPECT_EQ(reports, Times{200900});
+  EXPECT_EQ(LastReport(), 200900u);
+}
+
+// Outside of the tests' registry, which has no providers.
+TEST(UsageHash, IsThatOfTheUsersName) {
+  const test::ScopedVariable user(L"USERNAME", L"J\xFCrgen");
+  EXPECT_EQ(report_user_hash(), "LbTtsxCMSugZ1IWADZN8FFLczjA=");
+  const Sha1Digest abc = Sha1("abc", 3);
+  EXPECT_EQ(abc[0], 0xA9);
+  EXPECT_EQ(abc[19], 0x9D);
+}
+
+TEST_F(UsageTest, TheReportSaysWhatItMayAndNoMore) {
+  const test::ScopedVariable user(L"USERNAME", L"J\xFCrgen");
+  RegSetDword(HKEY_CURRENT_USER, kProductKey, L"UsedTime", 7, 0);
+  RegSetDword(HKEY_CURRENT_USER, kProductKey, L"CrashesCount", 0xFFFFFFFF, 0);
+  RegSetDword(HKEY_LOCAL_MACHINE,
+              L"HARDWARE\\DESCRIPTION\\System\\CentralProcessor\\0", L"~MHz",
+              2400, 0);
+  const std::wstring body = report_body(L"periodic");
+  const std::wregex lines(
+      L"Reason=periodic\nUserHash=([A-Za-z0-9+/=]{28})\n"
+      L"Version=(\\d+\\.\\d+\\.\\d+\\.\\d+)?\n"
+      L"OS: MajorVersion=0x[0-9a-f]+ MinorVersion=0x[0-9a-f]+ "
+      L"BuildNumber=0x[0-9a-f]+ PlatformId=0x2 SP=\\d+\\.\\d+ \\('.*'\\) "
+      L"SuiteMask=0x[0-9a-f]+ ProductType=0x[0-9a-f]+\n"
+      L"Hardware: ProcessorType=AMD_x64_processor "
+      L"ProcessorArchitecture=AMD_x64_processor_architecture "
+      L"NumberOfProcessors=\\d+ ProcessorRevisionNumber=8664 "
+      L"MemorySize=\\d+ ProcessorFrequency=2400 MHz\n"
+      L"UsedTime=7\nStartsCount=0\nSentDumpsCount=0\nCrashesCount=4294967295"
+      L"\n");
+  EXPECT_TRUE(std::regex_match(body, lines)) << testing::PrintToString(body);
+  EXPECT_EQ(body.find(L"rgen"), std::wstring::npos);
+  EXPECT_TRUE(std::regex_match(
+      report_headers(321),
+      std::wregex(L"Date: [A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9]\\d \\d\\d:\\d\\d:"
+                  L"\\d\\d \\d{4} GMT\nContent-Length: 321\n"
+                  L"Content-Type: text/html\n")));
+  EXPECT_TRUE(std::regex_match(
+      report_name(L"install"),
+      std::wregex(L"/brindlemar/install_[0-9.]*_\\d{4}-\\d\\d-\\d\\d_\\d\\d-"
+                  L"\\d\\d-\\d\\d_[a-z0-9]{4}")));
+}
+
+TEST_F(UsageTest, GoesToThePathOfItsReason) {
+  const std::string ok = "HTTP/1.0 200 OK\r\n\r\n";
+  test::WebServer server({{"/periodic", {ok + "/msg=\"no id\""}},
+                          {"/install", {"HTTP/1.0 500 Bad\r\n\r\n"}},
+                          {"/uninstall", {ok}}},
+                         80);
+  if (server.port() == 0) GTEST_SKIP() << "Port 80 can't be had here.";
+  const test::LogCapture log;
+  const std::wstring url = server.Url(L"");
+  const std::wstring host = url.substr(7, url.find(L':', 7) - 7);
+  for (const wchar_t* reason : {L"periodic", L"install", L"other"}) {
+    EXPECT_TRUE(SendUsageStatsReportTo(host, reason));
+  }
+  EXPECT_TRUE(log.Contains(1,
+                           L"SendUsageStatsReport('periodic') - OK, "
+                           L"responce: /msg=\"no id\""));
+  server.Stop();
+  EXPECT_FALSE(SendUsageStatsReportTo(host, L"install"));
+  EXPECT_TRUE(
+      log.Contains(2, L"SendUsageStatsReport('install') - failed, le=1"));
+  const char* const paths[] = {"/periodic", "/install", "/uninstall"};
+  ASSERT_EQ(server.requests().size(), 3u);
+  for (int i = 0; i < 3; ++i) {
+    const std::string& request = server.requests()[std::size_t(i)];
+    EXPECT_EQ(request.find(std::string("POST ") + paths[i] + " HTTP/1."), 0u);
+    EXPECT_NE(request.find("Content-Type: text/html"), std::string::npos);
+    EXPECT_NE(request.find("\r\n\r\nReason="), std::string::npos);
+  }
+}
+
+// Presses a button of the message once it is there, and gives its text.
+std::wstring Press(int button) {
+  HWND box = nullptr;
+  EXPECT_TRUE(test::WaitUntil([&] {
+    box = FindWindowW(L"#32770", L"Brindlemar Beta Message");
+    return box && GetDlgItem(box, button);
+  }));
+  wchar_t text[200] = L"";
+  GetDlgItemTextW(box, 0xFFFF, text, 200);
+  PostMessageW(box, WM_COMMAND, WPARAM(button), 0);
+  EXPECT_TRUE(test::WaitUntil([&] { return !IsWindow(box); }));
+  return text;
+}
+
+TEST_F(UsageTest, ShowsAMessageOncePerId) {
+  const auto shown = [](const wchar_t* id) {
+    return RegGetQword(HKEY_CURRENT_USER, L"Software\\Tessavane\\VEL\\BetaMsg",
+                       id, nullptr);
+  };
+  const auto show = [](const std::wstring& reply, int button) {
+    std::thread thread([&reply] { show_beta_message(reply); });
+    const std::wstring text = Press(button);
+    thread.join();
+    return text;
+  };
+  show_beta_message(L"/msg=\"never\"");
+  show_beta_message(L"/id=\"0\"");
+  EXPECT_EQ(show(widen("/msg=\"gr\xC3\xBC\xC3\x9F\" /id=\"7\""), IDOK),
+            L"gr\xFC\xDF");
+  EXPECT_GT(shown(L"7"), 1600000000u);
+  show_beta_message(L"/msg=\"again\" /id=\"7\"");
+  EXPECT_EQ(show(L"/msg=\"m\" /id=\"8\" /url=\"http://x.invalid/\"", IDNO),
+            L"m");
+  EXPECT_NE(shown(L"8"), 0u);
+}
+
+}  // namespace
+}  // namespace vel
