@@ -118,15 +118,16 @@ void PrefsScanner::send_string(std::string_view raw) {
   _sink.set_string(_name, without_nul);
 }
 
-// A backslash hides a quote behind it. One before a line feed hides nothing.
+// A backslash hides the byte behind it, also another backslash: a quote counts
+// when an even number of them stands in front of it.
 std::size_t PrefsScanner::find_closing_quote() const {
-  std::size_t at = _at;
-  while (at < _text.size() && _text[at] != '"') {
-    const bool pair =
-        _text[at] == '\\' && at + 1 < _text.size() && _text[at + 1] != '\n';
-    at += pair ? 2 : 1;
+  for (std::size_t quote = _text.find('"', _at);
+       quote != std::string_view::npos; quote = _text.find('"', quote + 1)) {
+    std::size_t run = quote;
+    while (run > _at && _text[run - 1] == '\\') --run;
+    if ((quote - run) % 2 == 0) return quote;
   }
-  return at;
+  return _text.size();
 }
 
 bool PrefsScanner::find_end() {
