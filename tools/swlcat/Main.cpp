@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <io.h>
 
+#include <atomic>
 #include <cstdio>
 #include <memory>
 
@@ -21,8 +22,11 @@ constexpr DWORD kFollowPause = 300;  // ms
 constexpr std::uint64_t kClockSearch = 16 << 20;  // bytes
 
 HANDLE stop_event = nullptr;
+// The same, for a look after each record.
+std::atomic<bool> stopping{false};
 
 BOOL WINAPI on_console_event(DWORD) {
+  stopping = true;
   SetEvent(stop_event);
   return TRUE;
 }
@@ -151,7 +155,7 @@ int print_files(const Options& options, const PrivateKey& key) {
       printer.print(source->path(), source->record(), source->tick(),
                     source->clock().time_of(source->tick()));
       source->drop();
-      if (was_stopped(0)) break;
+      if (stopping) break;
     }
     if (!printer.flush()) return kNotAllRead;
   } while (options.follow && !was_stopped(kFollowPause));
