@@ -1,16 +1,12 @@
 // The real swlcat.exe on files of the tests' own and of the product's log.
-#include <gtest/gtest.h>
-#include <windows.h>
-
 #include <filesystem>
 #include <fstream>
 
 #include "log/VelLog.h"
-#include "support/ChildProcess.h"
 #include "support/LogFile.h"
 #include "support/ScopedVariable.h"
-#include "support/ScratchDirectory.h"
 #include "support/Wait.h"
+#include "tools/ToolTest.h"
 
 namespace vel::test {
 namespace {
@@ -27,50 +23,9 @@ const std::string kFull = Rec(L"[1000:a:b:4] fills all\r\n");
 const std::string kBanner =
     Rec(L"[1f40:a:b:4] [2026/1/31 18:30.5] IVelLog::create source='X'\r\n");
 
-class SwlcatTest : public testing::Test {
+class SwlcatTest : public ToolTest {
  protected:
-  struct Result {
-    DWORD code;
-    std::string out;
-    std::string problems;
-  };
-
-  std::wstring Write(const std::wstring& name, const std::string& bytes) {
-    return L"\"" + _scratch.Write(name, bytes) + L"\"";
-  }
-  // The path of an open file for one of the two outputs.
-  HANDLE Output(const wchar_t* name) {
-    SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
-    return CreateFileW(_scratch.File(name).c_str(), GENERIC_WRITE,
-                       FILE_SHARE_READ | FILE_SHARE_DELETE, &inherited,
-                       CREATE_ALWAYS, 0, nullptr);
-  }
-  PROCESS_INFORMATION Start(const std::wstring& arguments) {
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = Output(L"out");
-    startup.hStdError = Output(L"problems");
-    std::wstring line =
-        L"\"" + TestProgramPath() + L"\\..\\swlcat.exe\" " + arguments;
-    PROCESS_INFORMATION process = {};
-    EXPECT_TRUE(CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0,
-                               nullptr, nullptr, &startup, &process));
-    CloseHandle(startup.hStdOutput);
-    CloseHandle(startup.hStdError);
-    return process;
-  }
-  Result Run(const std::wstring& arguments) {
-    const PROCESS_INFORMATION process = Start(arguments);
-    EXPECT_EQ(WaitForSingleObject(process.hProcess, 30000), WAIT_OBJECT_0);
-    DWORD code = 0;
-    GetExitCodeProcess(process.hProcess, &code);
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
-    return {code, _scratch.Read(L"out"), _scratch.Read(L"problems")};
-  }
-
-  ScratchDirectory _scratch;
+  SwlcatTest() : ToolTest(L"swlcat.exe") {}
 };
 
 TEST_F(SwlcatTest, ReadsWhatIsThereAndNamesWhatIsNot) {

@@ -1,0 +1,91 @@
+// The real ptpdump.exe: files made, shown and checked.
+#include "tools/ToolTest.h"
+
+namespace vel::test {
+namespace {
+
+class PtpdumpTest : public ToolTest {
+ protected:
+  PtpdumpTest() : ToolTest(L"ptpdump.exe") {}
+
+  Result Make(const std::string& json) {
+    return Run(L"--make " + Write(L"in.json", json) + L" " + _path);
+  }
+
+  const std::wstring _path = L"\"" + _scratch.File(L"tree.ptp") + L"\"";
+};
+
+const std::string kJson =
+    "{\"name\":\"\",\"attributes\":{},\"children\":[{\"name\":\"root\","
+    "\"attributes\":{\"\":\"\\u000a\\\"\",\"n\":-9223372036854775808,"
+    "\"\xC3\xA4\":\"\xE4\xB8\xAD\\ud83d\"},\"children\":[{\"name\":\"root\","
+    "\"attributes\":{\"n\":128},\"children\":[]}]}]}\n";
+
+TEST_F(PtpdumpTest, MakesFilesAndShowsThem) {
+  EXPECT_EQ(Make(kJson).code, 0u);
+  EXPECT_EQ(Run(L"--json " + _path).out, kJson);
+  EXPECT_EQ(Run(_path).out,
+            "\"\"\n  \"root\"\n      \"\" = \"\\u000a\\\"\"\n"
+            "      \"n\" = -9223372036854775808\n"
+            "      \"\xC3\xA4\" = \"\xE4\xB8\xAD\\ud83d\"\n"
+            "    \"root\"\n        \"n\" = 128\n");
+  const Result check = Run(L"--check " + _path);
+  EXPECT_EQ(check.code, 0u);
+  EXPECT_EQ(check.out + check.problems, "");
+  // Missing members are empty ones, and order and blanks don't matter.
+  EXPECT_EQ(
+      Make("\t{ \"children\" : [ {} , { \"name\":\"x\\/\" } ] }\r\n").code, 0u);
+  EXPECT_EQ(Run(_path).out, "\"\"\n  \"\"\n  \"x/\"\n");
+}
+
+TEST_F(PtpdumpTest, NamesTheFirstFaultOfAFile) {
+  EXPECT_EQ(Make(kJson).code, 0u);
+  std::string bytes = _scratch.Read(L"tree.ptp");
+  const Result cut =
+      Run(L"--check " + Write(L"cut.ptp", bytes.substr(0, bytes.size() - 5)));
+  EXPECT_EQ(cut.code, 1u);
+  EXPECT_NE(cut.problems.find("offset " + std::to_string(bytes.size() - 9) +
+                              ": Lead-out failed"),
+            std::string::npos)
+      << cut.problems;
+  // The table has three entries; 3 is an index right behind it.
+  const std::size_t index = bytes.find("\xF3\1");
+  ASSERT_NE(index, std::string::npos);
+  bytes[index + 1] = 3;
+  const Result trap = Run(Write(L"trap.ptp", bytes));
+  EXPECT_EQ(trap.code, 1u);
+  EXPECT_NE(trap.problems.find("offset " + std::to_string(index + 1)),
+            std::string::npos)
+      << trap.problems;
+  const Result missing = Run(L"C:\\none.ptp");
+  EXPECT_EQ(missing.code, 1u);
+  EXPECT_NE(missing.problems.find("can't be opened"), std::string::npos);
+}
+
+TEST_F(PtpdumpTest, RefusesOtherJson) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"", "offset 0"},
+      {"[]", "offset 0"},
+      {"{} x", "offset 3"},
+      {"{\"name\":1}", "offset 8"},
+      {"{\"other\":\"\"}", "offset 9"},
+      {"{\"attributes\":{\"a\":1.5}}", "offset 19"},
+      {"{\"attributes\":{\"a\":9223372036854775808}}", "offset 19"},
+      {"{\"children\":[{}", "offset 15"},
+      {"{\"name\":\"\\q\"}", "offset 11"},
+      {"{\"name\":\"\\u12\"}", "offset 11"},
+      {"{\"name\":\"", "offset 9"},
+  };
+  for (const auto& [json, place] : rows) {
+    const Result result = Make(json);
+    EXPECT_EQ(result.code, 1u) << json;
+    EXPECT_NE(result.problems.find(place), std::string::npos)
+        << json << result.problems;
+  }
+  EXPECT_FALSE(FileExists(_scratch.File(L"tree.ptp")));
+  EXPECT_EQ(Run(L"--make C:\\none.json " + _path).code, 1u);
+  EXPECT_EQ(Run(L"--what").code, 2u);
+}
+
+}  // namespace
+}  // namespace vel::test

@@ -1,0 +1,71 @@
+// A command-line tool of the product, and what it prints.
+#ifndef VEL_TESTS_TOOLS_TOOLTEST_H_
+#define VEL_TESTS_TOOLS_TOOLTEST_H_
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <string>
+#include <utility>
+
+#include "support/ChildProcess.h"
+#include "support/ScratchDirectory.h"
+
+namespace vel::test {
+
+class ToolTest : public testing::Test {
+ protected:
+  struct Result {
+    DWORD code;
+    std::string out;
+    std::string problems;
+  };
+
+  explicit ToolTest(std::wstring file) : _file(std::move(file)) {}
+
+  // Writes a file and gives its path in quotes.
+  std::wstring Write(const std::wstring& name, const std::string& bytes) {
+    return L"\"" + _scratch.Write(name, bytes) + L"\"";
+  }
+  // What it prints goes to the files `out` and `problems`.
+  PROCESS_INFORMATION Start(const std::wstring& arguments) {
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = Output(L"out");
+    startup.hStdError = Output(L"problems");
+    std::wstring line =
+        L"\"" + TestProgramPath() + L"\\..\\" + _file + L"\" " + arguments;
+    PROCESS_INFORMATION process = {};
+    EXPECT_TRUE(CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0,
+                               nullptr, nullptr, &startup, &process));
+    CloseHandle(startup.hStdOutput);
+    CloseHandle(startup.hStdError);
+    return process;
+  }
+  Result Run(const std::wstring& arguments) {
+    const PROCESS_INFORMATION process = Start(arguments);
+    EXPECT_EQ(WaitForSingleObject(process.hProcess, 30000), WAIT_OBJECT_0);
+    DWORD code = 0;
+    GetExitCodeProcess(process.hProcess, &code);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+    return {code, _scratch.Read(L"out"), _scratch.Read(L"problems")};
+  }
+
+  const ScratchDirectory _scratch;
+
+ private:
+  HANDLE Output(const wchar_t* name) {
+    SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
+    return CreateFileW(_scratch.File(name).c_str(), GENERIC_WRITE,
+                       FILE_SHARE_READ | FILE_SHARE_DELETE, &inherited,
+                       CREATE_ALWAYS, 0, nullptr);
+  }
+
+  const std::wstring _file;
+};
+
+}  // namespace vel::test
+
+#endif  // VEL_TESTS_TOOLS_TOOLTEST_H_
