@@ -108,8 +108,22 @@ ShellCommand by_template(const std::wstring& command_template,
       request.directory};
 }
 
-ShellCommand resolve_url(const ShellRequest& request,
-                         const std::wstring& scheme) {
+// A quote would end the argument that the URL becomes, and what follows would
+// be arguments of its own.
+std::wstring without_quotes(const std::wstring& url) {
+  std::wstring safe;
+  for (const wchar_t character : url) {
+    if (character == L'"') {
+      safe += L"%22";
+    } else {
+      safe += character;
+    }
+  }
+  return safe;
+}
+
+ShellCommand resolve_url(ShellRequest request, const std::wstring& scheme) {
+  request.file = without_quotes(request.file);
   std::wstring command = scheme_association(scheme, request.verb);
   if (starts_the_product(command)) command = installed_browser();
   return by_template(command, request);

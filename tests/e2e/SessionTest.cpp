@@ -97,6 +97,9 @@ TEST_F(SessionTest, FilesAndUrlsOpenInTheirConfiguration) {
   }
   ExpectStart(L"Normal", L"ftp://example.invalid/A",
               L"ftp://example.invalid/A");
+  // A quote doesn't end the URL.
+  ExpectStart(L"Normal", L"ftp://example.invalid/%22 --x",
+              L"/shex_file=\"ftp://example.invalid/\a2 --x\"");
 }
 
 TEST_F(SessionTest, SessionEndedFromOutsideComesBack) {
