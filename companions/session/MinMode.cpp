@@ -7,6 +7,7 @@
 #include "common/SrwLock.h"
 #include "session/BuildKind.h"
 #include "session/HookEvent.h"
+#include "session/ModeBlock.h"
 
 namespace velul {
 namespace {
@@ -24,7 +25,7 @@ DWORD take_mode(const wchar_t* mode) {
   if (*own_mode) {
     return _wcsicmp(own_mode, mode) == 0 ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS;
   }
-  if (!publish_hook_event()) return GetLastError();
+  if (!publish_hook_event() || !publish_mode(mode)) return GetLastError();
   wcscpy(own_mode, mode);
   return ERROR_SUCCESS;
 }

@@ -51,16 +51,25 @@ TEST(ModeHandOverTest, AModeIsGivenOnceAndTheChildStartsInIt) {
   EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
 }
 
-// The parent's mode goes before the own one, which nobody else gives.
+// The parent's mode goes before the own one, which nobody else gives. The child
+// loads the library, which passes the mode on to its own child.
 VEL_CHILD_MAIN(GivesItselfAMode) {
-  if (argument == L"child") return get_own_min_mode() == L"Parental" ? 7 : 8;
+  if (argument == L"grandchild") {
+    return get_own_min_mode() == L"Parental" ? 7 : 9;
+  }
+  if (argument == L"child") {
+    const ScopedVariable product(L"VELDIR", CompanionPath(L""));
+    if (get_own_min_mode() != L"Parental" || !CheckedVelulLoad()) return 8;
+    ChildProcess child(L"GivesItselfAMode", L"grandchild");
+    return static_cast<int>(child.Wait().value_or(4));
+  }
   if (!set_min_mode(L"Parental", GetCurrentProcess())) return 1;
   if (get_own_min_mode() != L"Parental") return 2;
   ChildProcess child(L"GivesItselfAMode", L"child");
   return static_cast<int>(child.Wait().value_or(3));
 }
 
-TEST(ModeHandOverTest, AChildHasItsParentsMode) {
+TEST(ModeHandOverTest, AModeGoesDownToChildrenAndTheirChildren) {
   ChildProcess parent(L"GivesItselfAMode", L"parent");
   EXPECT_EQ(parent.Wait(), 7u);
 }
