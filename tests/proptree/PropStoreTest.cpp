@@ -396,9 +396,11 @@ TEST_F(DownloadStoreTest, LosesNothingBetweenProcessesAndKilledOnes) {
   }
   for (auto& child : children) EXPECT_EQ(child.Wait(), 0u);
   EXPECT_EQ(Paths().size(), 80u);
-  // Each leaves the file whole, and at times the lock behind.
+  // Each leaves the file whole, and at times the lock behind. A thousand of
+  // them in the five passes of a soak.
+  const bool soaks = GetEnvironmentVariableW(L"GTEST_REPEAT", nullptr, 0) != 0;
   std::size_t before = 80;
-  for (unsigned i = 0; i < 25; ++i) {
+  for (unsigned i = 0; i < (soaks ? 200u : 25u); ++i) {
     test::ChildProcess child(L"AddsSources", L"k" + std::to_wstring(i));
     EXPECT_TRUE(test::WaitUntil([&] { return Paths().size() > before; }));
     Sleep(i * 7 % 20);
