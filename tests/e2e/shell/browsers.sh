@@ -44,7 +44,7 @@ changed() {
     fail "$1 differs from what it may do"
 }
 
-for key in "$explorer" 'HKCU\Software\Tessavane' "$machine_scopes"; do
+for key in "$explorer\\SearchScopes" 'HKCU\Software\Tessavane' "$machine_scopes"; do
   windows reg delete "$key" /f >/dev/null
 done
 rm -rf "$firefox"
@@ -97,7 +97,7 @@ $(sed 's/^>/</' <<<"$engine")"
 # A scope that is missing is added, while removing too.
 changed uninstall-again "$(ours '>')"
 
-windows reg delete "$explorer" /f >/dev/null
+windows reg delete "$explorer\\SearchScopes" /f >/dev/null
 windows reg delete "$machine_scopes" /f >/dev/null
 rm -rf "$firefox"
 echo "Passed"

@@ -22,7 +22,7 @@ snapshot() {
     iconv -f UTF-16LE -t UTF-8 "$WINEPREFIX/drive_c/snapshot.reg" | tr -d '\r' |
       awk '/^\[/ {key = $0; print key; next} NF {print key " " $0}'
     rm "$WINEPREFIX/drive_c/snapshot.reg"
-  done | grep -vE 'Software\\\\?(Wine|Microsoft\\Internet Explorer\\SearchScopes|Microsoft\\(Windows\\CurrentVersion\\Explorer|Cryptography\\RNG))|VolatileEnv' |
+  done | grep -vE 'Software\\\\?(Wine|Microsoft\\Internet Explorer(\\SearchScopes|\])|Microsoft\\(Windows\\CurrentVersion\\Explorer|Cryptography\\RNG))|VolatileEnv' |
     sort -u
   (cd "$WINEPREFIX/drive_c" && find . | grep -vE '/(Temp|Recent)/.*\.tmp$|/Prefetch/' | sort)
 }
