@@ -4,7 +4,8 @@
 # as it was before.
 set -u
 source "$(dirname "$0")/common.sh"
-setup=$(winepath -w "${4:?the installer}")
+setup=${4:?the installer}
+setup=Z:${setup//\//\\}
 installed=$WINEPREFIX/drive_c/"Program Files"/Brindlemar
 rm -rf "$product"
 product=$installed
