@@ -9,9 +9,8 @@ namespace vel {
 
 using Sha1Digest = std::array<std::uint8_t, 20>;
 
-// The SHA-1 of some bytes, by the system's provider; all zero, with the last
-// error, when there is none. Not for anything that has to be secure. Any
-// thread.
+// The SHA-1 of some bytes; all zero where libcrypto has no memory for it. Not
+// for anything that has to be secure. Any thread.
 Sha1Digest Sha1(const void* bytes, std::size_t size);
 
 }  // namespace vel

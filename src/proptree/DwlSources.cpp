@@ -9,6 +9,7 @@
 #include "foundation/Paths.h"
 #include "log/VelLog.h"
 #include "proptree/VelPropTreeStore.h"
+#include "sync/OnceGuard.h"
 
 namespace vel {
 namespace {
@@ -23,8 +24,7 @@ constexpr wchar_t kFileName[] = L"DownloadedFiles.ptp";
 
 // Read once per process: the profile doesn't move under a running one.
 const std::wstring& lower_user_profile() {
-  static const std::wstring profile = lower_case(get_env(L"USERPROFILE"));
-  return profile;
+  return once_static([] { return lower_case(get_env(L"USERPROFILE")); });
 }
 
 // A process without a profile counts as one whose product lies outside of it.
@@ -96,12 +96,15 @@ void DwlSources::List(std::vector<std::wstring>& paths_out) {
 
 void AddDownloadSource(const std::wstring& file_path,
                        const std::wstring& source) {
-  DwlSources().Add(long_path(file_path), source);
+  // Ahead of the lock: the look at a path can take long.
+  const std::wstring path = long_path(file_path);
+  DwlSources().Add(path, source);
 }
 
 bool GetDownloadSource(const std::wstring& file_path,
                        std::wstring& source_out) {
-  return DwlSources().Get(long_path(file_path), source_out);
+  const std::wstring path = long_path(file_path);
+  return DwlSources().Get(path, source_out);
 }
 
 void ListDownloadSources(std::vector<std::wstring>& paths_out) {

@@ -97,14 +97,14 @@ std::wstring counter_lines() {
   return lines;
 }
 
-std::wstring utc_date() {
+}  // namespace
+
+std::wstring report_date() {
   const __time64_t now = _time64(nullptr);
   std::wstring date = _wasctime(_gmtime64(&now));
   date.erase(date.find_last_not_of(L"\r\n") + 1);
   return date + L" GMT";
 }
-
-}  // namespace
 
 std::string report_user_hash() {
   const std::wstring name = get_env(L"USERNAME");
@@ -119,8 +119,8 @@ std::wstring report_body(const std::wstring& reason) {
          L"\n" + system_line() + hardware_line() + counter_lines();
 }
 
-std::wstring report_headers(std::size_t body_length) {
-  return L"Date: " + utc_date() + L"\nContent-Length: " +
+std::wstring report_headers(const std::wstring& date, std::size_t body_length) {
+  return L"Date: " + date + L"\nContent-Length: " +
          std::to_wstring(body_length) + L"\nContent-Type: text/html\n";
 }
 

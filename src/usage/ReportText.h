@@ -14,9 +14,11 @@ std::string report_user_hash();
 // system, the hardware and the counters.
 std::wstring report_body(const std::wstring& reason);
 
-// The request's headers for a body of so many characters, with the present
-// time.
-std::wstring report_headers(std::size_t body_length);
+// The present time in UTC, as it stands in a header.
+std::wstring report_date();
+
+// The request's headers for a body of so many characters.
+std::wstring report_headers(const std::wstring& date, std::size_t body_length);
 
 // A name of its own for each report. Nothing uses it.
 std::wstring report_name(const std::wstring& reason);

@@ -23,12 +23,13 @@ const wchar_t* path_of(const std::wstring& reason) {
 
 bool SendUsageStatsReportTo(const std::wstring& host, const wchar_t* reason) {
   VEL_PROFILE_SCOPE("SendUsageStatsReport");
+  const std::wstring date = report_date();
   const std::wstring body = report_body(reason);
   // Made for each report and used by nothing.
   static_cast<void>(report_name(reason));
   std::string reply;
   if (!http_post(L"http://" + host + path_of(reason), body, reply,
-                 report_headers(body.size()))) {
+                 report_headers(date, body.size()))) {
     VelLog_Print(kLogWarning, L"SendUsageStatsReport('%s') - failed, le=%u",
                  reason, GetLastError());
     return false;

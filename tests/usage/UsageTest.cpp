@@ -129,7 +129,7 @@ TEST_F(UsageTest, TheReportSaysWhatItMayAndNoMore) {
   EXPECT_TRUE(std::regex_match(body, lines)) << testing::PrintToString(body);
   EXPECT_EQ(body.find(L"rgen"), std::wstring::npos);
   EXPECT_TRUE(std::regex_match(
-      report_headers(321),
+      report_headers(report_date(), 321),
       std::wregex(L"Date: [A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9]\\d \\d\\d:\\d\\d:"
                   L"\\d\\d \\d{4} GMT\nContent-Length: 321\n"
                   L"Content-Type: text/html\n")));
