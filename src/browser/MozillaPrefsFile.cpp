@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <cstdlib>
+#include <new>
 #include <utility>
 
 #include "browser/PrefsScanner.h"
@@ -14,15 +15,26 @@ namespace vel {
 // The sets that the scan makes leave the object dirty, and that is meant: a
 // file with preferences is always written in its canonical form.
 MozillaPrefsFile::MozillaPrefsFile(std::wstring path) : _path(std::move(path)) {
-  const FileContents file(_path, true);
-  _size_hint = file.data().size();
-  scan_prefs(file.data(), *this);
+  try {
+    const FileContents file(_path, true);
+    _size_hint = file.data().size();
+    scan_prefs(file.data(), *this);
+  } catch (const std::bad_alloc&) {
+    // Half a table must not take the place of the file.
+    _prefs.clear();
+    _dirty = false;
+  }
 }
 
 MozillaPrefsFile::~MozillaPrefsFile() {
   if (!_dirty) return;
-  FileContents file(_path, false);
-  append_text(file.edit());
+  try {
+    std::string text;
+    append_text(text);
+    FileContents(_path, false).edit() = std::move(text);
+  } catch (const std::bad_alloc&) {
+    // The file stays as it is.
+  }
 }
 
 void MozillaPrefsFile::append_text(std::string& out) const {

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "sync/LastErrorKeeper.h"
+
 namespace vel {
 
 std::string CodePageConverter::to_utf8(const std::string& text) const {
@@ -9,6 +11,8 @@ std::string CodePageConverter::to_utf8(const std::string& text) const {
 }
 
 std::wstring CodePageConverter::to_wide(const std::string& text) const {
+  if (text.empty()) return {};
+  const LastErrorKeeper keeper;
   const int length = static_cast<int>(text.size());
   const int needed =
       MultiByteToWideChar(_code_page, 0, text.data(), length, nullptr, 0);
@@ -20,6 +24,8 @@ std::wstring CodePageConverter::to_wide(const std::string& text) const {
 }
 
 std::string CodePageConverter::from_wide(const std::wstring& text) const {
+  if (text.empty()) return {};
+  const LastErrorKeeper keeper;
   const int length = static_cast<int>(text.size());
   const int needed = WideCharToMultiByte(_code_page, 0, text.data(), length,
                                          nullptr, 0, nullptr, nullptr);
@@ -40,6 +46,7 @@ std::string narrow(const std::wstring& text) {
 }
 
 std::wstring widen(const std::string& text) {
+  const LastErrorKeeper keeper;
   std::wstring wide(text.size(), L'\0');
   const int with_zero = static_cast<int>(text.size() + 1);
   MultiByteToWideChar(CP_ACP, 0, text.c_str(), with_zero, wide.data(),

@@ -1,6 +1,6 @@
 // Conversions between narrow and wide text, for what stays narrow bytes inside:
-// web replies and the browsers' files. The thread's last error isn't kept. No
-// state but the code page, any thread.
+// web replies and the browsers' files. They keep the thread's last error and
+// have no state but the code page. Any thread.
 #ifndef VEL_FOUNDATION_CODEPAGECONVERTER_H_
 #define VEL_FOUNDATION_CODEPAGECONVERTER_H_
 

@@ -3,6 +3,8 @@
 #include <windows.h>
 #include <wininet.h>
 
+#include <new>
+#include <utility>
 #include <vector>
 
 #include "foundation/CodePageConverter.h"
@@ -59,14 +61,22 @@ InternetHandle open_url(const InternetHandle& session,
       InternetOpenUrlW(session.get(), url.c_str(), nullptr, 0, kUncached, 0));
 }
 
-void read_reply(const InternetHandle& source, std::string& reply) {
-  reply.clear();
-  std::vector<char> chunk(kReplyChunk);
-  DWORD came = 0;
-  while (InternetReadFile(source.get(), chunk.data(),
-                          static_cast<DWORD>(chunk.size()), &came) &&
-         came != 0) {
-    reply.append(chunk.data(), came);
+// A read that fails ends the reply; only exhausted memory loses it.
+bool read_reply(const InternetHandle& source, std::string& reply) {
+  try {
+    std::string bytes;
+    std::vector<char> chunk(kReplyChunk);
+    DWORD came = 0;
+    while (InternetReadFile(source.get(), chunk.data(),
+                            static_cast<DWORD>(chunk.size()), &came) &&
+           came != 0) {
+      bytes.append(chunk.data(), came);
+    }
+    reply = std::move(bytes);
+    return true;
+  } catch (const std::bad_alloc&) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return false;
   }
 }
 
@@ -143,9 +153,7 @@ bool http_get(const std::wstring& url, std::string& reply) {
   const InternetHandle session = open_session();
   if (!session) return false;
   const InternetHandle source = open_url(session, url);
-  if (!source) return false;
-  read_reply(source, reply);
-  return true;
+  return source && read_reply(source, reply);
 }
 
 bool http_get_text(const std::wstring& url, std::wstring& reply) {
@@ -168,9 +176,8 @@ bool http_request(const std::wstring& url, const std::wstring& body,
   const InternetHandle connection = connect_to_host(session, url);
   if (!connection) return false;
   const InternetHandle request = open_request(connection, url, verb);
-  if (!request || !send_request(request, headers, narrow(body))) return false;
-  read_reply(request, reply);
-  return true;
+  return request && send_request(request, headers, narrow(body)) &&
+         read_reply(request, reply);
 }
 
 bool http_request_text(const std::wstring& url, const std::wstring& body,

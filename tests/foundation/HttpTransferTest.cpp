@@ -141,7 +141,9 @@ TEST(CodePageConverterTest, ConvertsBetweenItsCodePageAndTheRest) {
   EXPECT_EQ(utf8.to_wide("\xf0\x9f\x98\x80"), L"\U0001f600");
   EXPECT_EQ(utf8.from_wide(L"\U0001f600"), "\xf0\x9f\x98\x80");
   EXPECT_EQ(latin.to_wide("") + none.to_wide("text"), L"");
+  SetLastError(4711);
   EXPECT_EQ(none.to_utf8("text") + none.from_wide(L"text"), "");
+  EXPECT_EQ(GetLastError(), 4711u);
   EXPECT_EQ(widen("a\0b"s), L"a\0b"s);
 }
 
