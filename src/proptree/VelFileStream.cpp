@@ -35,6 +35,7 @@ VelFileStream::~VelFileStream() {
 
 bool VelFileStream::Write(const void* buffer, std::size_t size) {
   if (size >= kSizeLimit) vel_trap();
+  if (_failed) return false;
   if (_buffer.size() + size > kBufferSize) {
     if (!write_through(_buffer.data(), _buffer.size())) return false;
     _buffer.clear();
@@ -64,9 +65,10 @@ bool VelFileStream::Read(void* buffer, std::size_t size) {
 bool VelFileStream::write_through(const void* buffer, std::size_t size) {
   if (size == 0) return true;
   DWORD written = 0;
-  return WriteFile(_file.get(), buffer, static_cast<DWORD>(size), &written,
-                   nullptr) &&
-         written == size;
+  _failed = !WriteFile(_file.get(), buffer, static_cast<DWORD>(size), &written,
+                       nullptr) ||
+            written != size;
+  return !_failed;
 }
 
 bool VelFileStream::read_through(void* buffer, std::size_t size) {

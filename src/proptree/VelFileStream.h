@@ -21,6 +21,7 @@ class VelFileStream final : public VelStream {
   // that shows nowhere.
   ~VelFileStream() override;
 
+  // False from the first failure on: what follows would leave a gap.
   bool Write(const void* buffer, std::size_t size) override;
   // False at the end of the file; a read of no bytes succeeds there.
   bool Read(void* buffer, std::size_t size) override;
@@ -37,6 +38,8 @@ class VelFileStream final : public VelStream {
   // What is pending, or the block that was fetched last.
   std::vector<std::uint8_t> _buffer;
   std::uint64_t _read_pos = 0;
+  // A write came up short.
+  bool _failed = false;
 };
 
 }  // namespace vel

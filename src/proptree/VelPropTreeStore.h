@@ -18,8 +18,10 @@ class VelPropTreeStore {
   // Adds what the file holds to the tree. After a failure the tree has what was
   // read until then.
   bool LoadPlain(const std::wstring& path);
-  // Writes `path` + ".tmp" and puts it in the place of `path` when it is whole,
-  // so that a failure leaves the former file as it was.
+  // Writes `path` + ".tmp" and puts it in the place of `path` when all was
+  // written, so that a failure leaves the former file as it was. One that only
+  // the close of the new file meets, with its last 64 KiB, isn't noticed; that
+  // stays so.
   bool StorePlain(const std::wstring& path);
 
  private:

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <random>
 
 #include "proptree/DwlSources.h"
@@ -379,6 +381,13 @@ TEST_F(DownloadStoreTest, KeepsOneSourceForEachPath) {
   EXPECT_EQ(Source(L"C:\\DIR\\ONE.exe"), L"http://other.test/");
   EXPECT_EQ(Source(L"C:\\two.exe"), L"");
   EXPECT_EQ(Source(L"C:\\three.exe"), L"none");
+  // However the path is written.
+  const std::wstring file = _scratch.Write(L"long name\\of a file.data", "");
+  wchar_t brief[MAX_PATH] = L"";
+  ASSERT_NE(GetShortPathNameW(file.c_str(), brief, MAX_PATH), 0u);
+  AddDownloadSource(brief, L"file");
+  EXPECT_EQ(Source(file), L"file");
+  EXPECT_EQ(Paths().back(), file);
   // A damaged file counts as what could be read of it.
   const FileContents whole(DownloadedFilesPath(), true);
   FileContents(DownloadedFilesPath(), false).edit() =
@@ -387,6 +396,24 @@ TEST_F(DownloadStoreTest, KeepsOneSourceForEachPath) {
   EXPECT_EQ(Source(L"C:\\new"), L"n");
   DeleteDownloadSources();
   EXPECT_FALSE(test::FileExists(DownloadedFilesPath()));
+}
+
+TEST_F(DownloadStoreTest, AFullOrReadOnlyDiskLeavesTheOldFile) {
+  const char* const disk = std::getenv("VEL_TEST_SMALL_DISK");
+  if (disk == nullptr) GTEST_SKIP() << "VEL_TEST_SMALL_DISK isn't set";
+  _app_data.Set({disk, disk + std::strlen(disk)});
+  // On the second run, read-only, the entry is that of the first.
+  if (Paths().empty()) AddDownloadSource(L"C:\\kept", L"s");
+  const test::LogCapture log;
+  {
+    VelFileStream filler(DownloadedFilesPath() + L".filler", true);
+    while (filler.Write(std::string(0x10000, 'x').data(), 0x10000)) {
+    }
+  }
+  // How the last 64 KiB go out isn't seen.
+  AddDownloadSource(L"C:\\lost", std::wstring(0x10001, L's'));
+  EXPECT_TRUE(log.Contains(3, L".\\DwlSources"));
+  EXPECT_EQ(Paths(), std::vector<std::wstring>{L"C:\\kept"});
 }
 
 TEST_F(DownloadStoreTest, LosesNothingBetweenProcessesAndKilledOnes) {

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <atomic>
 #include <ctime>
+#include <optional>
 #include <regex>
 #include <thread>
 
@@ -95,6 +97,33 @@ TEST_F(UsageTest, ReportsEvery900Seconds) {
   Run({200899, 200900}, true);
   EXPECT_EQ(reports, Times{200900});
   EXPECT_EQ(LastReport(), 200900u);
+}
+
+// A slow server, or a message that nobody has answered yet.
+TEST_F(UsageTest, TheEndWaitsForAReportThatIsUnderWay) {
+  static HANDLE answer;
+  static std::atomic<bool> sending, ended;
+  answer = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  times = {100000};
+  at = 0;
+  UsageCalls calls = kTestCalls;
+  calls.send_report = [](const wchar_t*) {
+    sending = true;
+    return WaitForSingleObject(answer, 20000) == WAIT_OBJECT_0;
+  };
+  std::optional<UsageMonitor> monitor(std::in_place, calls);
+  ASSERT_TRUE(monitor->start());
+  EXPECT_TRUE(test::WaitUntil([] { return sending.load(); }));
+  std::thread end([&] {
+    monitor.reset();
+    ended = true;
+  });
+  Sleep(200);
+  EXPECT_FALSE(ended);
+  SetEvent(answer);
+  end.join();
+  EXPECT_EQ(LastReport(), 100000u);
+  CloseHandle(answer);
 }
 
 // Outside of the tests' registry, which has no providers.

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# full_disk.sh <command...>: the log's test of bad disks on one that gets full, and
-# on the same read-only.
+# full_disk.sh <test program>: its test of bad disks on one that gets full, and on
+# the same read-only.
 set -eu
 disk=$(mktemp -d)
 mount -t tmpfs -o size=256k tmpfs "$disk" 2>/dev/null ||
