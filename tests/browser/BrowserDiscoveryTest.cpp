@@ -55,14 +55,12 @@ TEST_F(BrowserDiscoveryTest, AppPathsValuesAndWhereTheyPoint) {
     std::wstring own, plain, path, found;
   } rows[] = {
       {L"firefox.exe", L"firefox.exe", L"", _firefox, L"", _firefox},
-      {L"firefox.exe", L"firefox", L"", _firefox, dir, _firefox},
       {L"FIREFOX.EXE", L"firefox.exe", L"", quoted, L"", _firefox},
       {L"firefox.exe", L"firefox.exe", _firefox, _other, L"", _firefox},
       // A value that names another file gives way to a hit in Path only.
       {L"firefox.exe", L"firefox.exe", L"", _other, dir, _firefox},
       {L"firefox.exe", L"firefox.exe", L"", _other, L"%VELTEST_DIR%;",
        _firefox},
-      {L"firefox.exe", L"firefox.exe", L"", _other, L"C:\\none", _other},
       {L"firefox.exe", L"firefox.exe", L"", _other, L"", _other},
       {L"firefox.exe", L"opera.exe", L"", _firefox, L"", L""},
       {L"firefox.exe", L"", L"", _firefox, L"", L""},
@@ -104,8 +102,6 @@ TEST_F(BrowserDiscoveryTest, FindsProgramsInTextsOfAllKinds) {
       {L"nothing here", L""},
       // Files that are there, by names that could lie on the network.
       {L"\\\\?\\" + _firefox, L""},
-      {L"\"\\\\?\\" + _firefox + L"\"", L""},
-      {L"\\\\?\\" + _firefox + L" -x", L""},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(find_program(row.text, L".exe"), row.found) << row.text;
@@ -113,7 +109,6 @@ TEST_F(BrowserDiscoveryTest, FindsProgramsInTextsOfAllKinds) {
   }
   const std::wstring script = _scratch.Write(L"other\\only.cmd", "");
   EXPECT_EQ(find_executable(_scratch.File(L"other\\only")), script);
-  EXPECT_EQ(find_executable(L"only"), script);
   const test::ScopedVariable variable(L"VELTEST_DIR", _scratch.path());
   EXPECT_EQ(find_executable(L"%VELTEST_DIR%\\other\\web"), _other);
 }
@@ -175,35 +170,6 @@ TEST_F(BrowserDiscoveryTest, TellsKindsAndVersions) {
     SetMachine(key, L"Version", text);
     EXPECT_EQ(ie_major_version(), major) << text;
   }
-}
-
-// The views are the machine's own, so its key is set for a moment.
-TEST(BrowserViewsTest, EachViewHasAnInternetExplorerOfItsOwn) {
-  const test::ScratchDirectory scratch;
-  const std::wstring key = kAppPaths + L"IEXPLORE.EXE";
-  const auto read = [&key](std::uint32_t view) {
-    return RegGetString(HKEY_LOCAL_MACHINE, key, L"", view);
-  };
-  const auto write = [&key](std::uint32_t view, const std::wstring& text) {
-    RegSetString(HKEY_LOCAL_MACHINE, key, L"", text, view);
-  };
-  const std::wstring before = read(0), before32 = read(2);
-  const std::wstring own = scratch.Write(L"own\\iexplore.exe", "MZ");
-  const std::wstring wow = scratch.Write(L"wow\\iexplore.exe", "MZ");
-  write(0, own);
-  write(2, wow);
-  const bool apart = read(0) == own && read(2) == wow;
-  const std::wstring found[] = {browser_path(BrowserKind::kInternetExplorer32),
-                                browser_path(BrowserKind::kInternetExplorer)};
-  const BrowserKind kinds[] = {browser_kind_of(wow.c_str()),
-                               browser_kind_of(own.c_str())};
-  write(0, before);
-  write(2, before32);
-  if (!apart) GTEST_SKIP() << "The views share this key, or it is protected.";
-  EXPECT_EQ(found[0], wow);
-  EXPECT_EQ(found[1], own);
-  EXPECT_EQ(kinds[0], BrowserKind::kInternetExplorer32);
-  EXPECT_EQ(kinds[1], BrowserKind::kInternetExplorer);
 }
 
 // The browser: it leaves what it was started with.

@@ -102,7 +102,6 @@ TEST_F(FireFoxHacksTest, RunsFirefoxUnseenUntilItIsGone) {
       {L"stubborn", 10, start + stubborn, true, true},
       {L"hidden", 100, start, false, true},
       {L"ends", 100, start, false, false},
-      {L"parent", 10, start + start + stubborn, true, true},
   };
   for (const auto& row : rows) {
     _mode.Set(row.mode);

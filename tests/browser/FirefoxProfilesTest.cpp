@@ -110,15 +110,6 @@ TEST(FirefoxProfiles, ReadsProfilesIniInTwoWays) {
   EXPECT_EQ(user.found(L"B"), L"a") << "the first of the list";
 }
 
-TEST(FirefoxProfiles, TakesProfilesOfAnyDrive) {
-  const test::ScratchDirectory elsewhere;
-  const std::wstring path = elsewhere.path();
-  const User user("[Profile0]\nName=a\nPath=" +
-                  std::string(path.begin(), path.end()) + "\n");
-  EXPECT_EQ(user.quick(), path);
-  EXPECT_EQ(user.list(), L"a|" + path + L"\\|0\n");
-}
-
 TEST(FirefoxProfiles, TellsTheStartPage) {
   const std::string home = "user_pref(\"browser.startup.homepage\", \"";
   const std::string page = "user_pref(\"browser.startup.page\", ";

@@ -4,7 +4,6 @@
 //   stubborn  shows one that ignores all requests to go
 //   hidden    has a window that isn't shown
 //   ends      ends at once
-//   parent    starts another one that is stubborn, and ends
 #include <windows.h>
 
 #include <cstring>
@@ -53,27 +52,12 @@ void note_start() {
   note(" ");
 }
 
-void start_another() {
-  SetEnvironmentVariableA("VELTEST_FIREFOX", "stubborn");
-  STARTUPINFOW startup = {};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION process = {};
-  wchar_t path[MAX_PATH];
-  GetModuleFileNameW(nullptr, path, MAX_PATH);
-  CreateProcessW(path, nullptr, nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                 &startup, &process);
-}
-
 }  // namespace
 
 int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, wchar_t*, int) {
   GetEnvironmentVariableA("VELTEST_FIREFOX", mode, sizeof mode);
   note_start();
   if (is("ends")) return 0;
-  if (is("parent")) {
-    start_another();
-    return 0;
-  }
   WNDCLASSW type = {};
   type.lpfnWndProc = &window_proc;
   type.hInstance = instance;
