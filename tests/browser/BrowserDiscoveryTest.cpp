@@ -157,10 +157,6 @@ TEST_F(BrowserDiscoveryTest, TellsKindsAndVersions) {
   EXPECT_EQ(browser_kind_of(_explorer.c_str()),
             BrowserKind::kInternetExplorer32);
   EXPECT_EQ(browser_kind_of(_other.c_str()), BrowserKind::kOther);
-  EXPECT_EQ(browser_kind_of(L"C:\\gone\\firefox.exe"), BrowserKind::kOther);
-  EXPECT_EQ(browser_path(BrowserKind::kOther), L"");
-  SetUser(kAppPaths + L"firefox.exe", L"", _firefox);
-  EXPECT_EQ(browser_path(BrowserKind::kFirefox), _firefox);
 
   const std::wstring key = L"SOFTWARE\\Microsoft\\Internet Explorer";
   EXPECT_EQ(ie_major_version(), 6);

@@ -135,21 +135,5 @@ TEST(FirefoxProfiles, TellsTheStartPage) {
   EXPECT_EQ(firefox_start_page(L"C:\\missing\\"), stock);
 }
 
-TEST(PcreRegex, GivesRangesAndRefusesBadPatterns) {
-  PcreRegex regex("(a)|b(c*)");
-  std::vector<PcreRegex::Range> ranges;
-  EXPECT_FALSE(regex.search("xyz", ranges));
-  EXPECT_TRUE(regex.search(std::string("\0bcc", 4), ranges));
-  EXPECT_EQ(ranges, (std::vector<PcreRegex::Range>{{1, 4}, {-1, -1}, {2, 4}}));
-  EXPECT_TRUE(regex.match("xa"));
-  EXPECT_FALSE(regex.match("x"));
-  try {
-    PcreRegex("(a");
-    ADD_FAILURE() << "a bad pattern was taken";
-  } catch (const std::runtime_error& error) {
-    EXPECT_STREQ(error.what(), "missing )");
-  }
-}
-
 }  // namespace
 }  // namespace vel

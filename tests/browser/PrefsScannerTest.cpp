@@ -141,21 +141,5 @@ TEST(PrefsScanner, TakesGeneratedAndMutatedInputsAsTheRulesDo) {
   EXPECT_GT(with_calls, kCount / 8) << "most inputs reach no value";
 }
 
-TEST(PrefsScanner, RunsOnceAtATime) {
-  struct Sink : test::Recorder {
-    void set_int(std::string_view, std::int64_t) override {
-      good = good && ++inside == 1;
-      SwitchToThread();
-      --inside;
-    }
-    std::atomic<int> inside = 0;
-    std::atomic<bool> good = true;
-  } sink;
-  test::RunTogether(4, [&](int) {
-    for (int i = 0; i < 200; ++i) scan_prefs(kFiles[0], sink);
-  });
-  EXPECT_TRUE(sink.good);
-}
-
 }  // namespace
 }  // namespace vel

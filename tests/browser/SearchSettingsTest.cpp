@@ -107,31 +107,6 @@ TEST_F(SearchSettingsTest, BringsExplorersScopesInLine) {
   }
 }
 
-TEST_F(SearchSettingsTest, GivesFirefoxTheEngineAndTakesItBack) {
-  const std::string chosen =
-      kHead +
-      "user_pref(\"browser.search.selectedEngine\", \"Lumenaudit\");"
-      "\r\n";
-  const std::string blank =
-      kHead + "user_pref(\"browser.search.selectedEngine\", \"\");\r\n";
-  Begin(L"6.0", false);
-  UpdateSearchSettings(false);
-  EXPECT_EQ(_scratch.Read(kPrefs), blank);
-  Begin(L"6.0", true);
-  UpdateSearchSettings(false);
-  EXPECT_EQ(_scratch.Read(kPrefs), chosen);
-  EXPECT_EQ(_scratch.Read(kEngine), "shipped");
-  _scratch.Write(kEngine, "the user's");
-  UpdateSearchSettings(true);
-  EXPECT_EQ(_scratch.Read(kEngine), "the user's");
-  Begin(L"6.0", false);
-  UpdateSearchSettings(false);
-  EXPECT_EQ(_scratch.Read(kPrefs), blank);
-  EXPECT_EQ(_scratch.Read(kEngine), "the user's");
-  UpdateSearchSettings(true);
-  EXPECT_FALSE(test::FileExists(_scratch.File(kEngine)));
-}
-
 TEST_F(SearchSettingsTest, AppliesTheStartPageToBothBrowsers) {
   const std::wstring page = kStartPage;
   const struct {

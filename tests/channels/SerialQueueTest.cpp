@@ -36,18 +36,6 @@ TEST(SerialQueue, RunsEachThreadsItemsInOrderAndNeverTwoAtOnce) {
   for (int count : next) EXPECT_EQ(kItems, count);
 }
 
-TEST(SerialQueue, StopRunsWhatWasPostedAndTheNextPostStartsAnew) {
-  SerialQueue queue;
-  int ran = 0;
-  for (int round = 1; round <= 3; ++round) {
-    queue.Post(new Item([&] { Sleep(20); }));
-    queue.Post(new Item([&] { ++ran; }));
-    queue.Stop();
-    EXPECT_EQ(round, ran);
-    EXPECT_FALSE(queue.is_running());
-  }
-}
-
 // Posts, from items too, meet the consumer's end at every moment. Each item
 // must run without a later post to help it.
 TEST(SerialQueue, PostsDuringStopsAreNotLeftBehind) {

@@ -10,7 +10,6 @@
 
 #include "channels/VelPipeClient.h"
 #include "foundation/Text.h"
-#include "security/Descriptors.h"
 #include "sync/ScopedHandle.h"
 #include "sync/VelFastMutex.h"
 #include "support/ChildProcess.h"
@@ -99,7 +98,6 @@ class Client {
     return reply;
   }
   void Close() { _pipe.reset(); }
-  HANDLE get() const { return _pipe.get(); }
 
  private:
   ScopedFileHandle _pipe;
@@ -278,18 +276,7 @@ TEST(VelPipeServer, RunsCommandsAsTheClientAndIsItselfAgain) {
   EXPECT_EQ(after.priority, THREAD_PRIORITY_NORMAL);
 }
 
-// The bytes of an object's access list and label.
-std::vector<BYTE> SecurityOf(HANDLE object) {
-  DWORD size = 0;
-  const SECURITY_INFORMATION what =
-      DACL_SECURITY_INFORMATION | LABEL_SECURITY_INFORMATION;
-  GetKernelObjectSecurity(object, what, nullptr, 0, &size);
-  std::vector<BYTE> bytes(size);
-  EXPECT_TRUE(GetKernelObjectSecurity(object, what, bytes.data(), size, &size));
-  return bytes;
-}
-
-TEST(VelPipeServer, ShowsItselfAndLetsLowClientsIn) {
+TEST(VelPipeServer, IsFoundAndTrustedWhileItRuns) {
   const LogCapture log;
   Server server([](const std::wstring&) { return 1; });
   EXPECT_FALSE(VelPipeServerIsRunning(server.name));
@@ -298,11 +285,6 @@ TEST(VelPipeServer, ShowsItselfAndLetsLowClientsIn) {
                                          L"security le=0xc0000034",
                                          server.name.c_str())));
   ASSERT_TRUE(server.Start());
-  const Client client(server.name);
-  SECURITY_ATTRIBUTES security = {sizeof(security),
-                                  GetSecurityDescriptorUserLow(), FALSE};
-  const ScopedHandle model(CreateEventW(&security, TRUE, FALSE, nullptr));
-  EXPECT_EQ(SecurityOf(client.get()), SecurityOf(model.get()));
   EXPECT_TRUE(VelPipeServerIsRunning(server.name));
   EXPECT_TRUE(VelPipeServerIsTrusted(server.name));
 }

@@ -55,7 +55,9 @@ TEST(ModeHandOverTest, ALowIntegrityReaderGetsTheMode) {
   const HANDLE go = CreateEventW(nullptr, TRUE, FALSE, L"vel_test_mode_given");
   const ChildProcess child(L"LivesInAMode", L"Quiet");
   EXPECT_TRUE(set_min_mode(L"Quiet", child.process()));
-  SID low = {SID_REVISION, 1, SECURITY_MANDATORY_LABEL_AUTHORITY,
+  SID low = {SID_REVISION,
+             1,
+             SECURITY_MANDATORY_LABEL_AUTHORITY,
              {SECURITY_MANDATORY_LOW_RID}};
   TOKEN_MANDATORY_LABEL label = {{&low, SE_GROUP_INTEGRITY}};
   BYTE now[64] = {};
@@ -65,8 +67,8 @@ TEST(ModeHandOverTest, ALowIntegrityReaderGetsTheMode) {
   OpenThreadToken(GetCurrentThread(), TOKEN_ALL_ACCESS, TRUE, token.put());
   SetTokenInformation(token.get(), TokenIntegrityLevel, &label, sizeof label);
   GetTokenInformation(token.get(), TokenIntegrityLevel, now, sizeof now, &size);
-  const bool is_low = EqualSid(
-      &low, reinterpret_cast<TOKEN_MANDATORY_LABEL*>(now)->Label.Sid);
+  const bool is_low =
+      EqualSid(&low, reinterpret_cast<TOKEN_MANDATORY_LABEL*>(now)->Label.Sid);
   const std::wstring mode = get_min_mode(child.id());
   RevertToSelf();
   CloseHandle(go);

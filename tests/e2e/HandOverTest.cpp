@@ -18,8 +18,6 @@ TEST_F(HandOverTest, CopiesOpenWhatTheyAreGivenAndEndWithZero) {
     const char* app;
   } cases[] = {
       {L"", nullptr},
-      {L"/shex_cfg=\"Idle\" /shex_class=\"x\"", nullptr},
-      {L"/set_event=\"vel_e2e_no_such_event\"", nullptr},
       // No start mode: the letters' case counts.
       {L"/start_mode=\"Shutdown\"", nullptr},
       {L"http://example.invalid/A b", "Normal||http://example.invalid/A|||"},
@@ -28,27 +26,9 @@ TEST_F(HandOverTest, CopiesOpenWhatTheyAreGivenAndEndWithZero) {
       {L"/shex_cfg=\"Privacy\" /shex_verb=\"edit\" /shex_file=\"C:\\a.htm\" "
        L"/shex_par=\"p q\" /shex_dir=\"C:\\dir\" /shex_class=\"htmlfile\"",
        "Privacy|edit|C:\\a.htm|p q|C:\\dir|htmlfile"},
-      // The file name repeated in the parameters goes.
-      {L"/shex_file=\"C:\\b.htm\" /shex_par=\"\a2C:\\b.htm\a2\"",
-       "Normal||C:\\b.htm|||"},
-      {L"/shex_file=\"C:\\p.exe\" /shex_par=\"x.HTML\"",
-       "Normal||C:\\p.exe|\"x.html\"||"},
       {L"/shex_cfg=\"privacy\" /shex_file=\"again\"", "Privacy||again|||"},
-      {L"/shex_file=\"unterminated", nullptr},
-      {L"/shex_file=x", nullptr},
-      {L"/SHEX_FILE=\"case\"", nullptr},
-      {L"/shex_file=\"old\" /shex_file=\"new\"", "Normal||new|||"},
-      {L"/shex_file= \"blank\"", "Normal||blank|||"},
-      // BEL at the ends of a value, alone and in pairs.
-      {L"/shex_file=\"bel\a\"", "Normal||bel\a|||"},
-      {L"/shex_file=\"\a2mid\a2\"", "Normal||\"mid\"|||"},
-      {L"/shex_file=\"\a1\a1\"", "Normal||\a\a|||"},
-      {L"/shex_file=\"\a9\"", "Normal||\a9|||"},
       // The NUL of a value ends the text at the library's border.
       {L"/shex_file=\"cut\a3off\"", "Normal||cut|||"},
-      // A key inside a value is found there too.
-      {L"/shex_file=\"a/shex_verb=\"open\"", "Normal|open|a/shex_verb=|||"},
-      {L"xx/shex_file=\"glued\"", "Normal||glued|||"},
       {L"/bmmap=\"\" /shex_file=\"empty map\"", "Normal||empty map|||"},
   };
   UseTestLibrary("%VEL_E2E_A%+%VEL_E2E_B%");
@@ -73,25 +53,18 @@ TEST_F(HandOverTest, CopiesOpenWhatTheyAreGivenAndEndWithZero) {
   EXPECT_EQ(Seen("release *"), 3u) << Log();
 }
 
-TEST_F(HandOverTest, ModesReachOnlyARunningTray) {
-  const std::wstring force =
-      L"/start_mode=\"shutdown\" /shutdown_mode=\"force\"";
+TEST_F(HandOverTest, APluginsRestartStartsTheProgramAnew) {
   UseTestLibrary();
-  EXPECT_EQ(Run(force), 0u);
-  EXPECT_EQ(Run(L"/start_mode=\"about\""), 0u);
-  EXPECT_EQ(Log(), "");
-  ASSERT_TRUE(StartTray(L"/shex_file=\"x\""));
-  // The forced shutdown skips only the first question.
-  Veto(true);
-  EXPECT_EQ(Run(L"/start_mode=\"shutdown\""), 0u);
-  Expect("query 0 session refused");
-  EXPECT_EQ(Seen("query 1 session refused"), 0u);
-  EXPECT_EQ(Run(force), 0u);
-  Expect("query 1 session refused");
-  Veto(false);
-  EXPECT_EQ(Run(force), 0u);
+  ASSERT_TRUE(StartTray());
+  EXPECT_TRUE(SendCommand(VELGUI_IPC_OPEN_UNPROTECTED_BROWSER, L"5"));
   EXPECT_EQ(WaitForTray(), 0u);
-  Expect("destroy");
+  // The window is there before the main loop is.
+  Expect("broadcast VELGUI_INITIALIZED", 2);
+  ASSERT_NE(TrayProcess(), tray().id());
+  const ScopedHandle process(OpenProcess(SYNCHRONIZE, FALSE, TrayProcess()));
+  EXPECT_TRUE(SendCommand(VELGUI_IPC_SHUTDOWN));
+  EXPECT_EQ(WaitForSingleObject(process.get(), kPatienceMs), WAIT_OBJECT_0);
+  EXPECT_EQ(Seen("destroy"), 2u);
 }
 
 constexpr unsigned kCallers = 8;

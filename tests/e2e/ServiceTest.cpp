@@ -60,16 +60,6 @@ TEST_F(ServiceTest, TheTrayAnnouncesItselfToEachNewService) {
   }
 }
 
-TEST_F(ServiceTest, TheTrayEndsWhileTheServiceIsDown) {
-  ASSERT_TRUE(StartService());
-  ASSERT_TRUE(StartTray());
-  Expect("service 1");
-  KillService();
-  Sleep(1500);  // in the middle of the watch's tries
-  EXPECT_EQ(Shutdown(), 0u);
-  EXPECT_EQ(Seen("service *"), 1u);
-}
-
 TEST_F(ServiceTest, AnswersOnlyWhatAClientMayAsk) {
   ASSERT_TRUE(StartService());
   const auto ask = [](std::uint32_t command, const std::wstring& text) {

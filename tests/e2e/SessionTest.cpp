@@ -119,47 +119,5 @@ TEST_F(SessionTest, SessionEndedFromOutsideComesBack) {
       WaitUntil([&] { return ProcessesNamed(kAnchor, tray().id()).empty(); }));
 }
 
-class SessionLibraryTest : public ProductTest {};
-
-// The tray runs without a session library, and traps when a session needs it.
-TEST_F(SessionLibraryTest, UnusableLibrariesTrapAtTheFirstSession) {
-  constexpr DWORD kBreakpoint = 0x80000003;
-  const std::wstring library = product.File(L"VELUL.dll");
-  UseTestLibrary();
-  product.Write(L"no_session", "1");
-  // None, no library, one without the export, and one that makes no session.
-  for (const wchar_t* source : {L"no such file", L"Plugins\\plugins.txt",
-                                L"VELRCS.dll", L"Plugins\\test.dll"}) {
-    SCOPED_TRACE(source);
-    // The process before may still hold the file.
-    ASSERT_TRUE(WaitUntil(
-        [&] { return DeleteFileW(library.c_str()) || !FileExists(library); }));
-    CopyFileW(product.File(source).c_str(), library.c_str(), FALSE);
-    ASSERT_TRUE(StartTray());
-    EXPECT_TRUE(SendCommand(VELGUI_IPC_RUNCMD, L"no action"));
-    EXPECT_FALSE(SendCommand(VELGUI_IPC_RUNCMD, L"http://example.invalid/"));
-    EXPECT_EQ(WaitForTray(), kBreakpoint);
-  }
-}
-
-TEST_F(SessionLibraryTest, MinimalModesAreServedByTheReducedBuild) {
-  const DWORD on = 1;
-  ScopedRegistryValue mode(L"Software\\Tessavane\\VEL\\VELULMinModes",
-                           L"E2EMin");
-  ASSERT_TRUE(mode.Set(REG_DWORD, &on, sizeof on));
-  // The library of all other modes stays the product's own.
-  ASSERT_TRUE(Install(L"VELUL_MIN\\VELUL.dll"));
-  // The menu is missing without the dialog library, and nothing else.
-  ASSERT_TRUE(DeleteFileW(product.File(L"VELDLG.dll").c_str()));
-  ASSERT_TRUE(StartTray());
-  EXPECT_EQ(SendMessageW(FindTray(), kFromTheShell, 0, WM_RBUTTONUP), 1);
-  EXPECT_EQ(Run(L"/shex_cfg=\"E2EMin\" /shex_file=\"m\""), 0u);
-  Expect("app E2EMin||m|||");
-  EXPECT_TRUE(ProcessesNamed(kAnchor, tray().id()).empty());
-  EXPECT_EQ(Run(L"/shex_cfg=\"E2EMax\" /shex_file=\"no such file\""), 0u);
-  EXPECT_EQ(ProcessesNamed(kAnchor, tray().id()).size(), 1u);
-  EXPECT_EQ(Seen("app *"), 1u) << Log();
-}
-
 }  // namespace
 }  // namespace vel::test

@@ -65,21 +65,5 @@ TEST_F(VelctlTest, SendsCommandsByEitherDoor) {
   EXPECT_EQ(WaitForTray(), 0u);
 }
 
-// A file goes by its full path: the tray has another directory.
-TEST_F(VelctlTest, RunsAFileOfItsOwnDirectory) {
-  product.Write(L"page.htm", "");
-  ASSERT_TRUE(StartTray());
-  wchar_t before[MAX_PATH];
-  GetCurrentDirectoryW(MAX_PATH, before);
-  SetCurrentDirectoryW(product.path().c_str());
-  EXPECT_EQ(Control(L"run page.htm"), "0 handled|");
-  SetCurrentDirectoryW(before);
-  const std::wstring page = product.File(L"page.htm");
-  Expect("app Normal||" + std::filesystem::path(page).string() + "|||");
-  EXPECT_EQ(Control(L"--door pipe 0xFFFFFFFF"), "0 handled|");
-  EXPECT_EQ(Control(L"--door pipe status"), "3 not running|");
-  EXPECT_EQ(Control(L"shutdown"), "0 handled|");
-}
-
 }  // namespace
 }  // namespace vel::test

@@ -86,14 +86,6 @@ TEST(Environment, LooksIntoTheTableFirst) {
   EXPECT_EQ(get_env(L"VELTEST_\x00c4"), L"process");
 }
 
-TEST(Environment, ReadsValuesOfAnyLength) {
-  for (const std::size_t length : {1u, 255u, 256u, 257u, 30000u}) {
-    const std::wstring value(length, L'v');
-    const ScopedVariable variable(L"VELTEST_LONG", value);
-    EXPECT_EQ(get_env(L"VELTEST_LONG"), value) << length;
-  }
-}
-
 TEST(Environment, ComputesWhatAnEmptyEnvironmentLacks) {
   const test::ScratchDirectory scratch;
   const ScopedVariable tmp(L"TMP", scratch.path());
@@ -122,13 +114,6 @@ TEST(Environment, ExpandsReferences) {
     EXPECT_EQ(expand_env(row.text, false), row.lenient);
   }
   EXPECT_EQ(GetLastError(), 1234u);
-}
-
-TEST(Environment, PublishesTheShellsFolders) {
-  publish_folder_names();
-  EXPECT_EQ(get_env(L"csidl_profile"), without_slash(get_env(L"USERPROFILE")));
-  EXPECT_EQ(get_env(L"CSIDL_APPDATA"), special_folder(26, false));
-  EXPECT_EQ(process_env(L"CSIDL_APPDATA"), L"");
 }
 
 }  // namespace

@@ -108,19 +108,5 @@ TEST_F(DirectoryTreeTest, LeavesTheTargetOfALinkAlone) {
   EXPECT_TRUE(FileExists(_scratch.File(L"sub.exe\\deep\\d.exe")));
 }
 
-TEST(ReadFile, ReadsWholeFilesOrThrows) {
-  const ScratchDirectory scratch;
-  const std::string bytes("a\0\r\n\xff", 5);
-  EXPECT_EQ(readFile(scratch.Write(L"file", bytes)),
-            std::vector<BYTE>(bytes.begin(), bytes.end()));
-  try {
-    readFile(L"C:\\no such file");
-    FAIL() << "there is no file";
-  } catch (const std::runtime_error& error) {
-    EXPECT_STREQ(error.what(),
-                 "readFile: CreateFile(C:\\no such file) failed, error=2");
-  }
-}
-
 }  // namespace
 }  // namespace vel

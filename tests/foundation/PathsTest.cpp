@@ -2,13 +2,13 @@
 #include "foundation/Paths.h"
 
 #include <gtest/gtest.h>
-#include <shlwapi.h>
 
 #include "foundation/LongPath.h"
 #include "foundation/Product.h"
 #include "foundation/Registry.h"
 #include "foundation/Text.h"
 #include "support/LogCapture.h"
+#include "support/ScopedRegistry.h"
 #include "support/ScopedVariable.h"
 #include "support/ScratchDirectory.h"
 
@@ -21,48 +21,12 @@ using test::ScratchDirectory;
 
 const HKEY kMachine = HKEY_LOCAL_MACHINE;
 
-// Both root keys are empty keys of the test's own.
 class PathsTest : public testing::Test {
  protected:
-  void SetUp() override {
-    for (const HKEY root : {kMachine, HKEY_CURRENT_USER}) {
-      const wchar_t* name = root == kMachine ? L"\\machine" : L"\\user";
-      const RegKeyHolder key = RegOpen(HKEY_CURRENT_USER, _own + name, true, 0);
-      ASSERT_TRUE(key);
-      ASSERT_EQ(RegOverridePredefKey(root, key.get()), ERROR_SUCCESS);
-    }
-  }
-  void TearDown() override {
-    RegOverridePredefKey(kMachine, nullptr);
-    RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
-    SHDeleteKeyW(HKEY_CURRENT_USER, _own.c_str());
-  }
-  const std::wstring _own =
-      FormatWide(L"Software\\Tessavane\\VELTest\\%u", GetCurrentProcessId());
+  const test::ScopedRegistry _registry;
   const ScratchDirectory _scratch;
   const ScopedVariable _product{L"VELDIR", L"C:\\veldir"};
 };
-
-TEST(PathParts, MakesDirectories) {
-  const ScratchDirectory scratch;
-  make_directories(L"\\??\\" + scratch.File(L"d\\e\\file.txt"));
-  EXPECT_TRUE(FileExists(scratch.File(L"d\\e")));
-  EXPECT_FALSE(FileExists(scratch.File(L"d\\e\\file.txt")));
-  // A file stands in the way.
-  scratch.Write(L"h", "x");
-  SetLastError(1234);
-  make_directories(scratch.File(L"h\\i\\"));
-  EXPECT_EQ(GetLastError(), 1234u);
-}
-
-TEST(LongPathCache, ForgetsSixtySecondsAfterTheLastUse) {
-  LongPathCache cache;
-  cache.enter(L"a", L"long", 1000);
-  EXPECT_EQ(cache.find(L"a", 60999), L"long");
-  // The use has begun the time anew.
-  EXPECT_EQ(cache.find(L"a", 120998), L"long");
-  EXPECT_EQ(cache.find(L"a", 180998), std::nullopt);
-}
 
 TEST(LongPathCache, TakesNothingNewWhileFullAndPrunesEveryFiveSeconds) {
   LongPathCache cache;
@@ -161,16 +125,6 @@ TEST_F(PathsTest, FindsThe32BitFiles) {
       2,
       L"GetWow64ModulePath('D:\\a\\b.dll') - not in velroot='C:\\veldir\\', "
       L"defaulted to 'D:\\a\\WOW64\\b.dll' "));
-}
-
-TEST_F(PathsTest, CreatesTheFavoritesFolder) {
-  constexpr wchar_t kShellFolders[] =
-      L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
-  RegSetString(HKEY_CURRENT_USER, kShellFolders, L"Favorites",
-               _scratch.File(L"a\\fav"), 0);
-  EXPECT_EQ(special_folder(6, true), _scratch.File(L"a\\fav\\"));
-  EXPECT_TRUE(FileExists(_scratch.File(L"a\\fav")));
-  EXPECT_EQ(special_folder(12345, true), L"");
 }
 
 }  // namespace

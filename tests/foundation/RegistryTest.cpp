@@ -38,28 +38,6 @@ class RegistryTest : public testing::Test {
       FormatWide(L"Software\\Tessavane\\VELTest\\%u", GetCurrentProcessId());
 };
 
-TEST_F(RegistryTest, OpensAndCreatesKeys) {
-  EXPECT_FALSE(RegOpen(kUser, _key, false, 0));
-  EXPECT_FALSE(RegOpen(nullptr, _key, true, 0));
-  EXPECT_TRUE(RegOpen(kUser, _key, true, 1));
-  EXPECT_TRUE(RegOpenFullPath(L"HKEY_CURRENT_USER\\" + _key, 1));
-  EXPECT_FALSE(RegOpenFullPath(L"hkey_current_user\\" + _key, 1));
-  std::wstring subkey;
-  EXPECT_EQ(RegParseRootKey(L"HKEY_USERS\\S-1\\a", subkey), HKEY_USERS);
-  EXPECT_EQ(subkey, L"S-1\\a");
-  EXPECT_EQ(RegParseRootKey(L"HKCU\\x", subkey), nullptr);
-}
-
-TEST_F(RegistryTest, LastHolderClosesTheKey) {
-  RegKeyHolder first = RegOpen(kUser, _key, true, 0);
-  const HKEY handle = first.get();
-  RegKeyHolder second = first;
-  first = {};
-  EXPECT_EQ(RegFlushKey(handle), ERROR_SUCCESS);
-  second = {};
-  EXPECT_EQ(RegFlushKey(handle), ERROR_INVALID_HANDLE);
-}
-
 TEST_F(RegistryTest, KeepsTextsAndBytesOfAnyLength) {
   // 259 characters and the terminator are the 520 bytes of the fixed buffer.
   for (const std::size_t length : {0u, 1u, 258u, 259u, 260u, 261u, 5000u}) {

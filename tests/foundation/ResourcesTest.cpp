@@ -49,19 +49,6 @@ TEST_F(ResourcesTest, GiveTextsByNumber) {
   EXPECT_EQ(GetLastError(), 1234u);
 }
 
-VEL_CHILD_MAIN(StartsWithoutTexts) {
-  const bool is_stub =
-      get_i18n().module() == nullptr && load_string(100).empty();
-  // What came first stays.
-  install(kStrings, argument, L"VELRCS.dll");
-  return is_stub && load_string(100).empty() ? 0 : 1;
-}
-
-TEST_F(ResourcesTest, ProcessKeepsItsFirstAnswer) {
-  test::ChildProcess child(L"StartsWithoutTexts", _scratch.path());
-  EXPECT_EQ(child.Wait(), 0u);
-}
-
 // Each try finds what the one before didn't.
 TEST_F(ResourcesTest, DialogLibraryTriesAgain) {
   const struct {

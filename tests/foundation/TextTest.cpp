@@ -40,18 +40,6 @@ TEST(Text, FoldsAsTheSystemDoes) {
   EXPECT_EQ(GetLastError(), 1234u);
 }
 
-TEST(Text, ComparesHeadsAndTails) {
-  EXPECT_TRUE(EndsWith(L"abc", L"bc"));
-  EXPECT_FALSE(EndsWith("bc", "abc"));
-  EXPECT_TRUE(MatchesAt(L"abc", 3, L""));
-  EXPECT_FALSE(MatchesAt("abc", std::string::npos, "abc"));
-  EXPECT_TRUE(EqualsNoCase(L"Stra\x00c4", L"sTRA\x00e4"));
-  EXPECT_FALSE(EqualsNoCase(L"ab", L"abc"));
-  EXPECT_TRUE(EndsWithNoCase(L"C:\\A.EXE", L".exe"));
-  EXPECT_FALSE(EndsWithNoCase(L"exe", L".exe"));
-  EXPECT_FALSE(StartsWithNoCase("HTT", "http:"));
-}
-
 TEST(Text, ConvertsData) {
   const unsigned char bytes[] = {0x00, 0x9a, 0xff};
   EXPECT_EQ(HexText(bytes, sizeof(bytes)), L"009AFF");
@@ -143,15 +131,6 @@ TEST(RandomText, FallsBackFromSourceToSource) {
   EXPECT_EQ(bytes_from({Fill<1>, Fill<0>}), std::string(64, '\1'));
   EXPECT_NE(bytes_from({Fill<0>, Fill<2>}), std::string(64, '\2'));
   EXPECT_NE(bytes_from({Fill<0>, Fill<0>}), std::string(64, '\0'));
-}
-
-TEST(RandomText, NamesTakeAllOfTheirAlphabet) {
-  const std::wstring name = RandomName(10000);
-  EXPECT_EQ(name.size(), 10000u);
-  EXPECT_EQ(name.find_first_not_of(kRandomNameAlphabet), std::wstring::npos);
-  EXPECT_EQ(std::set<wchar_t>(name.begin(), name.end()).size(), 36u);
-  const std::size_t chosen = RandomName(kRandomNameLength).size();
-  EXPECT_TRUE(chosen >= 16 && chosen <= 31) << chosen;
 }
 
 }  // namespace

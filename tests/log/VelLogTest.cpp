@@ -170,23 +170,5 @@ TEST(VelLog, AFatalRecordTrapsWithTheRecordOnDisk) {
   EXPECT_EQ(lines[2].text, L"fatal 7");
 }
 
-DWORD RunFlushThread() {
-  const HANDLE thread =
-      CreateThread(nullptr, 0, VelLog_FlushThread,
-                   reinterpret_cast<void*>(0x1234), 0, nullptr);
-  EXPECT_EQ(WaitForSingleObject(thread, 30000), WAIT_OBJECT_0);
-  DWORD code = 0;
-  GetExitCodeThread(thread, &code);
-  CloseHandle(thread);
-  return code;
-}
-
-TEST(VelLog, TheFlushThreadGetsTheLogToTheFile) {
-  EXPECT_EQ(RunFlushThread(), 2u);
-  const LogCapture log;
-  EXPECT_EQ(RunFlushThread(), 1u);
-  EXPECT_EQ(log.LinesOnDisk().at(1).text, L"VelLog_FlushThread(0x1234)");
-}
-
 }  // namespace
 }  // namespace vel

@@ -37,17 +37,6 @@ std::vector<std::wstring> TextsWith(const LogCapture& log,
   return found;
 }
 
-TEST(VelProfileHolder, LogsItsFirstSampleLoudlyAndLaterOnesQuietly) {
-  const LogCapture log(1);
-  LARGE_INTEGER frequency;
-  QueryPerformanceFrequency(&frequency);
-  VelProfileHolder holder("T");
-  holder.add_sample(0), holder.add_sample(5);
-  const std::wstring first = L"VelProfileHolder('T'): 1, 0 freq=";
-  EXPECT_TRUE(log.Contains(4, first + std::to_wstring(frequency.QuadPart)));
-  EXPECT_TRUE(log.Contains(1, L"VelProfileHolder('T'): 2, 5"));
-}
-
 TEST(VelProfileHolder, AllStatsNameEachLivingHolderOnceInMilliseconds) {
   const LogCapture log(2);
   std::optional<VelProfileHolder> first("T:one");

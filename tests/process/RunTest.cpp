@@ -89,13 +89,6 @@ TEST(StartModeTest, WhatEachModeTellsTheTrayAndWhetherTheRunGoesOn) {
   }
 }
 
-TEST(StartModeTest, RelaunchTextIsNotLookedAtAgain) {
-  const std::wstring request = L"/start_mode=\"after_install\"";
-  EXPECT_EQ(without_after_install(request + L"/start_mode=\"after" + request +
-                                  L"_install\""),
-            request);
-}
-
 TEST(VELGUITest, ToolsRunBesideATrayAndARefusalEndsTheRest) {
   const test::ScratchDirectory scratch;
   const test::ScopedVariable data(L"APPDATA", scratch.path());

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <random>
+#include <tuple>
 
 #include "proptree/DwlSources.h"
 #include "proptree/FileContents.h"
@@ -81,20 +82,16 @@ class PropStoreTest : public testing::Test {
 
 TEST(VelPropNode, AttributesAreNumbersOrTexts) {
   VelPropNode node;
-  const struct {
-    const wchar_t* text;
-    bool is_number;
-    std::int64_t number;
-  } rows[] = {{L"42", true, 42},   {L"0", true, 0},
-              {L"042", false, 42}, {L"-42", false, -42},
-              {L"", false, 0},     {L"12abc", false, 12},
-              {L"abc", false, 0},  {L"9223372036854775807", true, INT64_MAX}};
-  for (const auto& row : rows) {
-    node.SetText(L"a", row.text, true);
-    EXPECT_EQ(node.FindAttribute(L"a")->Text() == nullptr, row.is_number);
+  const std::tuple<const wchar_t*, bool, std::int64_t> rows[] = {
+      {L"42", true, 42},   {L"0", true, 0},
+      {L"042", false, 42}, {L"-42", false, -42},
+      {L"", false, 0},     {L"12abc", false, 12},
+      {L"abc", false, 0},  {L"9223372036854775807", true, INT64_MAX}};
+  for (const auto& [text, is_number, expected] : rows) {
+    node.SetText(L"a", text, true);
+    EXPECT_EQ(node.FindAttribute(L"a")->Text() == nullptr, is_number);
     std::int64_t number = 7;
-    EXPECT_TRUE(node.GetNumber(L"a", number));
-    EXPECT_EQ(number, row.number) << row.text;
+    EXPECT_TRUE(node.GetNumber(L"a", number) && number == expected) << text;
   }
   EXPECT_FALSE(node.SetNumberFromText(L"a", L"9223372036854775808"));
   node.SetNumber(L"n", -5);
@@ -316,31 +313,6 @@ TEST_F(PropStoreTest, LeavesTheOldFileUntilTheNewOneIsWhole) {
   EXPECT_TRUE(log.Contains(3, L"): Failed to open plain storage"));
   EXPECT_NE(Save(tree), old);
   EXPECT_FALSE(test::FileExists(_path + L".tmp"));
-}
-
-TEST_F(PropStoreTest, StreamsPassLargePiecesAndKeepSmallOnes) {
-  std::string all;
-  {
-    VelFileStream stream(_path, true);
-    EXPECT_TRUE(stream.CanWrite());
-    for (const std::size_t piece : {0x10000, 1, 0xFFFF, 0x10001, 0, 5}) {
-      const std::string bytes(piece, char('a' + all.size() % 26));
-      EXPECT_TRUE(stream.Write(bytes.data(), piece));
-      all += bytes;
-    }
-  }
-  EXPECT_EQ(_scratch.Read(L"tree.ptp"), all);
-  VelFileStream stream(_path, false);
-  std::string read(all.size(), '\0');
-  std::size_t at = 0;
-  for (const std::size_t piece : {1, 0x8000, 0x7FFF, 0x9000, 7}) {
-    EXPECT_TRUE(stream.Read(&read[at], piece));
-    at += piece;
-  }
-  EXPECT_TRUE(stream.Read(&read[at], all.size() - at));
-  EXPECT_EQ(read, all);
-  EXPECT_TRUE(stream.Read(&read[0], 0));
-  EXPECT_FALSE(stream.Read(&read[0], 1));
 }
 
 // Adds entries of its own until it is killed.

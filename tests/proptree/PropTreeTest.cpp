@@ -32,18 +32,6 @@ TEST(FileContents, WritesOnlyChangedBytesAndAllOfThem) {
   EXPECT_EQ(scratch.Read(L"file"), "");
 }
 
-TEST(FileContents, KeepsItsBytesWhenTheFileCannotBeOpened) {
-  const test::ScratchDirectory scratch;
-  FileContents contents(scratch.File(L"missing\\file"), true);
-  contents.edit() = kBytes;
-  EXPECT_FALSE(contents.Load());
-  EXPECT_EQ(contents.data(), kBytes);
-  EXPECT_FALSE(contents.Save());
-  EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_PATH_NOT_FOUND));
-  CreateDirectoryW(scratch.File(L"missing").c_str(), nullptr);
-  EXPECT_TRUE(contents.Save());
-}
-
 std::wstring value_of(VelIniFile& ini, const wchar_t* section,
                       const std::wstring& key) {
   std::wstring value = L"old";
@@ -72,23 +60,6 @@ TEST(VelIniFile, TakesLinesAndSectionsAsTheyStand) {
   EXPECT_EQ(value_of(ini, L"b", L"k"), L"2");
   EXPECT_EQ(value_of(ini, L"b", L"only"), L"") << "the last of a name answers";
   EXPECT_EQ(ini.GetSection(L"no")->GetValue(L"k", L"default"), L"default");
-}
-
-// One query alone reads the file, however many come at once.
-TEST(VelIniFile, IsReadOnce) {
-  const test::ScratchDirectory scratch;
-  std::string text;
-  for (int i = 0; i < 200; ++i) text += "[s" + std::to_string(i) + "]\nk=v\n";
-  for (int round = 0; round < 20; ++round) {
-    VelIniFile ini(scratch.File(L"f.ini"));
-    scratch.Write(L"f.ini", text);
-    std::atomic<int> good = 0;
-    test::RunTogether(
-        4, [&](int) { good += value_of(ini, L"s199", L"k") == L"v"; });
-    ASSERT_EQ(good, 4);
-    scratch.Write(L"f.ini", "");
-    EXPECT_EQ(value_of(ini, L"s199", L"k"), L"v");
-  }
 }
 
 VEL_CHILD_MAIN(StoreLiesAt) {

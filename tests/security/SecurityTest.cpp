@@ -39,17 +39,6 @@ std::wstring AclText(ACL* acl) {
   return text;
 }
 
-TEST(DescriptorsTest, AreMadeOnceAndKeepTheLastError) {
-  for (void* (*get)() :
-       {&GetSecurityDescriptorUserLow, &GetSecurityDescriptorSystem,
-        &LookupSidCurrentUser, &LookupSidRestricted}) {
-    SetLastError(4711);
-    const void* const first = get();
-    EXPECT_TRUE(first != nullptr && first == get());
-    EXPECT_EQ(GetLastError(), 4711u);
-  }
-}
-
 TEST(DescriptorsTest, HoldTheListsAndTheLabel) {
   ScopedSidText user;
   ConvertSidToStringSidW(LookupSidCurrentUser(), user.put());
@@ -104,17 +93,6 @@ ScopedHandle OwnToken() {
   return OpenProcessTokenFor(TOKEN_ALL_ACCESS, GetCurrentProcess());
 }
 
-TEST(TokensTest, AGroupThatOnlyDeniesIsNone) {
-  EXPECT_TRUE(TokenHasEveryone(OwnToken().get()));
-  SID_AND_ATTRIBUTES everyone = {LookupSidEveryone(), 0};
-  HANDLE restricted = nullptr;
-  if (!CreateRestrictedToken(OwnToken().get(), 0, 1, &everyone, 0, nullptr, 0,
-                             nullptr, &restricted)) {
-    GTEST_SKIP() << "no restricted tokens here";
-  }
-  EXPECT_FALSE(TokenHasEveryone(ScopedHandle(restricted).get()));
-}
-
 // 0 for no token.
 DWORD IdOf(const ScopedHandle& token) {
   TOKEN_STATISTICS read = {};
@@ -146,12 +124,6 @@ TEST(VelImpersonatorTest, NestsFailsAndPutsBackWhatItFound) {
   EXPECT_TRUE(log.Contains(3, L".\\Impersonator"));
 }
 
-TEST(SessionObjectNameTest, NamesTheSessionsNamespace) {
-  EXPECT_EQ(MakeSessionObjectName(0, L"X"), L"\\BaseNamedObjects\\X");
-  EXPECT_EQ(MakeSessionObjectName(3, L"%s%u", L"X", 7),
-            L"\\Sessions\\3\\BaseNamedObjects\\X7");
-}
-
 constexpr DWORD kMask = 0x80100000;
 constexpr int kSkip = 77;
 
@@ -180,17 +152,6 @@ TEST(EnsureSidInDaclTest, AddsOnlyWhatIsMissing) {
               AclText(had.acl()) + L"0 80100000 S-1-5-12;");
     EXPECT_EQ(made.bytes[8 + 20 + 1], 3);  // flags of the second entry
   }
-}
-
-// A pipe stands for the file: everywhere it has the list that it was given.
-TEST(SetSidAccessOnHandleTest, GivesUpOnAnObjectWithoutAList) {
-  SECURITY_DESCRIPTOR open = {1, 0, SE_DACL_PRESENT, 0, 0, 0, 0};
-  SECURITY_ATTRIBUTES attributes = {sizeof attributes, &open, FALSE};
-  const ScopedFileHandle pipe(
-      CreateNamedPipeW(L"\\\\.\\pipe\\vel_grant", PIPE_ACCESS_DUPLEX, 0,
-                       PIPE_UNLIMITED_INSTANCES, 64, 64, 0, &attributes));
-  EXPECT_EQ(SetSidAccessOnHandle(pipe.get(), LookupSidEveryone(), 1),
-            DWORD{ERROR_NO_SECURITY_ON_OBJECT});
 }
 
 // A file system that keeps the entry finds it the second time.

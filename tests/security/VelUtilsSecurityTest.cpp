@@ -33,17 +33,5 @@ TEST(EnableDebugPrivilegeTest, EnablesWhatTheTokenHolds) {
   EXPECT_EQ(SetDebugPrivilege(0), true);
 }
 
-VEL_CHILD_MAIN(HasNoDebugPrivilege) {
-  if (!SetDebugPrivilege(SE_PRIVILEGE_REMOVED)) return kRemovalFailed;
-  if (EnableDebugPrivilege()) return kNotRefused;
-  return GetLastError() == ERROR_NOT_ALL_ASSIGNED ? kAsExpected : kOtherError;
-}
-
-TEST(EnableDebugPrivilegeTest, FailsWhenTheTokenDoesNotHoldIt) {
-  const auto result = test::ChildProcess(L"HasNoDebugPrivilege").Wait();
-  if (result == DWORD{kRemovalFailed}) GTEST_SKIP() << "can't drop a privilege";
-  EXPECT_EQ(result, DWORD{kAsExpected});
-}
-
 }  // namespace
 }  // namespace vel

@@ -5,65 +5,13 @@
 
 #include <cstring>
 #include <cwchar>
-#include <memory>
 
-#include <openssl/bn.h>
-#include <openssl/core_names.h>
-#include <openssl/evp.h>
-#include <openssl/pem.h>
-
-#include "log/CryptoMemory.h"
 #include "log/LogFormat.h"
+#include "swlcat/StreamFile.h"
 #include "sync/ScopedHandle.h"
 
 namespace vel::test {
 namespace {
-
-constexpr std::size_t kKeyBytes = 32;
-constexpr std::size_t kLengthBytes = 4;
-
-// The key that a header holds, wrapped in `wrapped`.
-std::string Unwrap(const std::string& wrapped) {
-  prepare_libcrypto();
-  const std::string pem = ReadBytes(VEL_LOG_PRIVATE_KEY);
-  BIO* const source = BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size()));
-  EVP_PKEY* const key =
-      PEM_read_bio_PrivateKey(source, nullptr, nullptr, nullptr);
-  BIO_free(source);
-  std::string block(kWrappedKeyBytes, '\0');
-  auto* const bytes = reinterpret_cast<unsigned char*>(block.data());
-  BIGNUM* modulus = nullptr;
-  BIGNUM* exponent = nullptr;
-  EXPECT_EQ(EVP_PKEY_get_bn_param(key, OSSL_PKEY_PARAM_RSA_N, &modulus), 1);
-  EXPECT_EQ(EVP_PKEY_get_bn_param(key, OSSL_PKEY_PARAM_RSA_D, &exponent), 1);
-  EVP_PKEY_free(key);
-  BIGNUM* const number =
-      BN_bin2bn(reinterpret_cast<const unsigned char*>(wrapped.data()),
-                static_cast<int>(wrapped.size()), nullptr);
-  BN_CTX* const scratch = BN_CTX_new();
-  EXPECT_EQ(BN_mod_exp(number, number, exponent, modulus, scratch), 1);
-  EXPECT_EQ(BN_bn2binpad(number, bytes, static_cast<int>(block.size())),
-            static_cast<int>(block.size()));
-  BN_CTX_free(scratch);
-  for (BIGNUM* each : {modulus, exponent, number}) BN_free(each);
-  return block.substr(0, kKeyBytes);
-}
-
-void Decipher(const std::string& key, std::string* units) {
-  auto* const bytes = reinterpret_cast<unsigned char*>(units->data());
-  EVP_CIPHER_CTX* const context = EVP_CIPHER_CTX_new();
-  int done = 0;
-  EXPECT_EQ(EVP_DecryptInit_ex(
-                context, EVP_aes_256_ecb(), nullptr,
-                reinterpret_cast<const unsigned char*>(key.data()), nullptr),
-            1);
-  EXPECT_EQ(EVP_CIPHER_CTX_set_padding(context, 0), 1);
-  EXPECT_EQ(EVP_DecryptUpdate(context, bytes, &done, bytes,
-                              static_cast<int>(units->size())),
-            1);
-  EXPECT_EQ(static_cast<std::size_t>(done), units->size());
-  EVP_CIPHER_CTX_free(context);
-}
 
 // "[tick:process:thread:level] text"
 LogLine ParseLine(const std::wstring& line) {
@@ -101,20 +49,20 @@ std::string ReadBytes(const std::wstring& path) {
 }
 
 std::string ReadUnits(const std::wstring& path) {
-  const std::string bytes = ReadBytes(path);
-  const std::string mark = bytes.substr(0, kLogMarkBytes);
-  const bool ciphered = mark == kLogCipherMark;
-  EXPECT_TRUE(ciphered || mark == kLogPlainMark) << "no log file: " << mark;
-  std::string rest = bytes.substr(std::min(bytes.size(), kLogMarkBytes));
-  if (ciphered) {
-    EXPECT_EQ(rest.substr(0, kLengthBytes), std::string("\x40\0\0\0", 4));
-    const std::string key = Unwrap(rest.substr(kLengthBytes, kWrappedKeyBytes));
-    rest.erase(0, kLengthBytes + kWrappedKeyBytes);
-    Decipher(key, &rest);
+  std::wstring error;
+  const auto key = swlcat::PrivateKey::load(PrivateKeyPath(), error);
+  const auto file =
+      swlcat::StreamFile::open(path, key.value_or(swlcat::PrivateKey()), error);
+  EXPECT_TRUE(file) << error;
+  if (!file) return std::string(kLogUnitBytes, '\0');
+  std::string units;
+  unsigned char part[0x1000];
+  while (const std::size_t count = file->read(part, sizeof part)) {
+    units.append(reinterpret_cast<char*>(part), count);
   }
-  EXPECT_EQ(rest.size() % kLogUnitBytes, 0u);
-  EXPECT_EQ(std::memcmp(rest.data(), kLogLeadIn, kLogUnitBytes), 0);
-  return rest;
+  EXPECT_EQ(file->cut_off(), 0u);
+  EXPECT_EQ(std::memcmp(units.data(), kLogLeadIn, kLogUnitBytes), 0);
+  return units;
 }
 
 std::vector<LogLine> ReadLog(const std::wstring& path) {

@@ -62,22 +62,6 @@ TEST(VelThreadFlagTest, EachThreadHasItsOwnAndKeepsItsLastError) {
   flag.clear();
 }
 
-TEST(VelThreadFlagTest, ComeAndGoOnManyThreads) {
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([] {
-      for (int round = 0; round < 300; ++round) {
-        VelThreadFlag flag;
-        const VelThreadFlag other;
-        EXPECT_TRUE(flag.try_set());
-        EXPECT_TRUE(other.is_clear());
-        flag.clear();
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-}
-
 TEST(VelMemUtilsTest, BlocksOfAllSizesComeBackWhole) {
   constexpr wchar_t kName[] = L"vel_test_block";
   for (const std::size_t size : {0, 1, 4064, 4065, 16 << 20}) {
@@ -108,21 +92,6 @@ TEST(VelMemUtilsTest, ABlockShorterThanItSaysIsAFaultAndNoAllocation) {
     EXPECT_EQ(GetLastError(), 0xC0000005u);
     EXPECT_TRUE(read.empty());
     EXPECT_TRUE(log.Contains(3, L"VEL_LOG_WIN32_CALL: '.\\VelMemUtils'"));
-  }
-}
-
-TEST(VelMemUtilsTest, GlobalMemoryComesBackWhole) {
-  for (const UINT flags : {UINT{GMEM_MOVEABLE}, UINT{GMEM_FIXED}}) {
-    for (const std::vector<BYTE>& data :
-         {std::vector<BYTE>{}, std::vector<BYTE>(64, BYTE{0xA5})}) {
-      const HGLOBAL memory = write_global_memory(data, flags);
-      ASSERT_NE(memory, nullptr);
-      std::vector<BYTE> read;
-      EXPECT_TRUE(read_global_memory(read, memory));
-      read.resize(data.size());
-      EXPECT_EQ(read, data);
-      GlobalFree(memory);
-    }
   }
 }
 

@@ -1,5 +1,6 @@
 // Commands to the tray, from the command line and from other processes.
 #include "TrayFixture.h"
+#include "sync/ScopedHandle.h"
 #include "tray/RunCommand.h"
 
 namespace vel {
@@ -79,6 +80,21 @@ TEST_F(GuiIpcServer, HandsABlockToThePlugInAndBackIfItHasRoom) {
   };
   EXPECT_TRUE(send_gui_ipc_mapped(11, block, 4));
   EXPECT_STREQ(block, "x111");
+}
+
+TEST_F(GuiIpcServer, RefusesBlocksThatAreNotWhatTheySay) {
+  const ScopedHandle mapping(CreateFileMappingW(
+      INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4096, L"bmmap_vt"));
+  const auto ask = [this](const std::wstring& length) {
+    return tray().OnPipeCommand(13,
+                                L"/bmmap=\"vt\" /bmlen=\"" + length + L"\"");
+  };
+  // The last one is larger than the mapping.
+  for (const wchar_t* length : {L"0", L"-1", L"", L"x", L"16777216",
+                                L"4294967295", L"99999999999", L"1048576"}) {
+    EXPECT_EQ(ask(length), 1) << length;
+  }
+  EXPECT_EQ(ask(L"4096"), 2);
 }
 
 TEST_F(GuiIpcServer, TakesOnlyASoftShutdownBackWhenItIsRefused) {

@@ -47,34 +47,6 @@ bool SendCommand(std::uint32_t command, const std::wstring& text) {
   return SendCopyData(block.data(), static_cast<DWORD>(block.size())) != 0;
 }
 
-SharedBlock::SharedBlock(DWORD size)
-    : _size(size),
-      _tag(Tag()),
-      _mapping(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr,
-                                  PAGE_READWRITE | SEC_COMMIT, 0, size,
-                                  (VEL_GUI_IPC_MAPPING_PREFIX + _tag).c_str())),
-      _bytes(static_cast<unsigned char*>(
-          MapViewOfFile(_mapping, FILE_MAP_WRITE, 0, 0, size))) {
-  std::fill_n(_bytes, size, kFill);
-}
-
-SharedBlock::~SharedBlock() {
-  UnmapViewOfFile(_bytes);
-  CloseHandle(_mapping);
-}
-
-DWORD SharedBlock::Untouched() const {
-  return static_cast<DWORD>(std::count(_bytes, _bytes + _size, kFill));
-}
-
-std::wstring SharedBlock::Text(const std::wstring& length) const {
-  return L"/bmmap=\"" + _tag + L"\" /bmlen=\"" + length + L"\"";
-}
-
-bool SharedBlock::Send(std::uint32_t command) const {
-  return SendCommand(command, Text(std::to_wstring(_size)));
-}
-
 std::vector<DWORD> ProcessesNamed(const std::wstring& name, DWORD parent) {
   std::vector<DWORD> found;
   const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);

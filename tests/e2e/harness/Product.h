@@ -31,30 +31,6 @@ DWORD TrayProcess();
 LRESULT SendCopyData(const void* bytes, DWORD size);
 bool SendCommand(std::uint32_t command, const std::wstring& text = L"");
 
-// A mapping that the tray can open by its tag; one per thread at a time.
-class SharedBlock {
- public:
-  static constexpr unsigned char kFill = 0x5A;
-
-  explicit SharedBlock(DWORD size);
-  ~SharedBlock();
-  SharedBlock(const SharedBlock&) = delete;
-  SharedBlock& operator=(const SharedBlock&) = delete;
-
-  unsigned char* bytes() const { return _bytes; }
-  // How many bytes are as they were at first.
-  DWORD Untouched() const;
-  // The text that names the block with this length.
-  std::wstring Text(const std::wstring& length) const;
-  bool Send(std::uint32_t command) const;
-
- private:
-  const DWORD _size;
-  const std::wstring _tag;
-  HANDLE _mapping;
-  unsigned char* _bytes;
-};
-
 // The running processes whose file is called `name`, of one parent or, for 0,
 // of any.
 std::vector<DWORD> ProcessesNamed(const std::wstring& name, DWORD parent = 0);

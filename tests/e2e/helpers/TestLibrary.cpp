@@ -3,8 +3,7 @@
 // beside the program. While the file "veto" there isn't empty every shutdown is
 // refused, and while "no_session" isn't, no session is made.
 //
-// The plug-in's parameters: "null" refuses to load, "post" posts a broadcast
-// from GetVELPlugin, "callback" calls the host back from every event.
+// Command 6 with the text "5" has it restart the program.
 #include <windows.h>
 
 #include <atomic>
@@ -13,15 +12,12 @@
 #include <filesystem>
 #include <mutex>
 #include <string>
-#include <thread>
 
-#include "helpers/Actions.h"
 #include "vel/IVelPlugin.h"
 #include "vel/IVelSession.h"
 
 namespace {
 
-using namespace vel::test;
 namespace fs = std::filesystem;
 
 fs::path BesideTheProgram(const wchar_t* name) {
@@ -52,50 +48,37 @@ void Record(const char* format, ...) {
 
 class TestPlugin final : public IVelPlugin, private IVelMenuItemHandler {
  public:
-  TestPlugin(IVelPluginHost* host, const std::wstring& parameters)
-      : _host(host), _call_back(parameters == L"callback") {
-    if (parameters == L"post") _host->post_broadcast(L"e2e_early", 1, 2);
-    CallBack();
-  }
+  explicit TestPlugin(IVelPluginHost* host) : _host(host) {}
 
   void on_tray_menu_popup(IVelTrayMenu* tray) override {
     Record("popup");
-    CallBack();
     tray->add_menu_item(0, VEL_MENU_ITEM_BOLD, 71, L"&Default", this, false);
     tray->add_menu_item(0, VEL_MENU_ITEM_PLAIN, 72, L"&Plain", this, true);
   }
   void on_session_startup(IVelSession*, const wchar_t* config) override {
     Record("startup %ls", config);
-    CallBack();
   }
-  void on_session_shutdown(IVelSession*) override {
-    Record("shutdown");
-    CallBack();
-  }
+  void on_session_shutdown(IVelSession*) override { Record("shutdown"); }
   bool query_session_shutdown(IVelSession* session,
                               std::uint32_t type) override {
     const bool agreed = !Told(L"veto");
     Record("query %u %s %s", type, session ? "session" : "null",
            agreed ? "agreed" : "refused");
-    CallBack();
     return agreed;
   }
   bool on_broadcast(IVelPlugin* sender, const wchar_t* name, std::uintptr_t a,
                     std::uintptr_t b) override {
     const std::wstring text = name;
     Record("broadcast %ls%s", name, sender == this ? " (own)" : "");
-    if (text == L"e2e_called_back") return false;
     if (text == vel_broadcast::kSvcInitialized) {
       Record("service %u", static_cast<unsigned>(a));
     }
-    CallBack();
     if (text == vel_broadcast::kUpdateGetStatus) {
       *reinterpret_cast<std::int32_t*>(b) = 2;
       return true;
     }
-    if (text == vel_broadcast::kOpenUnprotectedBrowser) {
-      const std::uint32_t result = Do(a);
-      Record("did %u -> %x", static_cast<unsigned>(a), result);
+    if (text == vel_broadcast::kOpenUnprotectedBrowser && a == 5) {
+      _host->shutdown(VEL_SHUTDOWN_RESTART);
     }
     return false;
   }
@@ -112,36 +95,9 @@ class TestPlugin final : public IVelPlugin, private IVelMenuItemHandler {
     Record("menu event %u id %u", event, id);
   }
 
-  // Calls that every event may make.
-  void CallBack() {
-    if (!_call_back) return;
-    _host->set_notify_hint(L"e2e");
-    _host->set_notify_icon(nullptr);
-    _host->send_broadcast(L"e2e_called_back", 0, 0);
-    _host->post_broadcast(L"e2e_called_back", 0, 0);
-  }
-
-  std::uint32_t Do(std::uintptr_t action) {
-    switch (action) {
-      case kActionNeedNormal:
-        return _host->need_session(L"Normal");
-      case kActionNeedOther:
-        return _host->need_session(L"Other");
-      case kActionCloseAll:
-        return _host->close_session(nullptr, VEL_SHUTDOWN_USER);
-      case kActionCloseOther:
-        return _host->close_session(L"other", VEL_SHUTDOWN_USER);
-      case kActionRestart:
-        return _host->shutdown(VEL_SHUTDOWN_RESTART);
-    }
-    return 0;
-  }
-
   IVelPluginHost* const _host;
-  const bool _call_back;
 };
 
-// A start_app with the verb "e2e_die" ends it from outside.
 class TestSession final : public IVelSession {
  public:
   void start(const VelSessionStart* parameters) override {
@@ -158,20 +114,11 @@ class TestSession final : public IVelSession {
                           const wchar_t* class_name) override {
     Record("app %ls|%ls|%ls|%ls|%ls|%ls", _config.c_str(), verb, file,
            parameters, directory, class_name);
-    if (std::wstring(verb) == L"e2e_die") {
-      std::thread([this] {
-        Record("died %ls", _config.c_str());
-        _state = VEL_SESSION_BROKEN;
-        _callback.load()->MgrShutdown(0);
-      }).detach();
-    }
     return 0;
   }
   std::uint32_t get_state() override { return _state; }
-  void add_callback(IVelSessionCallback* callback) override {
-    _callback = callback;
-  }
-  void remove_callback(IVelSessionCallback*) override { _callback = nullptr; }
+  void add_callback(IVelSessionCallback*) override {}
+  void remove_callback(IVelSessionCallback*) override {}
   void release() override {
     Record("release %ls", _config.c_str());
     delete this;
@@ -187,7 +134,6 @@ class TestSession final : public IVelSession {
 
   std::wstring _config;
   std::atomic<std::uint32_t> _state = VEL_SESSION_STOPPED;
-  std::atomic<IVelSessionCallback*> _callback = nullptr;
 };
 
 }  // namespace
@@ -195,8 +141,7 @@ class TestSession final : public IVelSession {
 extern "C" __declspec(dllexport)
     IVelPlugin* GetVELPlugin(IVelPluginHost* host, const wchar_t* parameters) {
   Record("load '%ls'", parameters);
-  if (std::wstring(parameters) == L"null") return nullptr;
-  return new TestPlugin(host, parameters);
+  return new TestPlugin(host);
 }
 
 extern "C" __declspec(dllexport) IVelSession* VelCreateSession() {

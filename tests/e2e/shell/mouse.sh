@@ -91,13 +91,4 @@ expect_event destroy
 mouse_away
 wait_until 10 icon_is_gone || fail "the icon stays behind"
 
-# The shell is killed under the tray, and another one comes.
-start_tray
-expect_event 'broadcast VELGUI_INITIALIZED' 2
-windows "$helpers/e2e_tests.exe" --vel-child ReplacesShell '' ||
-  fail "the icon doesn't come to the new shell ($?)"
-brindlemar '/shex_file="after"' || fail "no hand-over after the shell's death"
-expect_event 'app Normal||after|||'
-brindlemar '/start_mode="shutdown"' || fail "the shutdown failed"
-expect_event destroy 2
 echo "Passed"
