@@ -134,6 +134,7 @@ Section Uninstall
   ${If} $0 == ${EXIT_REFUSED}
     !insertmacro GiveUp
   ${EndIf}
+  DetailPrint "Removal steps: $0"
   !insertmacro WaitForRelease
 
   !include "${LISTS}/uninstall-files.nsh"

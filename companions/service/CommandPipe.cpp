@@ -17,10 +17,13 @@ namespace velsvc {
 namespace {
 
 using companion::debug_report;
+using companion::SrwLock;
 using companion::UniqueHandle;
 
 constexpr wchar_t kProgram[] = L"service";
 constexpr wchar_t kPipeName[] = L"\\\\.\\pipe\\VelSvc";
+// VEL_PIPE_MARKER_FORMAT of that pipe.
+constexpr wchar_t kMarkerName[] = L"_VELINTERNAL_PIPE_VelSvc";
 // The system and administrators; for reading and writing every user who is
 // logged on at the machine, and whoever runs the service by hand.
 constexpr wchar_t kPipeSecurity[] =
@@ -30,6 +33,31 @@ constexpr DWORD kLargestMessage = VEL_PIPE_MAX_REQUEST;
 // How long a client may take for each of: writing, reading, hanging up.
 constexpr DWORD kClientTimeout = 5000;  // ms
 constexpr DWORD kReplyRoom = 64;
+
+// Empty, with the last error, when it can't be made. Its end keeps that.
+class PipeSecurity {
+ public:
+  PipeSecurity() {
+    ConvertStringSecurityDescriptorToSecurityDescriptorW(
+        kPipeSecurity, SDDL_REVISION_1, &_attributes.lpSecurityDescriptor,
+        nullptr);
+  }
+  ~PipeSecurity() {
+    const DWORD error = GetLastError();
+    LocalFree(_attributes.lpSecurityDescriptor);
+    SetLastError(error);
+  }
+  PipeSecurity(const PipeSecurity&) = delete;
+  PipeSecurity& operator=(const PipeSecurity&) = delete;
+
+  explicit operator bool() const {
+    return _attributes.lpSecurityDescriptor != nullptr;
+  }
+  SECURITY_ATTRIBUTES* attributes() { return &_attributes; }
+
+ private:
+  SECURITY_ATTRIBUTES _attributes = {sizeof _attributes, nullptr, FALSE};
+};
 
 // One overlapped operation at a time on one handle.
 class PipeOperation {
@@ -104,26 +132,23 @@ struct CommandPipe::Connection {
 
 bool CommandPipe::listen() {
   _connected.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-  _idle.reset(CreateEventW(nullptr, TRUE, TRUE, nullptr));
-  if (!_connected || !_idle) return false;
+  if (!_connected) return false;
   _instance = make_instance(FILE_FLAG_FIRST_PIPE_INSTANCE);
-  return static_cast<bool>(_instance);
+  if (!_instance) return false;
+  PipeSecurity security;
+  if (!security) return false;
+  _marker.reset(CreateEventW(security.attributes(), TRUE, FALSE, kMarkerName));
+  return static_cast<bool>(_marker);
 }
 
 UniqueHandle CommandPipe::make_instance(DWORD flags) {
-  SECURITY_ATTRIBUTES security = {sizeof security, nullptr, FALSE};
-  if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(
-          kPipeSecurity, SDDL_REVISION_1, &security.lpSecurityDescriptor,
-          nullptr)) {
-    return {};
-  }
+  PipeSecurity security;
+  if (!security) return {};
   const HANDLE pipe = CreateNamedPipeW(
       kPipeName, PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | flags,
       PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_REJECT_REMOTE_CLIENTS,
-      PIPE_UNLIMITED_INSTANCES, kReplyRoom, kLargestMessage, 0, &security);
-  const DWORD error = GetLastError();
-  LocalFree(security.lpSecurityDescriptor);
-  SetLastError(error);
+      PIPE_UNLIMITED_INSTANCES, kReplyRoom, kLargestMessage, 0,
+      security.attributes());
   return UniqueHandle(pipe == INVALID_HANDLE_VALUE ? nullptr : pipe);
 }
 
@@ -173,12 +198,12 @@ void CommandPipe::hand_over() {
   try {
     auto connection =
         std::make_unique<Connection>(Connection{this, std::move(connected)});
-    if (_served.fetch_add(1) == 0) ResetEvent(_idle.get());
+    count_connection(+1);
     if (QueueUserWorkItem(&serve_connection, connection.get(),
                           WT_EXECUTELONGFUNCTION)) {
       static_cast<void>(connection.release());
-    } else if (_served.fetch_sub(1) == 1) {
-      SetEvent(_idle.get());
+    } else {
+      count_connection(-1);
     }
   } catch (const std::exception&) {
     debug_report(kProgram, L"taking a client", ERROR_NOT_ENOUGH_MEMORY);
@@ -195,12 +220,20 @@ DWORD WINAPI CommandPipe::serve_connection(void* parameter) {
     debug_report(kProgram, L"a command", ERROR_NOT_ENOUGH_MEMORY);
   }
   connection.reset();
-  if (owner->_served.fetch_sub(1) == 1) SetEvent(owner->_idle.get());
+  owner->count_connection(-1);
   return 0;
 }
 
+void CommandPipe::count_connection(int change) {
+  const SrwLock::Scope scope(_lock);
+  _served += change;
+  if (_served == 0) WakeAllConditionVariable(&_idle);
+}
+
+// Whoever counts down holds the lock, so the object outlives its last use.
 void CommandPipe::wait_for_connections() {
-  while (_served.load() != 0) WaitForSingleObject(_idle.get(), INFINITE);
+  SrwLock::Scope scope(_lock);
+  while (_served != 0) scope.wait(&_idle);
 }
 
 }  // namespace velsvc

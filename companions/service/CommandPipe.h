@@ -5,8 +5,7 @@
 
 #include <windows.h>
 
-#include <atomic>
-
+#include "common/SrwLock.h"
 #include "common/UniqueHandle.h"
 
 namespace velsvc {
@@ -34,13 +33,16 @@ class CommandPipe {
   DWORD wait_for_client();
   void hand_over();
   static DWORD WINAPI serve_connection(void* connection);
+  void count_connection(int change);
   void wait_for_connections();
 
   const HANDLE _stop;
   companion::UniqueHandle _instance;  // the one that listens
   companion::UniqueHandle _connected;
-  companion::UniqueHandle _idle;  // signalled while no connection is served
-  std::atomic<int> _served{0};
+  companion::UniqueHandle _marker;
+  companion::SrwLock _lock;
+  CONDITION_VARIABLE _idle = CONDITION_VARIABLE_INIT;
+  int _served = 0;  // connections; guarded by _lock
 };
 
 }  // namespace velsvc

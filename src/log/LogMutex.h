@@ -8,7 +8,8 @@ namespace vel {
 // The named mutex around structural changes of the log's files (making one with
 // its header, moving, emptying), held for one scope, among all processes of the
 // session. It improves the odds and is no condition: who can't have it within
-// 15 seconds goes on without it. An abandoned mutex counts as taken.
+// 15 seconds, and 15 more while access is refused, goes on without it. An
+// abandoned mutex counts as taken.
 //
 // Recursive on its thread. Changes the last error.
 class LogMutex {

@@ -10,10 +10,10 @@
 
 namespace vel {
 
-// The key that one user's log files are enciphered with, from the first log of
-// the user to the end of the machine's run. The first half of
-// the block is the key of the cipher, the other half is zero, and the block as
-// a whole is what gets wrapped into the header of a file.
+// The key that one user's log files are enciphered with, from the user's first
+// log until his registry hive is unloaded. The first half of the block is the
+// key of the cipher, the other half is zero, and the block as a whole is what
+// gets wrapped into the header of a file.
 constexpr std::size_t kStreamKeyBytes = 32;
 constexpr std::size_t kStreamKeyBlockBytes = 64;
 using StreamKeyBlock = std::uint8_t[kStreamKeyBlockBytes];

@@ -21,7 +21,9 @@ namespace vel {
 // user. Reached only through the functions of VelLog.h.
 //
 // Any thread may print() and flush_buffer(). Construction and destruction have
-// a single owner and no lock. All memory comes from private heaps. Nothing in
+// a single owner and no lock. All memory of its own comes from private heaps;
+// opening a file asks the system for the user's key, which takes some of the
+// process's. Nothing in
 // here may log, for its lock isn't recursive, so it reports to nobody; a file
 // that can't be opened or written shows only as lost records.
 //
@@ -29,7 +31,7 @@ namespace vel {
 // process has moved away; that ends at the next rotation or at the limit.
 class VelLogStream {
  public:
-  // `source` names the file, which is opened here. May wait 15 seconds for
+  // `source` names the file, which is opened here. May wait half a minute for
   // another process in its rotation. Keeps the last error.
   explicit VelLogStream(const wchar_t* source) noexcept;
   // Writes what is collected and closes the file. Keeps the last error.
@@ -87,6 +89,8 @@ class VelLogStream {
   // 1 for a file that existed, 2 for a new one, 5 for none.
   ULONG_PTR open_file() noexcept;
   void open_first_file() noexcept;
+  // On failure an earlier key stays in the cipher: a file that is there was
+  // begun under it.
   [[nodiscard]] std::uint32_t take_stream_key() noexcept;
   void begin_file(std::uint32_t key_error) noexcept;
   NTSTATUS append(const void* data, std::uint32_t length) noexcept;

@@ -90,7 +90,7 @@ class KeyMaker {
   }
 
   [[nodiscard]] HANDLE key() const noexcept { return _key.get(); }
-  // This process has made the key, not another one.
+  // This process has made the key or one of those above it.
   [[nodiscard]] bool created() const noexcept { return _created; }
 
  private:

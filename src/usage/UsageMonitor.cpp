@@ -1,12 +1,14 @@
 #include "usage/UsageMonitor.h"
 
 #include <ctime>
+#include <exception>
 #include <memory>
 
 #include "foundation/Product.h"
 #include "foundation/Registry.h"
 #include "log/VelLog.h"
 #include "log/VelProfileHolder.h"
+#include "sync/OnceGuard.h"
 #include "sync/Trap.h"
 #include "usage/UsageCounters.h"
 #include "usage/UsageReport.h"
@@ -30,8 +32,7 @@ constexpr UsageCalls kSystemCalls = {
 };
 
 std::shared_ptr<UsageMonitor>& monitor() {
-  static std::shared_ptr<UsageMonitor> object;
-  return object;
+  return once_static([] { return std::shared_ptr<UsageMonitor>(); });
 }
 
 void add_to(const wchar_t* counter, std::uint32_t amount) {
@@ -79,9 +80,19 @@ void UsageMonitor::report_when_due() {
       RegGetQword(HKEY_CURRENT_USER, kProductKey, kLastReport, kOldLastReport));
   const std::int64_t now = _calls.now();
   if (last + kReportInterval > now) return;
-  if (!_calls.send_report(L"periodic")) return;
+  if (!send_report()) return;
   RegSetQword(HKEY_CURRENT_USER, kProductKey, kLastReport,
               static_cast<std::uint64_t>(now));
+}
+
+// A reply of any size may come; one that memory can't hold ends the attempt.
+bool UsageMonitor::send_report() {
+  try {
+    return _calls.send_report(L"periodic");
+  } catch (const std::exception&) {
+    VEL_LOG_LINE();
+    return false;
+  }
 }
 
 void EnableUsageMonitoring() {

@@ -12,8 +12,9 @@
 
 namespace vel {
 
-// Starts the counting in the background unless it runs already. Called by the
-// main thread only, as is its counterpart.
+// Starts the counting in the background unless it runs already. Not for two
+// threads at a time, nor together with its counterpart: the main thread calls
+// both, unless the user's session ends under it and the tray's window does.
 void EnableUsageMonitoring();
 
 // Ends the counting and waits until a report that is under way is done. Does
@@ -45,6 +46,7 @@ class UsageMonitor final : public VelTask {
  private:
   void update_used_time();
   void report_when_due();
+  bool send_report();
 
   const UsageCalls _calls;
   // Manual-reset.

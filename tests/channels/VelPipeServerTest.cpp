@@ -221,29 +221,6 @@ TEST(VelPipeServer, StopsInTimeOrSaysSo) {
   }
 }
 
-TEST(VelPipeServer, StartsOnlyWithAPipeAndAsksForItsNameAnew) {
-  const LogCapture log;
-  const std::wstring name = NewName();
-  ScopedFileHandle taken(CreateNamedPipeW(name.c_str(), PIPE_ACCESS_DUPLEX, 0,
-                                          1, 0, 0, 0, nullptr));
-  Server server([](const std::wstring&) { return 1; });
-  server.name = L"";
-  EXPECT_FALSE(server.Start());
-  EXPECT_FALSE(log.Contains(3, L"CreatePipeInstance"));
-  server.name = name;
-  EXPECT_FALSE(server.Start());
-  EXPECT_TRUE(log.Contains(
-      3, L"VelPipeServer::CreatePipeInstance: le=231 _pipe_name='" + name));
-  EXPECT_TRUE(server.Stop(INFINITE));
-  taken.reset();
-  for (int round = 0; round < 2; ++round) {
-    ASSERT_TRUE(server.Start());
-    EXPECT_EQ(Call(server), 1u);
-    EXPECT_TRUE(server.Stop(INFINITE));
-    server.name = NewName();
-  }
-}
-
 // What the system tells of a thread: the level at which it impersonates, -1 for
 // none, and its priority.
 struct ThreadState {

@@ -151,22 +151,5 @@ TEST_F(MenusPluginTest, SessionsShowInHintAndMenu) {
   EXPECT_EQ(_host.ended, 3) << "a call to the host still runs";
 }
 
-TEST_F(MenusPluginTest, DialogsHoldTheLibraryAndCloseWithThePlugin) {
-  EXPECT_FALSE(_plugin->on_broadcast(nullptr, L"velmenus_about", 0, 0));
-  EXPECT_EQ(_can_unload(), 0);
-  // Once only.
-  EXPECT_TRUE(_plugin->on_broadcast(nullptr, vel_broadcast::kAbout, 0, 0));
-  EXPECT_TRUE(IsShown(Text(VEL_STRING_ABOUT_TEXT, L"Brindlemar", L"1.0.0.0")));
-  EXPECT_TRUE(_plugin->on_broadcast(nullptr, vel_broadcast::kAbout, 0, 0));
-  EXPECT_EQ(_can_unload(), 1);
-  Choose(Text(VEL_STRING_MENU_OPEN_FILE));
-  EXPECT_EQ(_can_unload(), 2);
-  Destroy();
-  EXPECT_FALSE(OpenDialog());
-  _library.reset();
-  EXPECT_TRUE(
-      WaitUntil([] { return GetModuleHandleW(L"VELMENUS.dll") == nullptr; }));
-}
-
 }  // namespace
 }  // namespace vel::test

@@ -99,13 +99,5 @@ TEST(ModeHandOverTest, AModeGoesDownToChildrenAndTheirChildren) {
   EXPECT_EQ(parent.Wait(), 7u);
 }
 
-TEST(ModeHandOverTest, NothingIsLoadedWithoutAModeOrALibrary) {
-  EXPECT_FALSE(CheckedVelulLoad()) << "this process has no mode";
-  EXPECT_EQ(vel_ipc_connect(1), 0u);
-  EXPECT_FALSE(is_hooked_window(nullptr, false));
-  const ScopedVariable no_product(L"VELDIR", L"");
-  EXPECT_FALSE(query_hooks_ready(kHooksLibraryLoaded));
-}
-
 }  // namespace
 }  // namespace vel

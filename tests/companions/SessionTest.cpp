@@ -5,12 +5,10 @@
 #include <tlhelp32.h>
 
 #include <atomic>
-#include <functional>
 
 #include "companions/CompanionLibrary.h"
 #include "support/ScopedVariable.h"
 #include "support/ScratchDirectory.h"
-#include "support/Threads.h"
 #include "support/Wait.h"
 #include "sync/ScopedHandle.h"
 #include "vel/IVelSession.h"
@@ -26,7 +24,6 @@ class EndRecorder final : public IVelSessionCallback {
  public:
   void reserved_1() override {}
   void MgrShutdown(std::uint32_t status) override {
-    if (on_end) on_end();
     statuses.push_back(status);
     told = true;
   }
@@ -37,7 +34,6 @@ class EndRecorder final : public IVelSessionCallback {
   std::uintptr_t reserved_7() override { return 0; }
 
   Statuses statuses;
-  std::function<void()> on_end;
   std::atomic<bool> told = false;
 };
 
@@ -188,25 +184,6 @@ TEST_F(SessionTest, AnEndFromOutsideIsToldAndTakesTheProgramsAlong) {
     _session->shutdown();
     EXPECT_EQ(_session->get_state(), VEL_SESSION_STOPPED);
   }
-}
-
-TEST_F(SessionTest, ACallbackCanRemoveItselfAndNoRemovalOvertakesACall) {
-  EndRecorder once, slow;
-  once.on_end = [&] { _session->remove_callback(&once); };
-  slow.on_end = [&slow] {
-    slow.told = true;
-    // Time for a removal that doesn't wait to get through.
-    Sleep(50);
-  };
-  _session->add_callback(&once);
-  Start();
-  KillAnchor(0, once);
-  _session->add_callback(&slow);
-  Start();
-  KillAnchor(1, slow);
-  _session->remove_callback(&slow);
-  EXPECT_EQ(slow.statuses, Statuses{1});
-  EXPECT_EQ(once.statuses, Statuses{0});
 }
 
 TEST_F(SessionTest, WhatCannotBeStartedIsToldByItsError) {

@@ -40,6 +40,7 @@ class SessionTest : public ProductTest {
     for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
       RegDeleteTreeW(root, class_key.c_str());
     }
+    RegDeleteTreeW(HKEY_CURRENT_USER, choice_key);
   }
 
   // A class of the registry whose command is the application with a URL.
@@ -77,6 +78,9 @@ class SessionTest : public ProductTest {
   }
 
   const std::wstring application = data.File(kApplication);
+  static constexpr wchar_t choice_key[] =
+      L"Software\\Microsoft\\Windows\\Shell\\Associations\\UrlAssociations\\"
+      L"ftp\\UserChoice";
   const std::wstring class_key = std::wstring(L"Software\\Classes\\") + kClass;
 };
 
@@ -88,11 +92,8 @@ TEST_F(SessionTest, FilesAndUrlsOpenInTheirConfiguration) {
   ExpectStart(L"Normal", L"http://example.invalid/c",
               std::wstring(L"/shex_verb=\"open\" /shex_class=\"") + kClass +
                   L"\" /shex_file=\"http://example.invalid/c\"");
-  ScopedRegistryValue choice(
-      L"Software\\Microsoft\\Windows\\Shell\\Associations\\UrlAssociations\\"
-      L"ftp\\UserChoice",
-      L"ProgId");
-  if (!choice.Set(REG_SZ, kClass, sizeof kClass)) {
+  if (RegSetKeyValueW(HKEY_CURRENT_USER, choice_key, L"ProgId", REG_SZ, kClass,
+                      sizeof kClass) != ERROR_SUCCESS) {
     GTEST_SKIP() << "this Windows doesn't let a program choose the handler";
   }
   ExpectStart(L"Normal", L"ftp://example.invalid/A",

@@ -28,7 +28,7 @@ TEST_F(StagedProductTest, DialogsAndSessionsOpenUnderThePlugins) {
 }
 
 TEST_F(StagedProductTest, AnotherVersionIsSweptAwayAndFollowedUpAtTheEnd) {
-  installed_version.Remove();
+  RegDeleteKeyValueW(HKEY_CURRENT_USER, kProductKey, L"InstalledVersion");
   data.Write(L"Tessavane\\VEL\\.version", "0.9");
   const std::wstring left = data.Write(L"Tessavane\\VEL\\cache\\left", "x");
   const std::wstring older = data.Write(L"TC\\left", "x");

@@ -115,17 +115,5 @@ TEST_F(PathsTest, RedirectsAComponentToAFileThatExists) {
   EXPECT_EQ(component_path(L"MIN\\x.dll"), file);
 }
 
-TEST_F(PathsTest, FindsThe32BitFiles) {
-  const test::LogCapture log;
-  EXPECT_EQ(GetWow64ModulePath(L"c:\\VELDIR\\a\\b.dll"),
-            L"c:\\VELDIR\\WOW64\\a\\b.dll");
-  EXPECT_EQ(GetWow64ModulePath(L"D:"), L"C:\\veldir\\WOW64\\D:");
-  EXPECT_EQ(GetWow64ModulePath(L"D:\\a\\b.dll"), L"D:\\a\\WOW64\\b.dll");
-  EXPECT_TRUE(log.Contains(
-      2,
-      L"GetWow64ModulePath('D:\\a\\b.dll') - not in velroot='C:\\veldir\\', "
-      L"defaulted to 'D:\\a\\WOW64\\b.dll' "));
-}
-
 }  // namespace
 }  // namespace vel

@@ -70,17 +70,6 @@ TEST_F(RegistryTest, ReadsMultiStrings) {
   EXPECT_EQ(RegGetMultiString(kUser, _key, L"single", 0), List{L"text"});
 }
 
-TEST_F(RegistryTest, ReadsNumbers) {
-  RegSetDword(kUser, _key, L"dword", 0xFFFFFFFE, 0);
-  EXPECT_EQ(RegGetDword(kUser, _key, L"dword", 7, 0), 0xFFFFFFFEu);
-  EXPECT_EQ(RegGetDword(kUser, _key, L"missing", 7, 0), 7u);
-  EXPECT_EQ(RegGetQword(kUser, _key, L"qword", L"dword"), 0xFFFFFFFEu);
-  EXPECT_EQ(RegGetQword(kUser, _key, L"qword", nullptr), 0u);
-  RegSetQword(kUser, _key, L"qword", 0x123456789ABCDEFu);
-  EXPECT_EQ(RegGetQword(kUser, _key, L"qword", L"dword"), 0x123456789ABCDEFu);
-  EXPECT_EQ(RegGetDword(kUser, _key, L"qword", 7, 0), 7u);
-}
-
 // Names and data are larger than the first buffers.
 TEST_F(RegistryTest, EnumeratesAndNames) {
   const std::wstring name(200, L'n');

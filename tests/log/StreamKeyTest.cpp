@@ -66,26 +66,6 @@ TEST(StreamKey, ANewOneHasTheFormOfItsKind) {
   }
 }
 
-TEST(StreamKey, IsWrappedOnlyBelowAWholeModulus) {
-  for (const auto& [message, bits, result] :
-       {std::tuple<std::uint8_t, std::uint16_t, std::uint32_t>{
-            33, 512, kSealNotBelowModulus},
-        {3, 504, kSealShortModulus},
-        {3, 505, 0}}) {
-    WrappingKey key = {};  // 3^3 mod 33
-    key.bits = bits;
-    key.modulus[127] = 33;
-    key.exponent[127] = 3;
-    StreamKeyBlock block = {};
-    block[63] = message;
-    std::uint8_t out[64] = {};
-    std::uint32_t length = 0;
-    EXPECT_EQ(seal_with(key, block, out, &length), result);
-    EXPECT_EQ(length, result == 0 ? 64u : 0u);
-    EXPECT_EQ(out[63], result == 0 ? 27 : 0);
-  }
-}
-
 TEST(StreamKey, IsMadeOnceAndGoesWithTheSession) {
   RegDeleteTreeW(HKEY_CURRENT_USER, kParent);
   const std::string key = Get();

@@ -15,6 +15,7 @@
 #include "security/RestrictedAccount.h"
 #include "security/SessionObjectName.h"
 #include "security/Tokens.h"
+#include "security/VelUtilsSecurity.h"
 #include "security/WellKnownSids.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
@@ -61,32 +62,6 @@ TEST(DescriptorsTest, HoldTheListsAndTheLabel) {
     EXPECT_EQ(AclText(made->Dacl), row.dacl);
     EXPECT_EQ(AclText(made->Sacl), row.sacl);
   }
-}
-
-std::wstring ReadBack(const ScopedHandle& object, SECURITY_INFORMATION part) {
-  ACL *dacl = nullptr, *sacl = nullptr;
-  ScopedDescriptor read;
-  GetSecurityInfo(object.get(), SE_KERNEL_OBJECT, part, nullptr, nullptr, &dacl,
-                  &sacl, read.put());
-  return AclText(part == DACL_SECURITY_INFORMATION ? dacl : sacl);
-}
-
-TEST(ObjectSecurityTest, ReachesObjectsAndKnowsTheirOwner) {
-  SECURITY_ATTRIBUTES attributes = {sizeof attributes,
-                                    GetSecurityDescriptorUserLow(), FALSE};
-  const ScopedHandle event(CreateEventW(&attributes, TRUE, FALSE, nullptr));
-  EXPECT_EQ(ReadBack(event, LABEL_SECURITY_INFORMATION), kLowLabel);
-  SetObjectSecurityEveryone(event.get(), SYNCHRONIZE);
-  EXPECT_EQ(ReadBack(event, DACL_SECURITY_INFORMATION), L"0 100000 S-1-1-0;");
-  const ScopedHandle token = OpenCurrentToken();
-  EXPECT_TRUE(IsOwnedByToken(event.get(), token.get()));
-  SECURITY_DESCRIPTOR foreign = {1, 0, 0, LookupSidInteractive(), 0, 0, 0};
-  if (!SetKernelObjectSecurity(event.get(), OWNER_SECURITY_INFORMATION,
-                               &foreign)) {
-    GTEST_SKIP() << "can't give an object away";
-  }
-  EXPECT_FALSE(IsOwnedByToken(event.get(), token.get()));
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_OWNER});
 }
 
 ScopedHandle OwnToken() {
@@ -237,6 +212,28 @@ TEST(RestrictedAccountTest, RemainsAreRemovedAlsoWhereThereAreNone) {
   EXPECT_TRUE(delete_account());
   EXPECT_FALSE(RegKeyExists(HKEY_CURRENT_USER, key, kRegViewDefault));
   EXPECT_TRUE(delete_account() && delete_old_service());
+}
+
+// Whether it was enabled before; nothing when the token doesn't hold it.
+std::optional<bool> SetDebugPrivilege(DWORD attributes) {
+  const ScopedHandle token =
+      OpenProcessTokenFor(TOKEN_ALL_ACCESS, GetCurrentProcess());
+  TOKEN_PRIVILEGES wanted = {1, {{{}, attributes}}};
+  TOKEN_PRIVILEGES before = {};
+  DWORD size = 0;
+  LookupPrivilegeValueW(nullptr, SE_DEBUG_NAME, &wanted.Privileges[0].Luid);
+  SetLastError(ERROR_SUCCESS);
+  AdjustTokenPrivileges(token.get(), FALSE, &wanted, sizeof before, &before,
+                        &size);
+  if (GetLastError() != ERROR_SUCCESS) return std::nullopt;
+  return (before.Privileges[0].Attributes & SE_PRIVILEGE_ENABLED) != 0;
+}
+
+TEST(EnableDebugPrivilegeTest, EnablesWhatTheTokenHolds) {
+  if (!SetDebugPrivilege(0)) GTEST_SKIP() << "needs an administrator";
+  EXPECT_EQ(SetDebugPrivilege(0), false);
+  EXPECT_TRUE(EnableDebugPrivilege());
+  EXPECT_EQ(SetDebugPrivilege(0), true);
 }
 
 }  // namespace

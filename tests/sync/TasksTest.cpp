@@ -105,23 +105,6 @@ auto answer_of(HMODULE library) {
   return proc_address<long (*)(long)>(library, "AnswerWith");
 }
 
-TEST(VelDllHolder, AsksARefusingLibraryUntilItAgreesOrHasAUserAgain) {
-  VelDllHolder holder(kLibrary);
-  const auto answer_with = answer_of(holder.load());
-  answer_with(1);
-  holder.unload();
-  while (answer_with(1) < 4) Sleep(10);
-  holder.load();
-  answer_with(0);
-  Sleep(200);
-  ASSERT_TRUE(is_loaded());
-  const long asked = answer_with(0);
-  Sleep(150);
-  EXPECT_EQ(answer_with(0), asked);
-  holder.unload();
-  EXPECT_TRUE(test::WaitUntil([] { return !is_loaded(); }));
-}
-
 TEST(VelDllHolder, SurvivesUsersWhoComeAndGoAndEndsWithTheLibrary) {
   std::optional<VelDllHolder> holder(kLibrary);
   test::RunTogether(3, [&](int number) {

@@ -33,18 +33,14 @@ DWORD TrayProcess() {
   return id;
 }
 
-LRESULT SendCopyData(const void* bytes, DWORD size) {
-  COPYDATASTRUCT data = {0, size, const_cast<void*>(bytes)};
-  return SendMessageW(FindTray(), WM_COPYDATA, 0,
-                      reinterpret_cast<LPARAM>(&data));
-}
-
 bool SendCommand(std::uint32_t command, const std::wstring& text) {
   const std::size_t text_bytes = text.size() * sizeof(wchar_t);
   std::vector<unsigned char> block(VEL_GUI_IPC_MIN_COPYDATA + text_bytes);
   std::memcpy(block.data(), &command, sizeof command);
   std::memcpy(block.data() + sizeof command, text.data(), text_bytes);
-  return SendCopyData(block.data(), static_cast<DWORD>(block.size())) != 0;
+  COPYDATASTRUCT data = {0, static_cast<DWORD>(block.size()), block.data()};
+  return SendMessageW(FindTray(), WM_COPYDATA, 0,
+                      reinterpret_cast<LPARAM>(&data)) != 0;
 }
 
 std::vector<DWORD> ProcessesNamed(const std::wstring& name, DWORD parent) {
@@ -95,26 +91,6 @@ HWND WaitForDialog(DWORD process_id) {
     return owner == process_id && IsWindowVisible(window);
   })) << "no dialog";
   return window;
-}
-
-ScopedRegistryValue::ScopedRegistryValue(const std::wstring& key,
-                                         const std::wstring& name)
-    : _name(name) {
-  RegCreateKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
-                  nullptr, &_key, nullptr);
-  RegQueryValueExW(_key, name.c_str(), nullptr, &_type, _former, &_size);
-}
-
-ScopedRegistryValue::~ScopedRegistryValue() {
-  Remove();
-  EXPECT_TRUE(_type == REG_NONE || Set(_type, _former, _size));
-  RegCloseKey(_key);
-}
-
-bool ScopedRegistryValue::Set(DWORD type, const void* bytes, std::size_t size) {
-  return RegSetValueExW(_key, _name.c_str(), 0, type,
-                        static_cast<const BYTE*>(bytes),
-                        static_cast<DWORD>(size)) == ERROR_SUCCESS;
 }
 
 ProductTest::ProductTest() {

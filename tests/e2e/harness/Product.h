@@ -20,15 +20,12 @@
 namespace vel::test {
 
 inline constexpr DWORD kStillRunning = 0xE2EE2E;
-// What the shell sends for the icon.
-inline constexpr UINT kFromTheShell = 2146;
 inline constexpr wchar_t kProductKey[] = L"Software\\Tessavane\\VEL";
 
 // The tray's window, or null.
 HWND FindTray();
 DWORD TrayProcess();
-// The answer of the tray, 0 when there is none.
-LRESULT SendCopyData(const void* bytes, DWORD size);
+// The answer of the tray, false when there is none.
 bool SendCommand(std::uint32_t command, const std::wstring& text = L"");
 
 // The running processes whose file is called `name`, of one parent or, for 0,
@@ -46,29 +43,8 @@ Counts CountsOf(DWORD process_id);
 // Waits for the dialog box of a process.
 HWND WaitForDialog(DWORD process_id);
 
-// Keeps one of the user's registry values as it was: whatever a test or the
-// product makes of it is undone at the end.
-class ScopedRegistryValue {
- public:
-  ScopedRegistryValue(const std::wstring& key, const std::wstring& name);
-  ~ScopedRegistryValue();
-  ScopedRegistryValue(const ScopedRegistryValue&) = delete;
-  ScopedRegistryValue& operator=(const ScopedRegistryValue&) = delete;
-
-  // False when the user may not write there.
-  [[nodiscard]] bool Set(DWORD type, const void* bytes, std::size_t size);
-  void Remove() { RegDeleteValueW(_key, _name.c_str()); }
-
- private:
-  const std::wstring _name;
-  HKEY _key = nullptr;
-  DWORD _type = REG_NONE;  // of the former value; REG_NONE for none
-  BYTE _former[1024];
-  DWORD _size = sizeof _former;
-};
-
-// A copy of the stage with its own plug-ins, per-user data in a directory
-// of the test's own, and the values that a start writes put back at the end.
+// A copy of the stage with its own plug-ins, and per-user data in a directory
+// of the test's own.
 class ProductTest : public testing::Test {
  protected:
   ProductTest();
@@ -105,7 +81,6 @@ class ProductTest : public testing::Test {
   ScratchDirectory product;
   ScratchDirectory data;
   ScopedVariable app_data{L"APPDATA", data.path()};
-  ScopedRegistryValue installed_version{kProductKey, L"InstalledVersion"};
 
  private:
   std::optional<ChildProcess> _tray;
