@@ -19,8 +19,8 @@ std::uint32_t VelPipeCommand(const std::wstring& pipe_name,
                              bool verify_server);
 
 // Whether a server of that pipe shows itself in the caller's session; the last
-// error is a native status when its marker isn't there. A look at a marker and no promise:
-// the server may end at any time.
+// error is a native status when its marker isn't there. A look at a marker and
+// no promise: the server may end at any time.
 bool VelPipeServerIsRunning(const std::wstring& pipe_name);
 // The same, and the server's objects belong to the caller. The last error is
 // ERROR_INVALID_OWNER when they are somebody else's.

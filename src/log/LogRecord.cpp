@@ -37,10 +37,7 @@ bool LogRecord::format(unsigned level, const wchar_t* format,
       prefix + static_cast<std::size_t>(count) >= kStackTextChars) {
     return format_long(prefix, format, args);
   }
-  finish(_stack,
-         std::min(prefix + static_cast<std::size_t>(count),
-                  kStackChars - kLineEndChars),
-         kStackChars);
+  finish(_stack, prefix + static_cast<std::size_t>(count), kStackChars);
   return true;
 }
 

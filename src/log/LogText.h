@@ -9,7 +9,7 @@ namespace vel {
 // Text functions for the log: no memory and no lock of the runtime, whose own
 // functions take its locks.
 
-// _vsnwprintf and _snwprintf of ntdll.dll: the count of code units, negative
+// Both are _vsnwprintf of ntdll.dll: the count of code units, negative
 // when the text doesn't fit into `limit`; a text that fills `limit` exactly has
 // no zero behind it. The caller's `args` stay usable.
 [[nodiscard]] int nt_vprint(wchar_t* text, std::size_t limit,

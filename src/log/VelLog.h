@@ -31,8 +31,9 @@ void VelLog_FlushBuffer() noexcept;
 // True when there is a log that keeps level 1.
 [[nodiscard]] bool VelLog_IsDebug() noexcept;
 
-// The file's path; null when there is no log or no open file. The text belongs
-// to the log: not for use past the last IVelLog::release().
+// The file's path; null when there is no log or no open file, be it for a
+// moment in a rotation. The text belongs to the log: not for use past the last
+// IVelLog::release().
 [[nodiscard]] const wchar_t* VelLog_GetPath() noexcept;
 
 // The log of the process (both calls keep the last error): counted, made by the

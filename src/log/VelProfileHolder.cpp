@@ -167,11 +167,16 @@ void VelProfileHolder::LogGlobalStats() {
     return static_cast<std::uint32_t>(static_cast<std::int64_t>(
         static_cast<double>(span) * 1000.0 / static_cast<double>(frequency)));
   };
+  std::int64_t count, total, max;
+  {
+    const Lock lock(_lock);
+    count = _count, total = _total, max = _max;
+  }
   VelLog_Print(kLogNotice,
                L"VelProfileHolder::LogGlobalStats('%S'): %I64i, %I64i => %u ms "
                L"(max=%I64i => %u ms)",
-               _name, _count, _total, milliseconds(_total), _max,
-               milliseconds(_max));
+               _name, count, total, milliseconds(total), max,
+               milliseconds(max));
 }
 
 void VelProfileHolder::read_clock(std::int64_t* out) {

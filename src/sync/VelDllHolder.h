@@ -27,8 +27,9 @@ class VelDllHolder : public VelTask {
   explicit VelDllHolder(const wchar_t* path);
   ~VelDllHolder() override;
 
-  // Adds a user and gives the library's handle, or null with the last error
-  // set. A failed load counts as a user too: each load() has its unload().
+  // Adds a user and gives the library's handle, or null; the last error is set
+  // when the system was asked, which isn't done again while there are users. A
+  // failed load counts as a user too: each load() has its unload().
   HMODULE load();
   // Takes a user away; the library is freed now or in the background with the
   // last one. One unload() too many is a trap.

@@ -21,11 +21,10 @@ namespace vel {
 // the lock for good. VelSpinLock notices such an owner.
 //
 //   _count | meaning                       | lock()            | unlock()
-//   0      | free                          | 1, taken          | a fault
+//   0      | free                          | 1, taken          | misuse
 //   1      | held, nobody waits            | 2, then waits     | 0
-//   n > 1  | held, n - 1 want it           | n + 1, then waits | n - 1, and the
-//          |                               |                   | event wakes
-//          one
+//   n > 1  | held, n - 1 want it           | n + 1, then waits | n - 1, wakes
+//   one
 //
 // Invariants: _count changes only atomically; _event goes from null to a handle
 // once; between unlock() with waiters and the waiter's return the lock belongs
@@ -33,7 +32,7 @@ namespace vel {
 // Fairness: handed over in the order in which the event wakes its waiters; a
 // late comer can't overtake them.
 // Recursion: a second lock() by the holder waits for ever. Misuse: an unlock()
-// without a lock() isn't noticed.
+// without a lock() isn't noticed, and the lock excludes nobody any more.
 // Process end: the last thread gets through lock() after about 100 ms, whoever
 // held the lock.
 // Memory order: lock() acquires, unlock() releases. Last error is kept.

@@ -46,8 +46,8 @@ bool cut_short() {
   return false;
 }
 
-// Reads through the system, which fails where a direct read would fault, with
-// the code of that fault as the last error.
+// Reads through the system, which fails where a direct read would fault. The
+// code of that fault becomes the last error.
 bool copy_guarded(void* target, const void* source, std::size_t size) {
   if (size == 0 ||
       ReadProcessMemory(GetCurrentProcess(), source, target, size, nullptr)) {
@@ -85,12 +85,14 @@ HANDLE write_memory_block(const std::vector<BYTE>& data, const wchar_t* name) {
 }
 
 bool read_memory_block(std::vector<BYTE>& data, const wchar_t* name) {
-  const HANDLE mapping = OpenFileMappingW(FILE_MAP_READ, FALSE, name);
-  if (mapping == nullptr) return false;
-  const bool read = read_memory_block(data, mapping);
-  LastErrorKeeper keeper;
-  if (!CloseHandle(mapping)) VEL_LOG_WIN32_CALL();
-  return read;
+  struct LoggedHandle {
+    ~LoggedHandle() {
+      LastErrorKeeper keeper;
+      if (value != nullptr && !CloseHandle(value)) VEL_LOG_WIN32_CALL();
+    }
+    const HANDLE value;
+  } const mapping{OpenFileMappingW(FILE_MAP_READ, FALSE, name)};
+  return mapping.value != nullptr && read_memory_block(data, mapping.value);
 }
 
 bool read_memory_block(std::vector<BYTE>& data, HANDLE mapping) {
@@ -100,7 +102,7 @@ bool read_memory_block(std::vector<BYTE>& data, HANDLE mapping) {
     return false;
   }
   std::uint32_t length = 0;
-  std::memcpy(&length, view.bytes(), sizeof length);
+  if (!copy_guarded(&length, view.bytes(), sizeof length)) return false;
   // Room is made for what is there, not for what a block says of itself.
   if (length > view.size() - sizeof(VelMemoryBlockHeader)) return cut_short();
   data.resize(length);

@@ -38,7 +38,8 @@ bool read_memory_block(std::vector<BYTE>& data, HANDLE mapping);
 // The whole of a global handle, which stays the caller's. GlobalSize may be
 // more than was asked for when it was made.
 bool read_global_memory(std::vector<BYTE>& data, HGLOBAL memory);
-// `flags` as for GlobalAlloc. The caller frees the handle; null on failure.
+// `flags` as for GlobalAlloc. The caller frees the handle; null on failure, of
+// which nothing is logged.
 HGLOBAL write_global_memory(const std::vector<BYTE>& data, UINT flags);
 
 }  // namespace vel

@@ -40,7 +40,12 @@ VelThreadFlag::VelThreadFlag() {
   _slot = TlsAlloc();
   if (_slot == TLS_OUT_OF_INDEXES) vel_trap();
   _mask = 1;
-  slots->emplace(_slot, _mask);
+  try {
+    slots->emplace(_slot, _mask);
+  } catch (...) {
+    TlsFree(_slot);
+    throw;
+  }
 }
 
 VelThreadFlag::~VelThreadFlag() {

@@ -1,6 +1,7 @@
 // TrayMenuHolder: what the plug-ins want of the one icon and the one tooltip.
 // The lock is held across the posts, so that the window gets the changes in the
-// order of the calls.
+// order of the calls. What memory can't hold isn't shown: no exception goes to
+// a plug-in.
 #include "foundation/I18N.h"
 #include "log/VelLog.h"
 #include "tray/TrayMenuHolder.h"
@@ -18,14 +19,17 @@ void TrayMenuHolder::set_notify_hint(std::uint32_t id, const wchar_t* hint) {
   VelLog_Print(kLogTrace, L"TrayMenuHolder::set_notify_hint id=%i hint='%s' ",
                id, hint);
   const VelFastMutex::Scope scope(_notify_lock);
-  if (id != kRefreshOnly) {
-    if (hint == nullptr || *hint == L'\0') {
-      _notify_hints.erase(id);
-    } else {
-      _notify_hints[id] = hint;
+  try {
+    if (id != kRefreshOnly) {
+      if (hint == nullptr || *hint == L'\0') {
+        _notify_hints.erase(id);
+      } else {
+        _notify_hints[id] = hint;
+      }
     }
+    if (_tray_icon) _tray_icon->set_tip(merged_tip());
+  } catch (const std::bad_alloc&) {
   }
-  if (_tray_icon) _tray_icon->set_tip(merged_tip());
 }
 
 // During a shutdown the plug-ins' hints aren't shown. The window cuts what is
@@ -43,12 +47,15 @@ void TrayMenuHolder::set_notify_icon(std::uint32_t id, HICON icon) {
   VelLog_Print(kLogTrace, L"TrayMenuHolder::set_notify_icon id=%i icon=%x", id,
                static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(icon)));
   const VelFastMutex::Scope scope(_notify_lock);
-  if (id != kRefreshOnly) {
-    if (icon == nullptr) {
-      _notify_icons.erase(id);
-    } else {
-      _notify_icons[id] = icon;
+  try {
+    if (id != kRefreshOnly) {
+      if (icon == nullptr) {
+        _notify_icons.erase(id);
+      } else {
+        _notify_icons[id] = icon;
+      }
     }
+  } catch (const std::bad_alloc&) {
   }
   if (!_tray_icon) return;
   _tray_icon->set_icon(_notify_icons.empty() ? _default_icon

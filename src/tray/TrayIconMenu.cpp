@@ -1,5 +1,7 @@
 // VELTrayIcon: the mouse on the icon, and the popup menu.
+#include <atomic>
 #include <cstddef>
+#include <new>
 
 #include "foundation/DialogFactory.h"
 #include "tray/VELTrayIcon.h"
@@ -20,25 +22,33 @@ class MutexScope {
   const HANDLE _mutex;
 };
 
+// A limit is never set further ahead than this, so a tick count that is more
+// than that short of it has passed it, however long ago.
+DWORD longest_delay() {
+  return 2 * GetDoubleClickTime();
+}
 bool is_past(DWORD tick, DWORD limit) {
-  return static_cast<LONG>(tick - limit) > 0;
+  return limit - tick > longest_delay();
 }
 
 }  // namespace
 
 // Stands between the menu and the one who added the item. It lives until the
-// menu is built anew, so that the menu never holds a pointer that was freed.
+// menu is built anew, so that the menu never holds a pointer that was freed;
+// without its handler it does nothing.
 class VELTrayIcon::MenuHandlerRef : public IVelMenuItemHandler {
  public:
   explicit MenuHandlerRef(IVelMenuItemHandler* handler) : _handler(handler) {}
 
   void on_menu_event(std::uint32_t event, std::uint32_t id,
                      std::uintptr_t param) override {
-    if (_handler != nullptr) _handler->on_menu_event(event, id, param);
+    IVelMenuItemHandler* const handler = _handler;
+    if (handler != nullptr) handler->on_menu_event(event, id, param);
   }
+  void detach() { _handler = nullptr; }
 
  private:
-  IVelMenuItemHandler* const _handler;
+  std::atomic<IVelMenuItemHandler*> _handler;
 };
 
 LRESULT VELTrayIcon::on_tray_mouse(WPARAM icon_id, LPARAM mouse_message) {
@@ -107,7 +117,7 @@ void VELTrayIcon::run_default_item() {
     with_prepared_menu(
         [](IVelPopupMenu& menu) { menu.run_default(VEL_MENU_ITEM_BOLD); });
   }
-  _next_default_tick = GetTickCount() + 2 * GetDoubleClickTime();
+  _next_default_tick = GetTickCount() + longest_delay();
 }
 
 void VELTrayIcon::prepare_menu() {
@@ -115,7 +125,10 @@ void VELTrayIcon::prepare_menu() {
   make_menu();
   if (!_menu) return;
   _menu->clear_items();
-  _menu_handlers.clear();
+  {
+    const VelFastMutex::Scope scope(_handlers_lock);
+    _menu_handlers.clear();
+  }
   _build_menu(_build_menu_arg);
 }
 
@@ -133,14 +146,26 @@ void VELTrayIcon::add_menu_item(std::uint32_t parent, std::uint32_t type,
                                 std::uint32_t id, const wchar_t* text,
                                 IVelMenuItemHandler* handler, bool flag) {
   const MutexScope scope(_menu_mutex.get());
-  const auto reference = std::make_shared<MenuHandlerRef>(handler);
-  _menu_handlers.push_back(reference);
-  std::wstring shown(text != nullptr ? text : L"");
-  if (type == VEL_MENU_ITEM_BOLD) shown = L"<b>" + shown + L"</b>";
-  make_menu();
-  if (_menu) {
-    _menu->add_item(parent, type, id, shown.c_str(), reference.get(), flag);
+  try {
+    std::wstring shown(text != nullptr ? text : L"");
+    if (type == VEL_MENU_ITEM_BOLD) shown = L"<b>" + shown + L"</b>";
+    const auto reference = std::make_shared<MenuHandlerRef>(handler);
+    {
+      const VelFastMutex::Scope handlers(_handlers_lock);
+      _menu_handlers.push_back(reference);
+    }
+    make_menu();
+    if (_menu) {
+      _menu->add_item(parent, type, id, shown.c_str(), reference.get(), flag);
+    }
+  } catch (const std::bad_alloc&) {
+    // The menu lacks this item. No exception goes to a plug-in.
   }
+}
+
+void VELTrayIcon::detach_menu_handlers() {
+  const VelFastMutex::Scope scope(_handlers_lock);
+  for (const auto& reference : _menu_handlers) reference->detach();
 }
 
 }  // namespace vel

@@ -66,6 +66,8 @@ TrayMenuHolder::~TrayMenuHolder() {
   if (_svc_reinit_thread) {
     WaitForSingleObject(_svc_reinit_thread.get(), INFINITE);
   }
+  // An open menu is still there, the plug-ins soon not.
+  if (VELTrayIcon* const icon = tray_icon()) icon->detach_menu_handlers();
   _plugins.stop();
   remove_tray_icon();
   // A holder that still has a session stops it here. It tells the plug-in host,
@@ -117,20 +119,21 @@ VELTrayIcon* TrayMenuHolder::tray_icon() {
 }
 
 VelSessionHolder* TrayMenuHolder::get_session_holder(const wchar_t* config) {
-  const std::wstring key(config != nullptr ? config : L"");
-  const VelRWLock::WriteScope scope(_sessions_lock);
-  const auto found = _sessions.find(key);
-  if (found != _sessions.end()) {
-    VelLog_Print(kLogTrace,
-                 L"TrayMenuHolder::get_session_holder opened existing session "
-                 L"for '%s' ",
-                 key.c_str());
-    return found->second.get();
-  }
-  VelLog_Print(kLogNotice,
-               L"TrayMenuHolder::get_session_holder creating session for '%s' ",
-               key.c_str());
   try {
+    const std::wstring key(config != nullptr ? config : L"");
+    const VelRWLock::WriteScope scope(_sessions_lock);
+    const auto found = _sessions.find(key);
+    if (found != _sessions.end()) {
+      VelLog_Print(kLogTrace,
+                   L"TrayMenuHolder::get_session_holder opened existing "
+                   L"session for '%s' ",
+                   key.c_str());
+      return found->second.get();
+    }
+    VelLog_Print(kLogNotice,
+                 L"TrayMenuHolder::get_session_holder creating session for "
+                 L"'%s' ",
+                 key.c_str());
     const auto holder = std::make_shared<VelSessionHolder>(this, key);
     _sessions.emplace(key, holder);
     return holder.get();

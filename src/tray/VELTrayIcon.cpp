@@ -221,9 +221,13 @@ LRESULT VELTrayIcon::on_copy_data(const COPYDATASTRUCT* data) {
   std::memcpy(&command, block, sizeof(command));
   const std::size_t length =
       (data->cbData - VEL_GUI_IPC_MIN_COPYDATA) / sizeof(wchar_t);
-  std::wstring text(length, L'\0');
-  std::memcpy(text.data(), block + sizeof(command), length * sizeof(wchar_t));
-  return _ipc->on_gui_ipc(command, text) == 1;
+  try {
+    std::wstring text(length, L'\0');
+    std::memcpy(text.data(), block + sizeof(command), length * sizeof(wchar_t));
+    return _ipc->on_gui_ipc(command, text) == 1;
+  } catch (const std::bad_alloc&) {
+    return FALSE;
+  }
 }
 
 // The text isn't freed, which is kept on purpose: each change of a hint leaves

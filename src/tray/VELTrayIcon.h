@@ -22,6 +22,8 @@
 #include <vector>
 
 #include "sync/ScopedHandle.h"
+#include "sync/ThreadAnnotations.h"
+#include "sync/VelFastMutex.h"
 #include "tray/IVelGuiIpc.h"
 #include "tray/TrayMessages.h"
 #include "vel/IVelDialogFactory.h"
@@ -66,6 +68,9 @@ class VELTrayIcon : public IVelTrayMenu {
   void set_tip(const std::wstring& text);
   // `icon` isn't owned and must live until it has been replaced.
   void set_icon(HICON icon);
+  // From now on the items of an open menu do nothing: for the time when those
+  // who added them are about to go.
+  void detach_menu_handlers();
   void set_visible(bool on);
   // Shows up to 255 characters of text. `handler` may be null; it is told of
   // a click on the balloon, on the window thread, until the next balloon.
@@ -125,8 +130,10 @@ class VELTrayIcon : public IVelTrayMenu {
   NOTIFYICONDATAW _nid{};
   bool _menu_open = false;
   DWORD _next_default_tick = 0;
-  // Guarded by _menu_mutex.
-  std::vector<std::shared_ptr<MenuHandlerRef>> _menu_handlers;
+  // Changed with _menu_mutex held, too.
+  VelFastMutex _handlers_lock;
+  std::vector<std::shared_ptr<MenuHandlerRef>> _menu_handlers
+      VEL_GUARDED_BY(_handlers_lock);
   // Constant.
   void (*_build_menu)(void* arg);
   void* _build_menu_arg;

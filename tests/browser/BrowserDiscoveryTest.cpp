@@ -46,37 +46,6 @@ class BrowserDiscoveryTest : public testing::Test {
   const std::wstring _other = _scratch.Write(L"other\\web.exe", "MZ");
 };
 
-TEST_F(BrowserDiscoveryTest, AppPathsValuesAndWhereTheyPoint) {
-  const std::wstring dir = _scratch.File(L"Fire Fox");
-  const std::wstring quoted = L"\"" + _firefox + L"\" -x \"y\"";
-  const test::ScopedVariable variable(L"VELTEST_DIR", dir);
-  const struct {
-    const wchar_t *key, *name;
-    std::wstring own, plain, path, found;
-  } rows[] = {
-      {L"firefox.exe", L"firefox.exe", L"", _firefox, L"", _firefox},
-      {L"FIREFOX.EXE", L"firefox.exe", L"", quoted, L"", _firefox},
-      {L"firefox.exe", L"firefox.exe", _firefox, _other, L"", _firefox},
-      // A value that names another file gives way to a hit in Path only.
-      {L"firefox.exe", L"firefox.exe", L"", _other, dir, _firefox},
-      {L"firefox.exe", L"firefox.exe", L"", _other, L"%VELTEST_DIR%;",
-       _firefox},
-      {L"firefox.exe", L"firefox.exe", L"", _other, L"", _other},
-      {L"firefox.exe", L"opera.exe", L"", _firefox, L"", L""},
-      {L"firefox.exe", L"", L"", _firefox, L"", L""},
-  };
-  for (const auto& row : rows) {
-    const std::wstring key = kAppPaths + row.key;
-    SetMachine(key, kOwn, row.own);
-    SetMachine(key, L"", row.plain);
-    SetMachine(key, L"Path", row.path);
-    const std::wstring found =
-        find_in_app_paths(HKEY_LOCAL_MACHINE, row.name, L".exe", 0);
-    EXPECT_EQ(found, row.found) << &row - rows;
-    SHDeleteKeyW(HKEY_LOCAL_MACHINE, key.c_str());
-  }
-}
-
 TEST_F(BrowserDiscoveryTest, FindsProgramsInTextsOfAllKinds) {
   const test::ScopedVariable path(L"PATH", _scratch.File(L"other"));
   SetUser(kAppPaths + L"mine.exe", kOwn, _firefox);

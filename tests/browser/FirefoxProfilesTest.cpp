@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include "browser/PcreRegex.h"
 #include "foundation/Product.h"
 #include "support/ScopedVariable.h"
 #include "support/ScratchDirectory.h"
@@ -85,13 +84,6 @@ TEST(FirefoxProfiles, ReadsProfilesIniInTwoWays) {
        L"b|b\\|0\nc|c\\|0\n",
        L"b"},
       {"[Profile0]\nName=only\n", {}, L"", L"only||0\n", L"only"},
-      // Of a newer version; the installation's own choice isn't looked at.
-      {"[Install4F96D1932A9F858E]\nDefault=Profiles/b\nLocked=1\n\n" + two +
-           "Default=1\n[Profile1]\nName=b\nIsRelative=1\nPath=Profiles/b\n",
-       {L"Profiles\\a.x"},
-       L"~Profiles\\a.x",
-       L"a|~Profiles/a.x\\|1\nb|~Profiles/b\\|0\n",
-       L"a"},
       {"[Profile0]\nName=J\xfcrgen\nIsRelative=1\nPath=J\xfcrgen/p\n",
        {L"J\u00fcrgen\\p"},
        L"~J\u00fcrgen\\p",

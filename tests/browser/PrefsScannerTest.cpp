@@ -3,12 +3,10 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <random>
 
 #include "browser/RuleTable.h"
-#include "support/Threads.h"
 
 namespace vel {
 namespace {

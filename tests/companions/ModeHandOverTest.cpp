@@ -5,7 +5,6 @@
 
 #include "companions/CompanionLibrary.h"
 #include "support/ChildProcess.h"
-#include "support/LogCapture.h"
 #include "support/ScopedVariable.h"
 #include "support/Wait.h"
 

@@ -1,5 +1,4 @@
 // velctl over both doors of the tray: what it prints, and its exit codes.
-#include <filesystem>
 
 #include "harness/Product.h"
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <stdexcept>
 
 #include "foundation/PathParts.h"
 #include "foundation/ReadFile.h"

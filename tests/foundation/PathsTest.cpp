@@ -7,7 +7,6 @@
 #include "foundation/Product.h"
 #include "foundation/Registry.h"
 #include "foundation/Text.h"
-#include "support/LogCapture.h"
 #include "support/ScopedRegistry.h"
 #include "support/ScopedVariable.h"
 #include "support/ScratchDirectory.h"

@@ -1,14 +1,11 @@
-// The language resources, the dialog library and the message box.
+// The language resources and the dialog library.
 #include <gtest/gtest.h>
 
 #include <stdexcept>
-#include <thread>
 
 #include "foundation/DialogFactory.h"
 #include "foundation/I18N.h"
-#include "foundation/Message.h"
 #include "foundation/Paths.h"
-#include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 #include "support/ScopedVariable.h"
 #include "support/ScratchDirectory.h"
@@ -59,23 +56,6 @@ TEST_F(ResourcesTest, DialogLibraryTriesAgain) {
   EXPECT_EQ(library.factory(), nullptr);
   EXPECT_TRUE(log.Contains(2, L"VELDLGFactory(0x1): not supported"));
   FreeLibrary(library.load());
-}
-
-TEST(Message, ShowsABoxWithTheArgumentsPutIn) {
-  wchar_t shown[256] = {};
-  std::thread closer([&shown] {
-    HWND box = nullptr;
-    while (!IsWindowVisible(box)) {
-      Sleep(10);
-      box = FindWindowW(nullptr, kMessageCaption);
-    }
-    constexpr int kTextItem = 0xffff;
-    GetDlgItemTextW(box, kTextItem, shown, 256);
-    PostMessageW(box, WM_CLOSE, 0, 0);
-  });
-  show_message("%s and %S, %u", L"\\??\\wide", "narrow", 5u);
-  closer.join();
-  EXPECT_STREQ(shown, L"path: \\??\\wide and narrow, 5");
 }
 
 }  // namespace

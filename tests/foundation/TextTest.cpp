@@ -1,14 +1,11 @@
-// Texts: formats, comparisons, patterns, Base64 and random names.
+// Texts: formats, case, patterns and Base64.
 #include "foundation/Text.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <set>
 #include <stdexcept>
 
 #include "foundation/Base64.h"
-#include "foundation/RandomText.h"
 #include "foundation/WildcardMatch.h"
 
 namespace vel {
@@ -71,15 +68,6 @@ TEST(WildcardMatch, MatchesPatterns) {
   EXPECT_FALSE(VelWildcardMatchCase(L"abc", L"a*C"));
 }
 
-// A scan that tried every star anew would not come back from this.
-TEST(WildcardMatch, DoesNotGoBackPastTheLastStar) {
-  const std::wstring name(2000, L'a');
-  std::wstring pattern;
-  for (int i = 0; i < 30; ++i) pattern += L"*a";
-  EXPECT_TRUE(VelWildcardMatch(name, pattern));
-  EXPECT_FALSE(VelWildcardMatch(name, pattern + L"*b"));
-}
-
 TEST(Base64, EncodesAndDecodes) {
   const std::pair<std::string, std::string> rows[] = {
       {"f", "Zg=="}, {"fo", "Zm8="}, {"foobar", "Zm9vYmFy"}, {"\xfb", "+w=="}};
@@ -112,25 +100,6 @@ TEST(Base64, RefusesWhatIsNotBase64) {
       EXPECT_STREQ(error.what(), message) << text;
     }
   }
-}
-
-// A source that fills with one value; the zero stands for failure.
-template <unsigned char kValue>
-bool Fill(void* buffer, std::size_t size) {
-  if (kValue != 0) memset(buffer, kValue, size);
-  return kValue != 0;
-}
-
-TEST(RandomText, FallsBackFromSourceToSource) {
-  const auto bytes_from = [](const RandomSources& sources) {
-    std::string bytes(64, '\0');
-    RandomBytesFrom(sources, bytes.data(), bytes.size());
-    return bytes;
-  };
-  EXPECT_EQ(bytes_from({Fill<1>, Fill<2>}), std::string(64, '\2'));
-  EXPECT_EQ(bytes_from({Fill<1>, Fill<0>}), std::string(64, '\1'));
-  EXPECT_NE(bytes_from({Fill<0>, Fill<2>}), std::string(64, '\2'));
-  EXPECT_NE(bytes_from({Fill<0>, Fill<0>}), std::string(64, '\0'));
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 #include "log/LogChain.h"
 #include "log/LogMutex.h"
 #include "log/VelLog.h"
-#include "support/ChildProcess.h"
 #include "support/LogDirectory.h"
 #include "support/Threads.h"
 #include "support/VelLogStreamPeer.h"

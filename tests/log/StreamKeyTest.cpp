@@ -57,15 +57,6 @@ TEST(StreamKey, ItsPartsAreTheStandardOnes) {
   EXPECT_EQ(std::memcmp(unit + 16, kEnciphered, 16), 0);
 }
 
-TEST(StreamKey, ANewOneHasTheFormOfItsKind) {
-  for (int i = 0; i < 100; ++i) {
-    StreamKeyBlock key;
-    make_stream_key(key);
-    EXPECT_TRUE(key[0] == 0 && key[1] == 2 && key[10] == 0);
-    EXPECT_EQ(std::memchr(key + 2, 0, 8), nullptr);
-  }
-}
-
 TEST(StreamKey, IsMadeOnceAndGoesWithTheSession) {
   RegDeleteTreeW(HKEY_CURRENT_USER, kParent);
   const std::string key = Get();

@@ -9,7 +9,6 @@
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 #include "support/LogDirectory.h"
-#include "support/Threads.h"
 
 namespace vel {
 namespace {
@@ -102,23 +101,6 @@ TEST(VelLog, KeepsTheLastErrorOnEveryPath) {
   expect_kept();
   const LogCapture log;
   expect_kept();
-}
-
-// More than a buffer's worth.
-TEST(VelLog, RecordsOfManyThreadsStayWholeAndInOrder) {
-  const LogCapture log(2);
-  test::RunTogether(4, [](int number) {
-    for (int i = 0; i < 500; ++i) {
-      VelLog_Print(i % 100 == 0 ? 3 : 2, L"%i:%i", number, i);
-    }
-  });
-  int next[4] = {};
-  const std::vector<LogLine> lines = log.Lines();
-  ASSERT_EQ(lines.size(), 2001u);
-  for (std::size_t i = 1; i < lines.size(); ++i) {
-    int& number = next[lines[i].text.at(0) % 4];
-    EXPECT_EQ(lines[i].text.substr(1), L":" + std::to_wstring(number++));
-  }
 }
 
 TEST(IVelLog, BeginsWithABannerAndCountsItsUsers) {

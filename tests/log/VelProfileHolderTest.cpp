@@ -2,14 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <optional>
 #include <stdexcept>
 
 #include "log/VelLog.h"
-#include "support/ChildProcess.h"
 #include "support/LogCapture.h"
-#include "support/ScratchDirectory.h"
 #include "support/Threads.h"
 
 namespace vel {
@@ -84,30 +81,6 @@ TEST(VelProfileHolder, AnOwnerThatIsGoneOrOneselfDoesntHoldItUp) {
   VelProfileHolderPeer::Lock(holder) = GetCurrentThreadId();
   holder.add_sample(1);
   EXPECT_EQ(VelProfileHolderPeer::Count(holder), 2001);
-}
-
-VEL_CHILD_MAIN(UseHoldersPastTheExitHandlers) {
-  new LogCapture(2, argument);
-  // Registered before the list of holders is made, so it runs after its end.
-  std::atexit([] {
-    auto* late = new VelProfileHolder("late");
-    late->add_sample(1);
-    VelLog_LogAllStats();
-    VelLog_FlushBuffer();
-    TerminateProcess(GetCurrentProcess(), 42);
-  });
-  once_static([] { return VelProfileHolder("early"); }).add_sample(3);
-  std::exit(0);
-}
-
-TEST(VelProfileHolder, IsSilentPastTheExitHandlers) {
-  const test::ScratchDirectory directory;
-  const std::wstring path = directory.File(L"exit.swl");
-  test::ChildProcess child(L"UseHoldersPastTheExitHandlers", path);
-  ASSERT_EQ(child.Wait(), 42u);
-  const auto lines = test::ReadLog(path);
-  EXPECT_TRUE(LogCapture::Contains(lines, 4, L"LogGlobalStats('early'): 1, 3"));
-  EXPECT_FALSE(LogCapture::Contains(lines, 4, L"LogGlobalStats('late')"));
 }
 
 }  // namespace

@@ -17,7 +17,6 @@
 #include "support/LogCapture.h"
 #include "support/ScopedVariable.h"
 #include "support/ScratchDirectory.h"
-#include "support/Threads.h"
 #include "support/Wait.h"
 
 namespace vel {

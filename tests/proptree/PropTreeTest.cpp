@@ -2,15 +2,12 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <atomic>
-
 #include "proptree/DwlSources.h"
 #include "proptree/FileContents.h"
 #include "proptree/VelIniFile.h"
 #include "support/ChildProcess.h"
 #include "support/ScopedVariable.h"
 #include "support/ScratchDirectory.h"
-#include "support/Threads.h"
 
 namespace vel {
 namespace {

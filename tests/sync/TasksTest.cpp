@@ -3,7 +3,6 @@
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 #include "support/Threads.h"
-#include "support/Wait.h"
 #include "sync/EventCache.h"
 #include "sync/ProcAddress.h"
 #include "sync/ScopedHandle.h"

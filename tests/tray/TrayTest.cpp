@@ -62,6 +62,10 @@ TEST_F(TrayMenuHolderTest, BuildsTheMenuAnewWithExitLastAndEndsByIt) {
   _menu.handlers[3]->on_menu_event(VEL_MENU_EVENT_CHOSEN, 0, 0);
   EXPECT_TRUE(QuitPosted());
   EXPECT_TRUE(Has(L"a: query 0") && Has(L"release"));
+  // The plug-in is about to go, and the menu may still be open.
+  icon().detach_menu_handlers();
+  _menu.handlers[0]->on_menu_event(VEL_MENU_EVENT_CHOSEN, 7, 0);
+  EXPECT_FALSE(Has(L"event 5 7 0"));
 }
 
 // Looks round inside the answer of a plug-in, which then refuses.

@@ -3,7 +3,6 @@
 #include <tlhelp32.h>
 #include <winternl.h>
 
-#include <algorithm>
 #include <cstring>
 #include <cwchar>
 #include <filesystem>
