@@ -13,8 +13,6 @@
 namespace velsvc {
 namespace {
 
-using companion::UniqueHandle;
-
 wchar_t service_name[] = L"VelSvc";
 constexpr DWORD kStartHint = 3000;  // ms
 

@@ -27,7 +27,13 @@ void CallbackList::notify(std::uint32_t status) {
   }
   for (IVelSessionCallback* const callback : callbacks) {
     if (!begin_call(callback)) continue;
-    callback->MgrShutdown(status);
+    try {
+      callback->MgrShutdown(status);
+    } catch (...) {
+      // Who removes it from another thread waits for the end of the call.
+      end_call();
+      throw;
+    }
     end_call();
   }
 }

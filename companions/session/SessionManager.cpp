@@ -87,7 +87,7 @@ std::uint32_t SessionManager::start_app(const wchar_t* verb,
   RunPtr run;
   {
     const SrwLock::Scope scope(_lock);
-    run = _run;
+    if (!_ending) run = _run;
   }
   if (!run) return ERROR_NOT_READY;
   try {
@@ -173,9 +173,10 @@ void SessionManager::end_in_order(const Run& run) {
 void SessionManager::on_anchor_end(const Run& run) {
   DWORD status = 0;
   GetExitCodeProcess(run.anchor.get(), &status);
-  run.job->terminate(status);
+  // First, so that no application is started among those that end now.
   set_ended(status <= kLastGoodStatus ? VEL_SESSION_STOPPED
                                       : VEL_SESSION_BROKEN);
+  run.job->terminate(status);
   try {
     _callbacks.notify(status);
   } catch (const std::exception&) {

@@ -45,7 +45,8 @@ enum VelGuiIpcCommand : std::uint32_t {
   VELGUI_IPC_RESTORE_ALERTS_SETTINGS = 12,
   // Block: u32 out, 1 while the tray is shutting down or was ordered to.
   VELGUI_IPC_IS_SHUTTING_DOWN = 13,
-  // Blocks of any size, passed to the plug-ins as they are.
+  // Blocks of 1 to VEL_GUI_IPC_MAX_BLOCK bytes, passed to the plug-ins as they
+  // are.
   VELGUI_IPC_SET_URL_MODE_POLICY = 14,
   VELGUI_IPC_UPDATE_ENUM_UPDATES = 15,
   VELGUI_IPC_UI_SETTINGS_CHANGED = 16,

@@ -19,7 +19,8 @@ namespace vel {
 
 // Owns a named pipe with as many instances as there are callers. A derived
 // class gives the pipe's name; the commands go to the handler, each on a pool
-// thread of its own that runs as the client. One more pool thread listens and
+// thread of its own that runs as the client; what the handler has other threads
+// do runs as the process. One more pool thread listens and
 // reads the requests, one after another: a client that connects and sends
 // nothing holds up those behind it.
 //

@@ -4,25 +4,16 @@
 #include <utility>
 
 namespace vel {
-namespace {
-
-std::unique_ptr<std::wstring> copy_of(const std::wstring* text) {
-  return text != nullptr ? std::make_unique<std::wstring>(*text) : nullptr;
-}
-
-}  // namespace
 
 VelPropValue::VelPropValue(std::wstring text)
     : _text(std::make_unique<std::wstring>(std::move(text))) {}
 
-VelPropValue::VelPropValue(const VelPropValue& other)
-    : _text(copy_of(other._text.get())), _number(other._number) {}
+VelPropValue::VelPropValue(const VelPropValue& other) : _number(other._number) {
+  if (other._text) _text = std::make_unique<std::wstring>(*other._text);
+}
 
 VelPropValue& VelPropValue::operator=(const VelPropValue& other) {
-  if (this == &other) return *this;
-  _text = copy_of(other._text.get());
-  _number = other._number;
-  return *this;
+  return *this = VelPropValue(other);
 }
 
 const std::wstring& VelPropValue::AsText() {

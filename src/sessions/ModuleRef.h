@@ -18,8 +18,6 @@ class ModuleRef {
   ModuleRef& operator=(ModuleRef other);
   ~ModuleRef();
 
-  [[nodiscard]] HMODULE get() const { return _record->module; }
-
  private:
   struct Record {
     HMODULE module;

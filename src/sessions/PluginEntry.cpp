@@ -3,7 +3,9 @@
 #include <windows.h>
 
 #include <atomic>
+#include <new>
 #include <stdexcept>
+#include <type_traits>
 
 #include "foundation/PathParts.h"
 #include "log/VelLog.h"
@@ -18,6 +20,17 @@ namespace {
 std::uint32_t next_id() {
   static constinit std::atomic<std::uint32_t> last_id{0};
   return ++last_id;
+}
+
+// Around what a plug-in calls: no exception crosses the border.
+template <typename Call>
+std::invoke_result_t<Call> guarded(
+    Call call, std::invoke_result_t<Call> when_out_of_memory) {
+  try {
+    return call();
+  } catch (const std::bad_alloc&) {
+    return when_out_of_memory;
+  }
 }
 
 }  // namespace
@@ -55,16 +68,20 @@ void PluginEntry::fail(const char* reason) {
 }
 
 std::uint32_t PluginEntry::need_session(const wchar_t* config) {
-  return _ctl->host()->need_session(config);
+  return guarded([&] { return _ctl->host()->need_session(config); },
+                 VEL_STATUS_OUT_OF_MEMORY);
 }
 
 std::uint32_t PluginEntry::close_session(const wchar_t* config,
                                          std::uint32_t shutdown_type) {
-  return _ctl->host()->close_session(config, shutdown_type);
+  return guarded(
+      [&] { return _ctl->host()->close_session(config, shutdown_type); },
+      VEL_STATUS_OUT_OF_MEMORY);
 }
 
 std::uint32_t PluginEntry::shutdown(std::uint32_t shutdown_type) {
-  return _ctl->host()->shutdown(shutdown_type);
+  return guarded([&] { return _ctl->host()->shutdown(shutdown_type); },
+                 VEL_STATUS_OUT_OF_MEMORY);
 }
 
 void PluginEntry::set_notify_hint(const wchar_t* hint) {
@@ -77,22 +94,31 @@ void PluginEntry::set_notify_icon(HICON icon) {
 
 bool PluginEntry::send_broadcast(const wchar_t* name, std::uintptr_t a,
                                  std::uintptr_t b) {
-  VelLog_Print(kLogTrace,
-               L"VelPluginsCtl::PluginEntry::send_broadcast: dll='%s' '%s' %i "
-               L"%i ",
-               file_name_of(_path).c_str(), name, static_cast<int>(a),
-               static_cast<int>(b));
-  return _ctl->send_broadcast(_plugin, name, a, b);
+  return guarded(
+      [&] {
+        VelLog_Print(kLogTrace,
+                     L"VelPluginsCtl::PluginEntry::send_broadcast: dll='%s' "
+                     L"'%s' %i %i ",
+                     file_name_of(_path).c_str(), name, static_cast<int>(a),
+                     static_cast<int>(b));
+        return _ctl->send_broadcast(_plugin, name, a, b);
+      },
+      false);
 }
 
 void PluginEntry::post_broadcast(const wchar_t* name, std::uintptr_t a,
                                  std::uintptr_t b) {
-  VelLog_Print(kLogTrace,
-               L"VelPluginsCtl::PluginEntry::post_broadcast: dll='%s' '%s' %i "
-               L"%i ",
-               file_name_of(_path).c_str(), name, static_cast<int>(a),
-               static_cast<int>(b));
-  _ctl->post_broadcast(_plugin, name, a, b);
+  guarded(
+      [&] {
+        VelLog_Print(kLogTrace,
+                     L"VelPluginsCtl::PluginEntry::post_broadcast: dll='%s' "
+                     L"'%s' %i %i ",
+                     file_name_of(_path).c_str(), name, static_cast<int>(a),
+                     static_cast<int>(b));
+        _ctl->post_broadcast(_plugin, name, a, b);
+        return true;
+      },
+      false);
 }
 
 }  // namespace vel

@@ -132,7 +132,12 @@ void VelSessionHolder::create_session() {
 void VelSessionHolder::stop_session() {
   if (_in_stopping || _session == nullptr) return;
   _in_stopping = true;
-  end_session();
+  try {
+    end_session();
+  } catch (...) {
+    _in_stopping = false;
+    throw;
+  }
   _in_stopping = false;
 }
 
@@ -155,7 +160,13 @@ void VelSessionHolder::MgrShutdown(std::uint32_t status) {
                static_cast<int>(_in_stopping));
   if (_in_stopping) return;
   const VelFastMutex::Scope scope(_restart_lock);
-  if (!_restart_task) _restart_task = std::make_shared<RestartTask>(this);
+  try {
+    if (!_restart_task) _restart_task = std::make_shared<RestartTask>(this);
+  } catch (const std::bad_alloc&) {
+    // No exception goes to the library. The next use brings the session back.
+    VEL_LOG_LINE();
+    return;
+  }
   _restart_task->set_status(status);
   if (!_restart_task->is_running() && !_restart_task->start()) {
     VEL_LOG_WIN32_CALL();

@@ -30,8 +30,8 @@ namespace vel {
 //
 // Any thread may call any operation but the destructor. The session's lock is
 // held across the calls into the library and the host, so none of these may
-// come back to the same holder. Without the library, or without its export,
-// there is no way on: a trap.
+// come back to the same holder. Without the library, its export or a
+// manager from it there is no way on: a trap.
 class VelSessionHolder : public IVelSessionCallback, public IVelAsyncRestart {
  public:
   // Only stores. `host` isn't owned, outlives the holder and may be null.

@@ -24,7 +24,8 @@ bool send_gui_ipc(std::uint32_t command, const wchar_t* text);
 // The same with a block of `size` bytes that goes both ways: on success
 // `buffer` holds what the tray has made of it, on failure it is unchanged.
 // A size of 0 is refused with the last error ERROR_EMPTY, one of 2 GiB or more
-// with ERROR_NOT_ENOUGH_MEMORY.
+// with ERROR_NOT_ENOUGH_MEMORY; the tray itself takes VEL_GUI_IPC_MAX_BLOCK at
+// most.
 bool send_gui_ipc_mapped(std::uint32_t command, void* buffer, std::size_t size);
 
 // Whether a tray window exists on this desktop.

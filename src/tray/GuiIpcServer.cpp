@@ -82,7 +82,11 @@ std::uint32_t TrayMenuHolder::on_gui_ipc(std::uint32_t command,
 
     static unsigned __stdcall Run(void* parameter) {
       auto* const call = static_cast<Call*>(parameter);
-      return call->holder->OnGuiIpc(call->command, call->text);
+      try {
+        return call->holder->OnGuiIpc(call->command, call->text);
+      } catch (const std::bad_alloc&) {
+        return kNotHandled;
+      }
     }
   };
   Call call{this, command, text};

@@ -24,7 +24,7 @@ void TrayMenuHolder::set_notify_hint(std::uint32_t id, const wchar_t* hint) {
       if (hint == nullptr || *hint == L'\0') {
         _notify_hints.erase(id);
       } else {
-        _notify_hints[id] = hint;
+        _notify_hints.insert_or_assign(id, hint);
       }
     }
     if (_tray_icon) _tray_icon->set_tip(merged_tip());
