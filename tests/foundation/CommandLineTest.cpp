@@ -66,17 +66,6 @@ TEST(CommandLine, KeepsEveryCharacterOverARoundTrip) {
   }
 }
 
-TEST(CommandLine, AppliesEnvironmentSettings) {
-  const ScopedVariable base(L"VELTEST_BASE", L"base");
-  const ScopedVariable old(L"VELTEST_B", L"old");
-  apply_env_params(
-      L"/env=\"VELTEST_A=%VELTEST_BASE%\\x\" /env=\"VELTEST_B\" "
-      L"/env=\"VELTEST_C=%VELTEST_A%=1\" /env=\"VELTEST_D=%VELTEST_NO%\\x\"");
-  EXPECT_EQ(process_env(L"VELTEST_B"), L"");
-  EXPECT_EQ(process_env(L"VELTEST_C"), L"base\\x=1");
-  EXPECT_EQ(process_env(L"VELTEST_D"), L"%VELTEST_NO%\\x");
-}
-
 TEST(Environment, LooksIntoTheTableFirst) {
   const ScopedVariable variable(L"VELTEST_\x00c4", L"process");
   set_env(L"VelTest_\x00e4", L"table", false);

@@ -5,7 +5,6 @@
 #include <windows.h>
 
 #include <cstring>
-#include <memory>
 
 #include "log/LogChain.h"
 #include "log/LogMutex.h"
@@ -197,25 +196,6 @@ TEST_F(LogFile, TheMutexIsNoCondition) {
   const DWORD start = GetTickCount();
   EXPECT_NE(Log().path(), nullptr);
   EXPECT_GE(GetTickCount() - start, 14900u);
-}
-
-TEST_F(LogFile, TheFlushThreadWritesInOrderAndEndsWithItsOwner) {
-  auto log = std::make_unique<Log>();
-  log->start_flush_thread();
-  for (int i = 0; i < 100; ++i) log->print(3, L"%i", i);
-  log = nullptr;
-  const auto lines = test::ReadLog(_logs.Path(L"T.swl"));
-  ASSERT_EQ(lines.size(), 100u);
-  for (std::size_t i = 0; i < 100; ++i) {
-    EXPECT_EQ(lines[i].text, std::to_wstring(i));
-  }
-  Log orphan;
-  std::thread([&] { orphan.start_flush_thread(); }).join();
-  EXPECT_TRUE(test::WaitUntil([&] {
-    orphan.print(3, L"late");
-    return !orphan.use_flush_thread();
-  }));
-  EXPECT_EQ(test::ReadLog(_logs.Path(L"T.swl")).back().text, L"late");
 }
 
 // A thread that is removed inside an allocator must not hold up the log.

@@ -19,7 +19,6 @@ class VelLogStreamPeer {
   HANDLE& file() { return _stream._file; }
   HANDLE heap() { return _stream._heap; }
   bool& ciphered() { return _stream._ciphered; }
-  bool& use_flush_thread() { return _stream._use_flush_thread; }
   std::uint64_t& rotation_limit() { return _stream._rotation_limit; }
   std::uint32_t& next_flush_tick() { return _stream._next_flush_tick; }
   StreamKeyBlock& stream_key() { return _stream._stream_key; }
@@ -33,10 +32,6 @@ class VelLogStreamPeer {
   }
   // Writes what a new file begins with when the key has this error.
   void begin_file(std::uint32_t key_error) { _stream.begin_file(key_error); }
-  void start_flush_thread() {
-    _stream._use_flush_thread = true;
-    _stream.start_flush_thread();
-  }
   // From here on the log writes to `path`.
   void move_to(const std::wstring& path) {
     _stream.close_file();
