@@ -26,8 +26,7 @@ static_assert(VEL_PIPE_MIN_REQUEST == 8);
 
 // Ends the server of a pipe, whatever the text; the reply is the same number.
 // The service isn't ended so, since every user may write to its pipe: it has no
-// reply for this.
-// The text's meaning for all other commands is each pipe's own.
+// reply for this. The text's meaning for all other commands is each pipe's own.
 inline constexpr std::uint32_t VEL_PIPE_EXIT_COMMAND = 0xFFFFFFFF;
 
 // The tray's pipe, one in each Windows session: the number is the session's id.

@@ -22,7 +22,7 @@ namespace vel {
 // and unescape_pref_string are for the caller.
 //
 // No operation tells of a failure but by a getter's false. A file that can't be
-// read, or not for want of memory, is an empty table; one that can't be written
+// read, be it for want of memory, is an empty table; one that can't be written
 // stays as it is.
 class MozillaPrefsFile : public PrefSink {
  public:

@@ -20,9 +20,9 @@ namespace vel {
 // Owns a named pipe with as many instances as there are callers. A derived
 // class gives the pipe's name; the commands go to the handler, each on a pool
 // thread of its own that runs as the client; what the handler has other threads
-// do runs as the process. One more pool thread listens and
-// reads the requests, one after another: a client that connects and sends
-// nothing holds up those behind it.
+// do runs as the process. One more pool thread listens and reads the requests,
+// one after another: a client that connects and sends nothing holds up those
+// behind it.
 //
 // The pipe is open to the user, the administrators and low-integrity clients.
 // Where that can't be set up the pipe has the process's default security: a

@@ -23,9 +23,9 @@ namespace vel {
 // Any thread may print() and flush_buffer(). Construction and destruction have
 // a single owner and no lock. All memory of its own comes from private heaps;
 // opening a file asks the system for the user's key, which takes some of the
-// process's. Nothing in
-// here may log, for its lock isn't recursive, so it reports to nobody; a file
-// that can't be opened or written shows only as lost records.
+// process's. Nothing in here may log, for its lock isn't recursive, so it
+// reports to nobody; a file that can't be opened or written shows only as lost
+// records.
 //
 // `_file` is null, or open on the current name, or open on a name that another
 // process has moved away; that ends at the next rotation or at the limit.

@@ -23,8 +23,7 @@ namespace vel {
 //   _count | meaning                       | lock()            | unlock()
 //   0      | free                          | 1, taken          | misuse
 //   1      | held, nobody waits            | 2, then waits     | 0
-//   n > 1  | held, n - 1 want it           | n + 1, then waits | n - 1, wakes
-//   one
+//   n > 1  | held, n - 1 want it           | n + 1, then waits | n - 1, a wake
 //
 // Invariants: _count changes only atomically; _event goes from null to a handle
 // once; between unlock() with waiters and the waiter's return the lock belongs
