@@ -54,7 +54,6 @@ class VelProfileHolder final : public IVelProfileHolder {
   static void log_all();
 
  private:
-  friend class VelProfileHolderPeer;
   class List;
   class Lock;
 

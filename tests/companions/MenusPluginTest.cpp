@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <map>
-#include <memory>
 #include <string>
 #include <utility>
 
@@ -75,41 +74,27 @@ std::wstring Text(UINT number, Arguments... arguments) {
 
 class MenusPluginTest : public testing::Test {
  protected:
-  ~MenusPluginTest() override { Destroy(); }
-
-  // Ends the plug-in as the tray does, down to the last question.
-  void Destroy() {
-    if (!_plugin) return;
-    std::exchange(_plugin, nullptr)->destroy();
-    EXPECT_TRUE(WaitUntil([this] { return _can_unload() == 0; }));
-  }
   // The item of the present menu.
   Item Find(const std::wstring& text) {
     FakeMenu menu;
     _plugin->on_tray_menu_popup(&menu);
     return menu.items.at(text);
   }
-  void Choose(const std::wstring& text) {
-    const auto [id, handler] = Find(text);
-    handler->on_menu_event(VEL_MENU_EVENT_CHOSEN, id, 0);
-  }
-  // Waits for the call to the host to begin.
-  void ChooseSession(UINT number, const wchar_t* config) {
+  // Chooses the item, and waits for the call to the host to begin.
+  void Choose(UINT number, const wchar_t* config) {
     const int before = _host.begun;
-    Choose(Text(number, config));
+    const auto [id, handler] = Find(Text(number, config));
+    handler->on_menu_event(VEL_MENU_EVENT_CHOSEN, id, 0);
     ASSERT_TRUE(WaitUntil([&] { return _host.begun == before + 1; }));
   }
 
   // Loaded before the plug-in is, as the tray does it.
   const CompanionLibrary _texts{L"VELRCS.dll", DONT_RESOLVE_DLL_REFERENCES};
   const ScopedVariable _folder{L"VELDIR", CompanionPath(L"")};
-  std::unique_ptr<CompanionLibrary> _library =
-      std::make_unique<CompanionLibrary>(L"Plugins\\VELMENUS.dll");
-  VelDllCanUnloadNowFn* _can_unload =
-      _library->Get<VelDllCanUnloadNowFn>(VEL_CAN_UNLOAD_EXPORT);
+  const CompanionLibrary _library{L"Plugins\\VELMENUS.dll"};
   FakeHost _host;
-  IVelPlugin* _plugin = _library->Get<GetVELPluginFn>(VEL_GET_PLUGIN_EXPORT)(
-      &_host, L" Normals ;;Normal;Work & play;");
+  IVelPlugin* const _plugin = _library.Get<GetVELPluginFn>(
+      VEL_GET_PLUGIN_EXPORT)(&_host, L" Normals ;;Normal;Work & play;");
 };
 
 TEST_F(MenusPluginTest, SessionsShowInHintAndMenu) {
@@ -122,12 +107,16 @@ TEST_F(MenusPluginTest, SessionsShowInHintAndMenu) {
   Find(Text(VEL_STRING_MENU_END_SESSION, L"Normal"));
   _plugin->on_session_shutdown(first);
   EXPECT_EQ(_host.hint, Text(VEL_STRING_HINT_SESSIONS, 1u));
-  ChooseSession(VEL_STRING_MENU_END_SESSION, L"Foreign");
+  Choose(VEL_STRING_MENU_END_SESSION, L"Foreign");
   EXPECT_EQ(_host.last_call, L"close Foreign");
-  ChooseSession(VEL_STRING_MENU_START_SESSION, L"Work && play");
+  Choose(VEL_STRING_MENU_START_SESSION, L"Work && play");
   EXPECT_EQ(_host.last_call, L"need Work & play");
-  ChooseSession(VEL_STRING_MENU_START_SESSION, L"Normal");
-  Destroy();
+  Choose(VEL_STRING_MENU_START_SESSION, L"Normal");
+  // Ends the plug-in as the tray does, down to the last question.
+  _plugin->destroy();
+  auto* const can_unload =
+      _library.Get<VelDllCanUnloadNowFn>(VEL_CAN_UNLOAD_EXPORT);
+  EXPECT_TRUE(WaitUntil([&] { return can_unload() == 0; }));
   EXPECT_EQ(_host.ended, 3) << "a call to the host still runs";
 }
 

@@ -15,7 +15,6 @@ namespace {
 
 using namespace std::string_literals;
 using Bytes = std::vector<BYTE>;
-using List = std::vector<std::wstring>;
 
 const HKEY kUser = HKEY_CURRENT_USER;
 
@@ -60,14 +59,6 @@ TEST_F(RegistryTest, ReadsWhateverTypeAsText) {
   const std::wstring zeros = std::wstring(300, L'x') + L"\0y\0"s;
   write(L"long", REG_SZ, zeros + L'\0');
   EXPECT_EQ(RegGetString(kUser, _key, L"long", 0), zeros);
-}
-
-TEST_F(RegistryTest, ReadsMultiStrings) {
-  write(L"list", REG_MULTI_SZ, L"one\0\0two\0three\0\0cut"s);
-  EXPECT_EQ(RegGetMultiString(kUser, _key, L"list", 0),
-            (List{L"one", L"two", L"three"}));
-  write(L"single", REG_SZ, L"text");
-  EXPECT_EQ(RegGetMultiString(kUser, _key, L"single", 0), List{L"text"});
 }
 
 // Names and data are larger than the first buffers.

@@ -37,18 +37,6 @@ TEST(Text, FoldsAsTheSystemDoes) {
   EXPECT_EQ(GetLastError(), 1234u);
 }
 
-TEST(Text, ConvertsData) {
-  const unsigned char bytes[] = {0x00, 0x9a, 0xff};
-  EXPECT_EQ(HexText(bytes, sizeof(bytes)), L"009AFF");
-  const GUID guid = {0x1234abcd, 0x12, 0xf3, {1, 2, 3, 4, 5, 6, 7, 0xff}};
-  EXPECT_EQ(GuidToText(guid), L"{1234abcd-0012-00f3-0102-0304050607ff}");
-  std::string text = "a<b&c>\"'&amp;";
-  XmlEscape(text);
-  EXPECT_EQ(text, "a&lt;b&amp;c&gt;&quot;&apos;&amp;amp;");
-  EXPECT_TRUE(IsAscii(L"a\x7f"));
-  EXPECT_FALSE(IsAscii("\xff"));
-}
-
 TEST(WildcardMatch, MatchesPatterns) {
   const std::tuple<const wchar_t*, const wchar_t*, bool> rows[] = {
       {L"", L"", true},           {L"", L"**", true},

@@ -7,19 +7,8 @@
 
 #include "log/VelLog.h"
 #include "support/LogCapture.h"
-#include "support/Threads.h"
 
 namespace vel {
-
-class VelProfileHolderPeer {
- public:
-  static std::atomic<std::uint32_t>& Lock(VelProfileHolder& holder) {
-    return holder._lock;
-  }
-  static std::int64_t Count(const VelProfileHolder& holder) {
-    return holder._count;
-  }
-};
 
 namespace {
 
@@ -68,19 +57,6 @@ TEST(VelProfileScope, MeasuresItsBlockAlsoThroughAnException) {
   const auto stats = TextsWith(log, L"LogGlobalStats('measured'): 2, ");
   ASSERT_EQ(stats.size(), 1u);
   EXPECT_GE(std::stoi(stats[0].substr(stats[0].find(L"=> ") + 3)), 20);
-}
-
-TEST(VelProfileHolder, AnOwnerThatIsGoneOrOneselfDoesntHoldItUp) {
-  VelProfileHolder holder("holder");
-  test::HoldingThread owner(
-      [&] { VelProfileHolderPeer::Lock(holder) = GetCurrentThreadId(); });
-  owner.Kill();
-  test::RunTogether(4, [&](int) {
-    for (int i = 0; i < 500; ++i) holder.add_sample(1);
-  });
-  VelProfileHolderPeer::Lock(holder) = GetCurrentThreadId();
-  holder.add_sample(1);
-  EXPECT_EQ(VelProfileHolderPeer::Count(holder), 2001);
 }
 
 }  // namespace

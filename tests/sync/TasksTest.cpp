@@ -1,6 +1,5 @@
 #include <optional>
 
-#include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 #include "support/Threads.h"
 #include "sync/EventCache.h"
@@ -89,15 +88,6 @@ TEST(VelTask, UnloadOfALibraryWaitsForItsTasks) {
   FreeLibrary(library);
   EXPECT_EQ(WaitForSingleObject(ended.get(), 0), WAIT_OBJECT_0);
   EXPECT_FALSE(is_loaded());
-}
-
-VEL_CHILD_MAIN(EndsBeforeItsTask) {
-  (new GatedTask)->start();
-  return 7;
-}
-
-TEST(VelTask, TheProgramEndsBeforeItsTasks) {
-  EXPECT_EQ(test::ChildProcess(L"EndsBeforeItsTask").Wait(), 7u);
 }
 
 auto answer_of(HMODULE library) {

@@ -90,24 +90,6 @@ TEST_F(SwlcatTest, ReadsWhatIsThereAndNamesWhatIsNot) {
   }
 }
 
-TEST_F(SwlcatTest, MergesFilesByTheirTicksAndSharesTheDate) {
-  const std::wstring a =
-      Write(L"a.swl", kHead + kBanner + Rec(L"[3000:1:1:4] a2\r\n"));
-  const std::wstring b = Write(L"b.swl", kHead + Rec(L"[1000:2:2:4] b1\r\n") +
-                                             Rec(L"[2800:2:2:4] b2\r\n"));
-  const Result result =
-      Run(L"--level 4 " + a + L" " + b + L" " + L"\"C:\\no such.swl\"");
-  EXPECT_EQ(result.code, 1u);
-  EXPECT_NE(result.problems.find("no such.swl: can't be opened"),
-            std::string::npos);
-  std::size_t at = 0;
-  for (const char* text : {"18:30:01.096 +4.096 2:2 4 b1", "IVelLog::create",
-                           "18:30:07.240 +10.240 2:2 4 b2", "1:1 4 a2"}) {
-    at = result.out.find(text, at);
-    ASSERT_NE(at, std::string::npos) << text << " in\n" << result.out;
-  }
-}
-
 TEST_F(SwlcatTest, DeciphersTheProductsLogWithItsKeyAlone) {
   if (!HasPrivateKey())
     GTEST_SKIP() << "the build was given a public key alone";
