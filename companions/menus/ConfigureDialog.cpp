@@ -1,5 +1,7 @@
 #include "menus/ConfigureDialog.h"
 
+#include <exception>
+
 #include "common/DebugReport.h"
 #include "menus/Dialogs.h"
 #include "menus/Resource.h"
@@ -30,20 +32,24 @@ void ConfigureDialog::run() {
 
 INT_PTR CALLBACK ConfigureDialog::procedure(HWND window, UINT message,
                                             WPARAM wparam, LPARAM lparam) {
-  if (message == WM_INITDIALOG) {
-    SetWindowLongPtrW(window, DWLP_USER, lparam);
-    reinterpret_cast<const ConfigureDialog*>(lparam)->on_init(window);
-    return TRUE;
-  }
-  if (message != WM_COMMAND) return FALSE;
   const int command = LOWORD(wparam);
-  if (command != IDOK && command != IDCANCEL) return FALSE;
-  if (command == IDOK) {
-    reinterpret_cast<const ConfigureDialog*>(
-        GetWindowLongPtrW(window, DWLP_USER))
-        ->on_ok(window);
+  const bool ends =
+      message == WM_COMMAND && (command == IDOK || command == IDCANCEL);
+  if (message != WM_INITDIALOG && !ends) return FALSE;
+  try {
+    if (message == WM_INITDIALOG) {
+      SetWindowLongPtrW(window, DWLP_USER, lparam);
+      reinterpret_cast<const ConfigureDialog*>(lparam)->on_init(window);
+    } else if (command == IDOK) {
+      reinterpret_cast<const ConfigureDialog*>(
+          GetWindowLongPtrW(window, DWLP_USER))
+          ->on_ok(window);
+    }
+  } catch (const std::exception&) {
+    companion::debug_report(L"menus", L"the configure dialog",
+                            ERROR_NOT_ENOUGH_MEMORY);
   }
-  EndDialog(window, command);
+  if (ends) EndDialog(window, command);
   return TRUE;
 }
 

@@ -58,8 +58,14 @@ bool publish_mode(const wchar_t* mode) {
     CloseHandle(block);
     return true;
   }
+  if (!fill_block(block, mode, length)) {
+    const DWORD error = GetLastError();
+    CloseHandle(block);
+    SetLastError(error);
+    return false;
+  }
   // The handle is left open: the block is to live as long as the process.
-  return fill_block(block, mode, length);
+  return true;
 }
 
 }  // namespace velul

@@ -15,8 +15,11 @@
 //   on_broadcast, on_session_*, query_session_shutdown, on_tray_menu_popup
 //                                       any number, on the threads named
 //                                       below, several at the same time
-//   destroy                             main thread; the plug-in frees its
-//                                       object. host is valid until it returns
+//   destroy                             main thread, or that of an event that
+//   is
+//                                       under way at the end; the plug-in frees
+//                                       its object. host is valid until it
+//                                       returns
 //   VelDllCanUnloadNow                  if exported, asked until it gives 0
 //   FreeLibrary
 //

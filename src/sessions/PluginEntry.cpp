@@ -38,12 +38,20 @@ std::invoke_result_t<Call> guarded(
 PluginEntry::PluginEntry(VelPluginsCtl* ctl, const std::wstring& path,
                          const std::wstring& parameters)
     : _module(path.c_str()), _path(path), _ctl(ctl), _id(next_id()) {
-  const DWORD start = GetTickCount();
-  GetVELPluginFn* const get_plugin = load_library();
-  _plugin = get_plugin(this, parameters.c_str());
-  if (_plugin == nullptr) fail("Failed to initialize plugin");
-  VelLog_Print(kLogNotice, L"Initialization '%s' - %u msec",
-               file_name_of(_path).c_str(), GetTickCount() - start);
+  try {
+    const DWORD start = GetTickCount();
+    GetVELPluginFn* const get_plugin = load_library();
+    _plugin = get_plugin(this, parameters.c_str());
+    if (_plugin == nullptr) {
+      throw std::runtime_error("Failed to initialize plugin");
+    }
+    VelLog_Print(kLogNotice, L"Initialization '%s' - %u msec",
+                 file_name_of(_path).c_str(), GetTickCount() - start);
+  } catch (...) {
+    if (_plugin != nullptr) _plugin->destroy();
+    _module.unload();
+    throw;
+  }
 }
 
 PluginEntry::~PluginEntry() {
@@ -55,16 +63,11 @@ PluginEntry::~PluginEntry() {
 
 GetVELPluginFn* PluginEntry::load_library() {
   const HMODULE module = _module.load();
-  if (module == nullptr) fail("Cannot load plugin dll");
+  if (module == nullptr) throw std::runtime_error("Cannot load plugin dll");
   auto* const get_plugin =
       proc_address<GetVELPluginFn*>(module, VEL_GET_PLUGIN_EXPORT);
-  if (get_plugin == nullptr) fail("Invalid plugin dll");
+  if (get_plugin == nullptr) throw std::runtime_error("Invalid plugin dll");
   return get_plugin;
-}
-
-void PluginEntry::fail(const char* reason) {
-  _module.unload();
-  throw std::runtime_error(reason);
 }
 
 std::uint32_t PluginEntry::need_session(const wchar_t* config) {

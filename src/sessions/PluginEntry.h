@@ -43,10 +43,9 @@ class PluginEntry : public IVelPluginHost {
                       std::uintptr_t b) override;
 
  private:
-  // Loads the library and gives its export, or fails.
+  // Loads the library, which has to be unloaded whatever comes, and gives its
+  // export, or throws.
   GetVELPluginFn* load_library();
-  // Takes back the load and throws.
-  [[noreturn]] void fail(const char* reason);
 
   VelDllHolder _module;
   const std::wstring _path;

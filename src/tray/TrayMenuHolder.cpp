@@ -184,12 +184,17 @@ std::uint32_t TrayMenuHolder::shutdown(std::uint32_t shutdown_type) {
   if (shutdown_type == VEL_SHUTDOWN_RESTART) request_restart();
   if (_shutting_down.exchange(true)) return VEL_STATUS_SHUTTING_DOWN;
   set_notify_hint(kRefreshOnly, nullptr);
-  if (internal_close_session(nullptr, shutdown_type) != VEL_STATUS_OK) {
+  try {
+    if (internal_close_session(nullptr, shutdown_type) == VEL_STATUS_OK) {
+      PostThreadMessageW(_main_thread_id, WM_QUIT, 0, 0);
+      return VEL_STATUS_OK;
+    }
+  } catch (...) {
     _shutting_down = false;
-    set_notify_hint(kRefreshOnly, nullptr);
-  } else {
-    PostThreadMessageW(_main_thread_id, WM_QUIT, 0, 0);
+    throw;
   }
+  _shutting_down = false;
+  set_notify_hint(kRefreshOnly, nullptr);
   return VEL_STATUS_OK;
 }
 
