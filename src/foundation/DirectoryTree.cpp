@@ -16,9 +16,11 @@ bool has_suffix(const std::wstring& path, std::wstring_view suffix) {
              suffix);
 }
 
-// A directory that is a link has nothing of its own to delete.
+// A directory that is a link has nothing of its own to delete. Other kinds of
+// reparse points have.
 bool is_link(const WIN32_FIND_DATAW& entry) {
-  return (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+  return (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+         IsReparseTagNameSurrogate(entry.dwReserved0);
 }
 
 bool delete_directory(const std::wstring& path, const FindScope& entry,

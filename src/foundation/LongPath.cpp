@@ -48,8 +48,9 @@ LongForm lengthen(const std::wstring& path) {
   }
 }
 
+// Never destroyed: threads ask for paths until the very end.
 LongPathCache& long_path_cache() {
-  return once_static([] { return LongPathCache(); });
+  return *once_static([] { return new LongPathCache; });
 }
 
 }  // namespace

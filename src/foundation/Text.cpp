@@ -153,13 +153,9 @@ std::string FormatNarrowArgs(const char* format, ...) {
   return text;
 }
 
-void DebugPrint(const wchar_t* format, ...) {
+void DebugPrintText(const std::wstring& text) {
   LastErrorKeeper keeper;
-  va_list args;
-  va_start(args, format);
-  const std::wstring text = FormatWideV(format, args) + L'\n';
-  va_end(args);
-  OutputDebugStringW(text.c_str());
+  OutputDebugStringW((text + L'\n').c_str());
 }
 
 std::wstring WideFromAnsi(std::string_view text) {

@@ -1,5 +1,6 @@
 // Small text tools: formatting, case, comparison, text forms of binary data.
-// They keep the thread's last error, have no state and serve any thread.
+// They keep the thread's last error, have no state but a table of folded
+// characters, and serve any thread.
 #ifndef VEL_FOUNDATION_TEXT_H_
 #define VEL_FOUNDATION_TEXT_H_
 
@@ -46,7 +47,11 @@ std::string FormatNarrow(const char* format, First first, Rest... rest) {
 }
 
 // Sends the formatted text with a line feed to the debugger.
-void DebugPrint(const wchar_t* format, ...);
+void DebugPrintText(const std::wstring& text);
+template <class... Args>
+void DebugPrint(const wchar_t* format, Args... args) {
+  DebugPrintText(FormatWide(format, args...));
+}
 
 // Bytes of the system's ANSI code page as wide text.
 std::wstring WideFromAnsi(std::string_view text);

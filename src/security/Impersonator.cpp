@@ -1,6 +1,7 @@
 #include "security/Impersonator.h"
 
 #include "log/VelLog.h"
+#include "sync/LastErrorKeeper.h"
 
 namespace vel {
 namespace {
@@ -8,12 +9,14 @@ namespace {
 constexpr char kLogSource[] = ".\\Impersonator";
 
 void revert() {
+  const LastErrorKeeper keeper;
   if (!RevertToSelf()) VEL_LOG_WIN32_CALL();
 }
 
 }  // namespace
 
 VelImpersonatorBase::VelImpersonatorBase() noexcept {
+  const LastErrorKeeper keeper;
   if (!OpenThreadToken(GetCurrentThread(), MAXIMUM_ALLOWED, FALSE,
                        &_saved_token)) {
     _saved_token = nullptr;
@@ -23,6 +26,7 @@ VelImpersonatorBase::VelImpersonatorBase() noexcept {
 
 VelImpersonatorBase::~VelImpersonatorBase() {
   if (_saved_token == nullptr) return;
+  const LastErrorKeeper keeper;
   if (!ImpersonateLoggedOnUser(_saved_token)) VEL_LOG_WIN32_CALL();
   if (!CloseHandle(_saved_token)) VEL_LOG_WIN32_CALL();
 }

@@ -1,4 +1,4 @@
-// Tokens, security identifiers and access lists.
+// The privileges of this process.
 #ifndef VEL_SECURITY_VELUTILSSECURITY_H_
 #define VEL_SECURITY_VELUTILSSECURITY_H_
 

@@ -2,6 +2,8 @@
 
 #include <sddl.h>
 
+#include <utility>
+
 #include "sync/LastErrorKeeper.h"
 #include "sync/ThreadAnnotations.h"
 #include "sync/VelFastMutex.h"
@@ -16,7 +18,10 @@ class KeptSid {
  public:
   explicit constexpr KeptSid(const wchar_t* literal) noexcept
       : _literal(literal) {}
-  ~KeptSid() { LocalFree(_sid); }
+  ~KeptSid() {
+    const VelFastMutex::Scope scope(sids_lock);
+    LocalFree(std::exchange(_sid, nullptr));
+  }
   KeptSid(const KeptSid&) = delete;
   KeptSid& operator=(const KeptSid&) = delete;
 
