@@ -62,9 +62,16 @@ void ChildProcess::Launch(std::wstring command_line) {
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
   PROCESS_INFORMATION info = {};
-  const BOOL started =
-      CreateProcessW(nullptr, command_line.data(), nullptr, nullptr, FALSE, 0,
-                     nullptr, nullptr, &startup, &info);
+  const auto start = [&] {
+    return CreateProcessW(nullptr, command_line.data(), nullptr, nullptr, FALSE,
+                          0, nullptr, nullptr, &startup, &info) != FALSE;
+  };
+  bool started = start();
+  // A busy Wine fails in this way once in some hundred starts.
+  if (!started && GetLastError() == ERROR_INTERNAL_ERROR) {
+    Sleep(200);
+    started = start();
+  }
   EXPECT_TRUE(started) << "CreateProcessW failed: " << GetLastError();
   if (!started) return;
   CloseHandle(info.hThread);
