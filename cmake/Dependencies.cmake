@@ -1,12 +1,18 @@
 # vel_dependency(<library> <variable>): sets <variable> to the folder (include/
 # and lib/) of a library that the cross toolchain lacks. It is built from its
-# Debian source by cmake/build-dependency.sh unless the variable names one.
+# Debian source by cmake/build-dependency.sh unless the variable names one. A
+# folder that has gone, since somebody has emptied the cache, is built again.
 function(vel_dependency library variable)
-  if(NOT ${variable})
+  set(dir "${${variable}}")
+  if(dir AND NOT dir STREQUAL "${${variable}_BUILT}" AND NOT EXISTS ${dir}/lib)
+    message(FATAL_ERROR "${variable}: there is no ${dir}/lib")
+  endif()
+  if(NOT dir OR NOT EXISTS ${dir}/lib)
     message(STATUS "Looking for ${library}")
     execute_process(COMMAND ${CMAKE_SOURCE_DIR}/cmake/build-dependency.sh ${library}
       OUTPUT_VARIABLE dir OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
     set(${variable} ${dir} CACHE PATH "${library}: include/ and lib/" FORCE)
+    set(${variable}_BUILT ${dir} CACHE INTERNAL "What was built for ${variable}")
   endif()
 endfunction()
 

@@ -4,12 +4,15 @@
 # Cross-builds libraries from their Debian sources and prints the folder of
 # each, which has include/ and lib/. The results stay in the user's cache, by
 # version of the source and by what went into the build (recipe and compiler),
-# so a changed recipe builds anew.
+# so a changed recipe builds again.
 #
 # A library is a function build_<library> <source folder> <result folder>, run
 # in a scratch folder; its steps are joined by &&, since its caller tests it.
 set -eu
 
+# CMake, which calls this, exports compilers of its own.
+# shellcheck source=cmake/environment.sh
+source "$(dirname "${BASH_SOURCE[0]}")/environment.sh"
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 cache=${XDG_CACHE_HOME:-$HOME/.cache}/brindlemar
 jobs=$(nproc)
@@ -59,25 +62,32 @@ build_key() {
 }
 
 build() {
-  local library=$1 source result work
+  local library=$1 source result work log
   source=$("$here/fetch-sources.sh" "$library")
   result=$cache/built/${source##*/}-$(build_key "$library")
   if [ ! -d "$result" ]; then
     echo "Building ${source##*/}" >&2
-    mkdir -p "$cache/built"
+    # What builds that were cut off have left; only one runs at a time.
+    rm -rf "$cache/built"/.build-*
     work=$(mktemp -d "$cache/built/.build-XXXXXX")
+    log=$cache/built/$library.log
     mkdir "$work/scratch"
     (cd "$work/scratch" && "build_$library" "$source" "$work/result") \
-      >"$work/log" 2>&1 ||
-      { tail -n 30 "$work/log" >&2; die "the build of $library failed: $work/log"; }
+      >"$log" 2>&1 ||
+      { tail -n 30 "$log" >&2
+        rm -rf "$work"
+        die "$library can't be built: mend what the lines above name (all of them: $log), then start again."; }
     # By renaming: a folder that is there is whole.
-    mv -T "$work/result" "$result" 2>/dev/null || [ -d "$result" ]
+    mv -T "$work/result" "$result"
     rm -rf "$work"
   fi
   echo "$result"
 }
 
 [ $# -gt 0 ] || die "usage: build-dependency.sh <library>..."
+mkdir -p "$cache/built"
+exec 8>"$cache/built/lock"
+flock 8
 for library in "$@"; do
   declare -F "build_$library" >/dev/null || die "no recipe for $library"
   build "$library"

@@ -7,6 +7,8 @@
 # the lists of the source packages live in the cache too.
 set -eu
 
+# shellcheck source=cmake/environment.sh
+source "$(dirname "${BASH_SOURCE[0]}")/environment.sh"
 cache=${XDG_CACHE_HOME:-$HOME/.cache}/brindlemar
 apt_dir=$cache/apt
 
@@ -44,7 +46,8 @@ copy_source_lists() {
 update_lists() {
   [ -z "${lists_are_new:-}" ] || return 0
   copy_source_lists
-  source_apt update >&2 || die "the lists of source packages can't be read"
+  source_apt update >&2 ||
+    die "the lists of source packages can't be read; mend the network or /etc/apt, then start again."
   lists_are_new=1
 }
 
@@ -58,25 +61,32 @@ cached_source() {
 fetch() {
   local package=$1 work archive version target
   update_lists
-  mkdir -p "$cache/sources"
+  # What downloads that were cut off have left; only one runs at a time.
+  rm -rf "$cache/sources"/.fetch-*
   work=$(mktemp -d "$cache/sources/.fetch-XXXXXX")
   # Without --tar-only apt asks for more files than each mirror has.
   (cd "$work" && source_apt source --download-only --tar-only "$package" >&2) ||
-    { rm -rf "$work"; die "no source of $package"; }
+    { rm -rf "$work"
+      die "the source of $package can't be downloaded; mend the network or /etc/apt, then start again."; }
   archive=$(find "$work" -name "${package}_*.orig.tar.*" ! -name '*.asc' |
     head -n 1)
-  [ -n "$archive" ] || { rm -rf "$work"; die "no upstream archive of $package"; }
+  [ -n "$archive" ] ||
+    { rm -rf "$work"; die "Debian's source of $package has no upstream archive"; }
   version=${archive##*/"${package}"_}
   version=${version%%.orig.tar.*}
   target=$cache/sources/$package-$version
   mkdir "$work/unpacked"
-  tar -xf "$archive" -C "$work/unpacked" --strip-components=1
+  tar -xf "$archive" -C "$work/unpacked" --strip-components=1 ||
+    { rm -rf "$work"; die "${archive##*/} can't be unpacked; see the line above"; }
   # By renaming: a folder that is there is whole.
-  mv -T "$work/unpacked" "$target" 2>/dev/null || [ -d "$target" ]
+  mv -T "$work/unpacked" "$target"
   rm -rf "$work"
 }
 
 [ $# -gt 0 ] || die "usage: fetch-sources.sh <package>..."
+mkdir -p "$cache/sources"
+exec 9>"$cache/sources/lock"
+flock 9
 for package in "$@"; do
   [ -n "$(cached_source "$package")" ] || fetch "$package"
   cached_source "$package"
