@@ -1,5 +1,6 @@
 #include "channels/ActiveTaskCounter.h"
 
+#include "sync/CurrentThread.h"
 #include "sync/NtApi.h"
 #include "sync/Trap.h"
 #include "sync/VelSyncNt.h"

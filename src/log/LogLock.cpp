@@ -1,7 +1,7 @@
 #include "log/LogLock.h"
 
+#include "sync/CurrentThread.h"
 #include "sync/NtApi.h"
-#include "sync/VelSyncNt.h"
 
 namespace vel {
 

@@ -6,10 +6,10 @@
 
 #include "log/VelLogStream.h"
 #include "log/VelProfileHolder.h"
+#include "sync/CurrentThread.h"
 #include "sync/LastErrorKeeper.h"
 #include "sync/NtApi.h"
 #include "sync/Trap.h"
-#include "sync/VelSyncNt.h"
 
 namespace vel {
 

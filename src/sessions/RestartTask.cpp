@@ -1,6 +1,6 @@
 #include "sessions/RestartTask.h"
 
-#include "sync/VelSyncNt.h"
+#include "sync/CurrentThread.h"
 
 namespace vel {
 

@@ -32,6 +32,11 @@ namespace vel {
 #endif
 }
 
+// True when the process is ending and the calling thread is its last: nothing
+// that it waits for can change any more. Also true in a process that has only
+// one thread. Leaves the last error alone.
+[[nodiscard]] bool ThreadIsTerminating() noexcept;
+
 }  // namespace vel
 
 #endif  // VEL_SYNC_CURRENTTHREAD_H_

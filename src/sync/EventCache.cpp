@@ -7,7 +7,6 @@
 #include "sync/NtApi.h"
 #include "sync/OnceGuard.h"
 #include "sync/Trap.h"
-#include "sync/VelSyncNt.h"
 
 namespace vel {
 

@@ -2,8 +2,8 @@
 
 #include "log/VelLog.h"
 #include "log/VelProfileHolder.h"
+#include "sync/CurrentThread.h"
 #include "sync/NtApi.h"
-#include "sync/VelSyncNt.h"
 
 namespace vel {
 namespace {

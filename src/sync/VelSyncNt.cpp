@@ -1,6 +1,7 @@
 #include "sync/VelSyncNt.h"
 
 #include "log/VelLog.h"
+#include "sync/CurrentThread.h"
 #include "sync/NtApi.h"
 
 namespace vel {
@@ -29,14 +30,6 @@ unsigned shown(HANDLE handle) {
 }
 
 }  // namespace
-
-bool ThreadIsTerminating() noexcept {
-  ULONG terminating = 0;
-  const NTSTATUS status =
-      nt::ZwQueryInformationThread(GetCurrentThread(), nt::kThreadIsTerminating,
-                                   &terminating, sizeof(terminating), nullptr);
-  return nt::succeeded(status) && terminating != 0;
-}
 
 WaitResult WaitExclusive(HANDLE handle) noexcept {
   for (;;) {

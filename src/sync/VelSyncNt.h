@@ -10,11 +10,6 @@ namespace vel {
 // not its number of bits.
 extern bool multi_cpu;
 
-// True when the process is ending and the calling thread is its last: nothing
-// that it waits for can change any more. Also true in a process that has only
-// one thread. Leaves the last error alone.
-[[nodiscard]] bool ThreadIsTerminating() noexcept;
-
 enum WaitResult : int {
   kWaitSignalled = 0,
   kWaitFailed = -1,       // logged, with the reason

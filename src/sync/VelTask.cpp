@@ -1,5 +1,6 @@
 #include "sync/VelTask.h"
 
+#include "sync/CurrentThread.h"
 #include "sync/EventCache.h"
 #include "sync/NtApi.h"
 #include "sync/Trap.h"
