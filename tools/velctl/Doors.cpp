@@ -1,4 +1,4 @@
-#include "Doors.h"
+#include "velctl/Doors.h"
 
 #include <windows.h>
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "Doors.h"
-#include "Options.h"
 #include "tray/SharedBlock.h"
+#include "velctl/Doors.h"
+#include "velctl/Options.h"
 
 namespace velctl {
 namespace {

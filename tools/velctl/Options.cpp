@@ -1,4 +1,4 @@
-#include "Options.h"
+#include "velctl/Options.h"
 
 #include <windows.h>
 

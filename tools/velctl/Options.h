@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "Doors.h"
+#include "velctl/Doors.h"
 
 namespace velctl {
 
