@@ -10,9 +10,9 @@ namespace companion {
 // Not recursive. Not for code that runs while the process ends.
 class SrwLock {
  public:
-  class Scope {
+  class [[nodiscard]] Scope {
    public:
-    explicit Scope(SrwLock& lock) : _lock(lock) {
+    [[nodiscard]] explicit Scope(SrwLock& lock) : _lock(lock) {
       AcquireSRWLockExclusive(&_lock._word);
     }
     ~Scope() { ReleaseSRWLockExclusive(&_lock._word); }

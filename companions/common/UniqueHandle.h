@@ -10,10 +10,10 @@ namespace companion {
 
 // Closing keeps the thread's last error, so an owner may go out of scope
 // between a failure and the report of it.
-class UniqueHandle {
+class [[nodiscard]] UniqueHandle {
  public:
   UniqueHandle() = default;
-  explicit UniqueHandle(HANDLE handle) : _handle(handle) {}
+  [[nodiscard]] explicit UniqueHandle(HANDLE handle) : _handle(handle) {}
   UniqueHandle(UniqueHandle&& other) noexcept : _handle(other.release()) {}
   UniqueHandle& operator=(UniqueHandle&& other) noexcept {
     reset(other.release());

@@ -33,9 +33,9 @@ struct MenuItem {
 bool take_out_bold_tags(std::wstring& text);
 
 // Owns a native menu with its submenus.
-class NativeMenu {
+class [[nodiscard]] NativeMenu {
  public:
-  explicit NativeMenu(HMENU menu) : _menu(menu) {}
+  [[nodiscard]] explicit NativeMenu(HMENU menu) : _menu(menu) {}
   ~NativeMenu() {
     if (_menu) DestroyMenu(_menu);
   }

@@ -14,9 +14,9 @@ class HostRef {
  public:
   // A use of the host. It is false after close, and the host is then out of
   // reach.
-  class Use {
+  class [[nodiscard]] Use {
    public:
-    explicit Use(HostRef& host);
+    [[nodiscard]] explicit Use(HostRef& host);
     ~Use();
     Use(const Use&) = delete;
     Use& operator=(const Use&) = delete;

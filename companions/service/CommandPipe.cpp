@@ -35,9 +35,9 @@ constexpr DWORD kClientTimeout = 5000;  // ms
 constexpr DWORD kReplyRoom = 64;
 
 // Empty, with the last error, when it can't be made. Its end keeps that.
-class PipeSecurity {
+class [[nodiscard]] PipeSecurity {
  public:
-  PipeSecurity() {
+  [[nodiscard]] PipeSecurity() {
     ConvertStringSecurityDescriptorToSecurityDescriptorW(
         kPipeSecurity, SDDL_REVISION_1, &_attributes.lpSecurityDescriptor,
         nullptr);

@@ -15,9 +15,9 @@ using companion::UniqueHandle;
 std::atomic<bool> run_as_service{false};
 
 // The environment that a user's processes start with.
-class UserEnvironment {
+class [[nodiscard]] UserEnvironment {
  public:
-  explicit UserEnvironment(HANDLE token) {
+  [[nodiscard]] explicit UserEnvironment(HANDLE token) {
     if (!CreateEnvironmentBlock(&_block, token, FALSE)) _block = nullptr;
   }
   ~UserEnvironment() {

@@ -7,9 +7,9 @@
 namespace velul {
 
 // `handle` has to be inheritable; null makes a list that is none.
-class InheritedHandle {
+class [[nodiscard]] InheritedHandle {
  public:
-  explicit InheritedHandle(HANDLE handle) : _handle(handle) {
+  [[nodiscard]] explicit InheritedHandle(HANDLE handle) : _handle(handle) {
     SIZE_T size = sizeof _list;
     const auto list = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(_list);
     if (!handle || !InitializeProcThreadAttributeList(list, 1, 0, &size)) {

@@ -6,9 +6,10 @@
 namespace velul {
 namespace {
 
-class ComOnThread {
+class [[nodiscard]] ComOnThread {
  public:
-  ComOnThread() : _result(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
+  [[nodiscard]] ComOnThread()
+      : _result(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
   ~ComOnThread() {
     if (SUCCEEDED(_result)) CoUninitialize();
   }
@@ -20,7 +21,7 @@ class ComOnThread {
 };
 
 template <class Interface>
-class ComPtr {
+class [[nodiscard]] ComPtr {
  public:
   ComPtr() = default;
   ~ComPtr() {

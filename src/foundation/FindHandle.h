@@ -17,9 +17,9 @@ struct FindHandleTraits {
 
 // One search of a directory, at its first entry once made:
 //   for (FindScope find(pattern); find; find.next()) use(find.data());
-class FindScope {
+class [[nodiscard]] FindScope {
  public:
-  explicit FindScope(const std::wstring& pattern)
+  [[nodiscard]] explicit FindScope(const std::wstring& pattern)
       : _handle(FindFirstFileW(pattern.c_str(), &_data)) {}
 
   // Whether there is an entry.

@@ -25,11 +25,11 @@ inline constexpr std::uint32_t kRegViewDefault1 = 1;
 inline constexpr std::uint32_t kRegView32 = 2;
 
 // One open key, shared by its copies; the last of them closes it.
-class RegKeyHolder {
+class [[nodiscard]] RegKeyHolder {
  public:
   RegKeyHolder() = default;
   // Takes over `key`. Null and INVALID_HANDLE_VALUE are taken and never closed.
-  explicit RegKeyHolder(HKEY key);
+  [[nodiscard]] explicit RegKeyHolder(HKEY key);
 
   HKEY get() const { return _key.get(); }
   // Whether there is a key: neither null nor INVALID_HANDLE_VALUE.

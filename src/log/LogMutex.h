@@ -12,9 +12,9 @@ namespace vel {
 // abandoned mutex counts as taken.
 //
 // Recursive on its thread. Changes the last error.
-class LogMutex {
+class [[nodiscard]] LogMutex {
  public:
-  LogMutex() noexcept;
+  [[nodiscard]] LogMutex() noexcept;
   ~LogMutex();
   LogMutex(const LogMutex&) = delete;
   LogMutex& operator=(const LogMutex&) = delete;

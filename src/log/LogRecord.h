@@ -17,10 +17,10 @@ namespace vel {
 // The record under construction: on the stack for most messages, in a block of
 // the log's heap for long ones. No memory of the runtime, no lock, no
 // last-error value changed.
-class LogRecord {
+class [[nodiscard]] LogRecord {
  public:
   // `heap` serves long messages.
-  explicit LogRecord(HANDLE heap) noexcept : _heap(heap) {}
+  [[nodiscard]] explicit LogRecord(HANDLE heap) noexcept : _heap(heap) {}
   // Frees a heap block that nobody has taken over.
   ~LogRecord();
   LogRecord(const LogRecord&) = delete;

@@ -21,9 +21,9 @@ constinit std::atomic<std::int32_t> log_refcount{0};
 constinit std::atomic<std::uint32_t> log_calls_in_flight{0};
 
 // A use of the log's object: while one is alive the object is not destroyed.
-class LogUse {
+class [[nodiscard]] LogUse {
  public:
-  LogUse() noexcept {
+  [[nodiscard]] LogUse() noexcept {
     // The count goes up before the object is read: release() clears the object
     // before it waits for the count, so one of the two sees the other.
     log_calls_in_flight.fetch_add(1);

@@ -74,8 +74,8 @@ class VelProfileHolder::List {
   }
 
  private:
-  struct Turn {
-    explicit Turn(HANDLE mutant) : handle(mutant) {
+  struct [[nodiscard]] Turn {
+    [[nodiscard]] explicit Turn(HANDLE mutant) : handle(mutant) {
       nt::ZwWaitForSingleObject(handle, FALSE, nullptr);
     }
     ~Turn() { nt::ZwReleaseMutant(handle, nullptr); }
@@ -92,9 +92,11 @@ class VelProfileHolder::List {
 constinit std::atomic<bool> VelProfileHolder::List::closed{false};
 
 // The holder's own word lock, for one scope.
-class VelProfileHolder::Lock {
+class [[nodiscard]] VelProfileHolder::Lock {
  public:
-  explicit Lock(std::atomic<std::uint32_t>& word) : _word(word) { take(); }
+  [[nodiscard]] explicit Lock(std::atomic<std::uint32_t>& word) : _word(word) {
+    take();
+  }
   ~Lock() { _word.exchange(0); }
   Lock(const Lock&) = delete;
   Lock& operator=(const Lock&) = delete;

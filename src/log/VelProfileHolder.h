@@ -70,9 +70,10 @@ class VelProfileHolder final : public IVelProfileHolder {
 };
 
 // Measures from its construction to its end, also when an exception passes.
-class VelProfileScope {
+class [[nodiscard]] VelProfileScope {
  public:
-  explicit VelProfileScope(VelProfileHolder& holder) : _holder(holder) {
+  [[nodiscard]] explicit VelProfileScope(VelProfileHolder& holder)
+      : _holder(holder) {
     VelProfileHolder::read_clock(&_start);
   }
   ~VelProfileScope() {

@@ -27,9 +27,9 @@ constexpr char kLogSource[] = ".\\MainRun";
 constexpr UINT kTrimDelayMs = 60000;
 
 // COM for the calling thread, for the length of the scope.
-class ComScope {
+class [[nodiscard]] ComScope {
  public:
-  ComScope() : _result(CoInitialize(nullptr)) {
+  [[nodiscard]] ComScope() : _result(CoInitialize(nullptr)) {
     if (FAILED(_result)) VEL_LOG_HR_CALL(_result);
   }
   ~ComScope() {

@@ -8,9 +8,9 @@ namespace vel {
 
 // A timer of the thread that made it. When its message comes by, the heap is
 // compacted and the working set emptied, and the timer is off for good.
-class StartupTrim {
+class [[nodiscard]] StartupTrim {
  public:
-  explicit StartupTrim(UINT delay_ms);
+  [[nodiscard]] explicit StartupTrim(UINT delay_ms);
   ~StartupTrim();
   StartupTrim(const StartupTrim&) = delete;
   StartupTrim& operator=(const StartupTrim&) = delete;

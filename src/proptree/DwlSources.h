@@ -18,10 +18,10 @@ std::wstring DownloadedFilesPath();
 // The store under the lock that all processes of the user's session share: one
 // object for one operation, on one thread. What can't be read counts as empty;
 // failures are logged.
-class DwlSources {
+class [[nodiscard]] DwlSources {
  public:
   // Waits for the lock without limit, and reads the file.
-  DwlSources();
+  [[nodiscard]] DwlSources();
   ~DwlSources();
   DwlSources(const DwlSources&) = delete;
   DwlSources& operator=(const DwlSources&) = delete;

@@ -13,9 +13,9 @@ namespace vel {
 // Runs the thread as the process itself. A token of the thread that can't be
 // opened for MAXIMUM_ALLOWED counts as none: it is neither taken off nor put
 // back.
-class VelImpersonatorBase {
+class [[nodiscard]] VelImpersonatorBase {
  public:
-  VelImpersonatorBase() noexcept;
+  [[nodiscard]] VelImpersonatorBase() noexcept;
   virtual ~VelImpersonatorBase();
   VelImpersonatorBase(const VelImpersonatorBase&) = delete;
   VelImpersonatorBase& operator=(const VelImpersonatorBase&) = delete;
@@ -26,11 +26,11 @@ class VelImpersonatorBase {
 };
 
 // Runs the thread as the user of a token.
-class VelImpersonateToken final : public VelImpersonatorBase {
+class [[nodiscard]] VelImpersonateToken final : public VelImpersonatorBase {
  public:
   // `token` needs TOKEN_QUERY, and TOKEN_DUPLICATE if it is a primary one or
   // TOKEN_IMPERSONATE if it isn't. It stays the caller's.
-  explicit VelImpersonateToken(HANDLE token) noexcept;
+  [[nodiscard]] explicit VelImpersonateToken(HANDLE token) noexcept;
   ~VelImpersonateToken() override;
 
   // False when the step has failed: the thread runs as the process then, and
@@ -43,10 +43,11 @@ class VelImpersonateToken final : public VelImpersonatorBase {
 
 // Runs the thread as the client at the other end of a pipe, from which
 // something has been read.
-class VelImpersonatePipeClient final : public VelImpersonatorBase {
+class [[nodiscard]] VelImpersonatePipeClient final
+    : public VelImpersonatorBase {
  public:
   // `pipe` is the server's end and stays the caller's.
-  explicit VelImpersonatePipeClient(HANDLE pipe) noexcept;
+  [[nodiscard]] explicit VelImpersonatePipeClient(HANDLE pipe) noexcept;
   ~VelImpersonatePipeClient() override;
 
   // As above.

@@ -7,13 +7,13 @@ namespace vel {
 
 // A counted reference to a loaded library, which is freed with the last one.
 // The count is plain: all copies of one reference belong under one lock.
-class ModuleRef {
+class [[nodiscard]] ModuleRef {
  public:
   // Refers to no library.
-  ModuleRef() : ModuleRef(nullptr) {}
+  [[nodiscard]] ModuleRef() : ModuleRef(nullptr) {}
   // Takes over `module`, which may be null. When there is no memory for the
   // record, `module` is freed and std::bad_alloc goes out.
-  explicit ModuleRef(HMODULE module);
+  [[nodiscard]] explicit ModuleRef(HMODULE module);
   ModuleRef(const ModuleRef& other);
   ModuleRef& operator=(ModuleRef other);
   ~ModuleRef();

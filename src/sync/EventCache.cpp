@@ -38,9 +38,11 @@ union CacheStorage {
 
 // Announces a call before it looks whether the cache is enabled, so that
 // close() can wait for those that found it so.
-class EventCache::Use {
+class [[nodiscard]] EventCache::Use {
  public:
-  explicit Use(EventCache& cache) : _cache(cache) { ++_cache._uses; }
+  [[nodiscard]] explicit Use(EventCache& cache) : _cache(cache) {
+    ++_cache._uses;
+  }
   ~Use() { --_cache._uses; }
   Use(const Use&) = delete;
   Use& operator=(const Use&) = delete;

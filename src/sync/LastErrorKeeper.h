@@ -8,9 +8,9 @@ namespace vel {
 // Keeps the thread's last-error value over a scope: saved by the constructor,
 // restored by the destructor, whatever is called in between, and also when an
 // exception passes. For one thread; put it on the stack.
-class LastErrorKeeper {
+class [[nodiscard]] LastErrorKeeper {
  public:
-  LastErrorKeeper() noexcept : _value(GetLastError()) {}
+  [[nodiscard]] LastErrorKeeper() noexcept : _value(GetLastError()) {}
   ~LastErrorKeeper() { SetLastError(_value); }
   LastErrorKeeper(const LastErrorKeeper&) = delete;
   LastErrorKeeper& operator=(const LastErrorKeeper&) = delete;

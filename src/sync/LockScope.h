@@ -9,10 +9,10 @@ namespace vel {
 // `Take` and `GiveUp` are the lock's own operations; each lock names its scope
 // classes itself. The lock outlives the scope.
 template <typename Lock, void (Lock::*Take)(), void (Lock::*GiveUp)()>
-class VEL_SCOPED_CAPABILITY LockScope {
+class [[nodiscard]] VEL_SCOPED_CAPABILITY LockScope {
  public:
-  explicit LockScope(Lock& lock) VEL_ACQUIRE(lock) VEL_NO_THREAD_ANALYSIS
-      : _lock(lock) {
+  [[nodiscard]] explicit LockScope(Lock& lock)
+      VEL_ACQUIRE(lock) VEL_NO_THREAD_ANALYSIS : _lock(lock) {
     (_lock.*Take)();
   }
   ~LockScope() VEL_RELEASE() VEL_NO_THREAD_ANALYSIS { (_lock.*GiveUp)(); }
@@ -25,9 +25,9 @@ class VEL_SCOPED_CAPABILITY LockScope {
 
 // The same for the mode in which several threads have the lock.
 template <typename Lock, void (Lock::*Take)(), void (Lock::*GiveUp)()>
-class VEL_SCOPED_CAPABILITY SharedLockScope {
+class [[nodiscard]] VEL_SCOPED_CAPABILITY SharedLockScope {
  public:
-  explicit SharedLockScope(Lock& lock)
+  [[nodiscard]] explicit SharedLockScope(Lock& lock)
       VEL_ACQUIRE_SHARED(lock) VEL_NO_THREAD_ANALYSIS : _lock(lock) {
     (_lock.*Take)();
   }

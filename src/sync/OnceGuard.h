@@ -49,8 +49,8 @@ class OnceGuard {
   enum State : std::uint32_t { kNew = 0, kDone = 1, kWorking = 2 };
 
   // The worker's turn: ends it on every way out.
-  struct Turn {
-    explicit Turn(OnceGuard& owner) noexcept : guard(owner) {}
+  struct [[nodiscard]] Turn {
+    [[nodiscard]] explicit Turn(OnceGuard& owner) noexcept : guard(owner) {}
     ~Turn() {
       guard._word.store(done ? kDone : kNew, std::memory_order_release);
     }

@@ -19,13 +19,14 @@ namespace vel {
 // somebody else has closed a handle that this object owns. Not for use by two
 // threads at a time.
 template <typename Traits>
-class BasicScopedHandle {
+class [[nodiscard]] BasicScopedHandle {
  public:
   using Handle = typename Traits::Handle;
 
   BasicScopedHandle() noexcept = default;
   // Takes over `handle`; the invalid value makes an empty object.
-  explicit BasicScopedHandle(Handle handle) noexcept : _handle(handle) {}
+  [[nodiscard]] explicit BasicScopedHandle(Handle handle) noexcept
+      : _handle(handle) {}
   ~BasicScopedHandle() { reset(); }
 
   BasicScopedHandle(BasicScopedHandle&& other) noexcept
@@ -86,13 +87,14 @@ using ScopedFileHandle = BasicScopedHandle<FileHandleTraits>;
 // A reference-counted handle of the null kind: copies share it, and the last
 // one to go closes it. Copies in several threads are safe, one copy used by two
 // threads isn't.
-class SharedHandle {
+class [[nodiscard]] SharedHandle {
  public:
   SharedHandle() noexcept = default;
   // Takes over `handle`; null makes an empty object. When there is no memory
   // for the counter the handle is closed and std::bad_alloc goes out.
-  explicit SharedHandle(HANDLE handle) : SharedHandle(ScopedHandle(handle)) {}
-  explicit SharedHandle(ScopedHandle handle) {
+  [[nodiscard]] explicit SharedHandle(HANDLE handle)
+      : SharedHandle(ScopedHandle(handle)) {}
+  [[nodiscard]] explicit SharedHandle(ScopedHandle handle) {
     if (handle) {
       _shared = std::make_shared<const ScopedHandle>(std::move(handle));
     }

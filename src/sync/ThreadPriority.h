@@ -8,9 +8,9 @@ namespace vel {
 // Gives the calling thread another priority over a scope, and the former one
 // back, also when an exception passes. A thread whose priority the system
 // doesn't tell or change keeps it.
-class ThreadPriorityScope {
+class [[nodiscard]] ThreadPriorityScope {
  public:
-  explicit ThreadPriorityScope(int priority) noexcept
+  [[nodiscard]] explicit ThreadPriorityScope(int priority) noexcept
       : _former(GetThreadPriority(GetCurrentThread())) {
     SetThreadPriority(GetCurrentThread(), priority);
   }

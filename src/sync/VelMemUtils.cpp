@@ -14,10 +14,10 @@ namespace {
 constexpr char kLogSource[] = ".\\VelMemUtils";
 
 // The view of a mapping. Its end keeps the last error.
-class MappedView {
+class [[nodiscard]] MappedView {
  public:
   // `size` 0 maps the whole.
-  MappedView(HANDLE mapping, DWORD access, std::size_t size)
+  [[nodiscard]] MappedView(HANDLE mapping, DWORD access, std::size_t size)
       : _bytes(static_cast<BYTE*>(MapViewOfFile(mapping, access, 0, 0, size))) {
   }
   ~MappedView() {
@@ -85,7 +85,7 @@ HANDLE write_memory_block(const std::vector<BYTE>& data, const wchar_t* name) {
 }
 
 bool read_memory_block(std::vector<BYTE>& data, const wchar_t* name) {
-  struct LoggedHandle {
+  struct [[nodiscard]] LoggedHandle {
     ~LoggedHandle() {
       LastErrorKeeper keeper;
       if (value != nullptr && !CloseHandle(value)) VEL_LOG_WIN32_CALL();

@@ -12,12 +12,12 @@ namespace vel {
 // A view of the mapping that the text of a block command names, for as long as
 // the object lives. The block is the sender's, who can change it at any time:
 // read each word once.
-class GuiIpcBlock {
+class [[nodiscard]] GuiIpcBlock {
  public:
   // `text` is the command's text, `tag` its bmmap argument. On failure view()
   // is null and the last error tells why: ERROR_INVALID_BLOCK_LENGTH for a size
   // out of 1 to VEL_GUI_IPC_MAX_BLOCK, else what the system said.
-  GuiIpcBlock(const std::wstring& text, const std::wstring& tag);
+  [[nodiscard]] GuiIpcBlock(const std::wstring& text, const std::wstring& tag);
   ~GuiIpcBlock();
   GuiIpcBlock(const GuiIpcBlock&) = delete;
   GuiIpcBlock& operator=(const GuiIpcBlock&) = delete;

@@ -11,10 +11,10 @@ namespace vel {
 // A page-file mapping under a name of the calling thread's own, and the text
 // that tells the tray of it. One at a time in each thread. kernel32 and user32
 // only.
-class SharedBlock {
+class [[nodiscard]] SharedBlock {
  public:
   // All zero. Without a view, with the last error, on failure.
-  explicit SharedBlock(DWORD size);
+  [[nodiscard]] explicit SharedBlock(DWORD size);
   ~SharedBlock();
   SharedBlock(const SharedBlock&) = delete;
   SharedBlock& operator=(const SharedBlock&) = delete;

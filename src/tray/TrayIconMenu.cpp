@@ -9,9 +9,9 @@
 namespace vel {
 namespace {
 
-class MutexScope {
+class [[nodiscard]] MutexScope {
  public:
-  explicit MutexScope(HANDLE mutex) : _mutex(mutex) {
+  [[nodiscard]] explicit MutexScope(HANDLE mutex) : _mutex(mutex) {
     WaitForSingleObject(_mutex, INFINITE);
   }
   ~MutexScope() { ReleaseMutex(_mutex); }

@@ -18,9 +18,10 @@ inline std::wstring CompanionPath(const std::wstring& name) {
   return TestProgramPath() + L"\\..\\..\\product\\" + name;
 }
 
-class CompanionLibrary {
+class [[nodiscard]] CompanionLibrary {
  public:
-  explicit CompanionLibrary(const std::wstring& name, DWORD flags = 0)
+  [[nodiscard]] explicit CompanionLibrary(const std::wstring& name,
+                                          DWORD flags = 0)
       : _module(LoadLibraryExW(CompanionPath(name).c_str(), nullptr, flags)) {
     EXPECT_TRUE(_module) << GetLastError();
   }

@@ -32,11 +32,11 @@ struct ChildRegistration {
 std::optional<int> RunAsChild(int argc, wchar_t** argv);
 
 // A running process, killed at the end of the scope if it still runs.
-class ChildProcess {
+class [[nodiscard]] ChildProcess {
  public:
   // The test program as the child `name`.
-  explicit ChildProcess(const std::wstring& name,
-                        const std::wstring& argument = L"");
+  [[nodiscard]] explicit ChildProcess(const std::wstring& name,
+                                      const std::wstring& argument = L"");
   ~ChildProcess();
   ChildProcess(ChildProcess&&) = default;
 

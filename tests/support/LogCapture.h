@@ -15,10 +15,11 @@ namespace vel::test {
 
 // From here to the end of the scope the log keeps what is at `level` or above.
 // No other log may be on. The destructor turns it off.
-class LogCapture {
+class [[nodiscard]] LogCapture {
  public:
   // With a `path` the file stays: for a child whose log its parent reads.
-  explicit LogCapture(unsigned level = 1, const std::wstring& path = L"");
+  [[nodiscard]] explicit LogCapture(unsigned level = 1,
+                                    const std::wstring& path = L"");
   ~LogCapture();
   LogCapture(const LogCapture&) = delete;
   LogCapture& operator=(const LogCapture&) = delete;

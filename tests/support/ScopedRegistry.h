@@ -15,9 +15,9 @@ namespace vel::test {
 
 // HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE and HKEY_CLASSES_ROOT are empty from
 // here to the end of the scope; the last is the user's Software\Classes.
-class ScopedRegistry {
+class [[nodiscard]] ScopedRegistry {
  public:
-  ScopedRegistry() {
+  [[nodiscard]] ScopedRegistry() {
     Map(HKEY_LOCAL_MACHINE, L"\\machine");
     Map(HKEY_CLASSES_ROOT, L"\\user\\Software\\Classes");
     Map(HKEY_CURRENT_USER, L"\\user");

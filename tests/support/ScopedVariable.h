@@ -9,10 +9,10 @@
 
 namespace vel::test {
 
-class ScopedVariable {
+class [[nodiscard]] ScopedVariable {
  public:
   // Child processes inherit the value; an empty one takes the variable away.
-  ScopedVariable(std::wstring name, const std::wstring& value)
+  [[nodiscard]] ScopedVariable(std::wstring name, const std::wstring& value)
       : _name(std::move(name)) {
     wchar_t before[4096];
     const DWORD length = GetEnvironmentVariableW(_name.c_str(), before, 4096);

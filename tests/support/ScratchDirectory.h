@@ -6,9 +6,9 @@
 
 namespace vel::test {
 
-class ScratchDirectory {
+class [[nodiscard]] ScratchDirectory {
  public:
-  ScratchDirectory();
+  [[nodiscard]] ScratchDirectory();
   ~ScratchDirectory();
   ScratchDirectory(const ScratchDirectory&) = delete;
   ScratchDirectory& operator=(const ScratchDirectory&) = delete;

@@ -46,9 +46,10 @@ void RunTogether(int count, Body body) {
 
 // A thread that has run `body` and then just exists, holding what it took,
 // until it is killed: by Kill(), by the destructor or by the process's end.
-class HoldingThread {
+class [[nodiscard]] HoldingThread {
  public:
-  explicit HoldingThread(std::function<void()> body) : _body(std::move(body)) {
+  [[nodiscard]] explicit HoldingThread(std::function<void()> body)
+      : _body(std::move(body)) {
     _thread = CreateThread(nullptr, 0, Run, this, 0, &_id);
     EXPECT_TRUE(WaitUntil([this] { return _ready.load(); }));
   }

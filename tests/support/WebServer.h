@@ -14,7 +14,7 @@
 
 namespace vel::test {
 
-class WebServer {
+class [[nodiscard]] WebServer {
  public:
   // What a path sends, byte for byte, with a pause between the pieces. An
   // unknown path sends nothing.
@@ -23,7 +23,8 @@ class WebServer {
 
   // Port 0 is one that the system chooses. port() is 0 when the address can't
   // be had.
-  WebServer(Pages pages, std::uint16_t port) : _pages(std::move(pages)) {
+  [[nodiscard]] WebServer(Pages pages, std::uint16_t port)
+      : _pages(std::move(pages)) {
     WSADATA data;
     WSAStartup(MAKEWORD(2, 2), &data);
     _listener = socket(AF_INET, SOCK_STREAM, 0);

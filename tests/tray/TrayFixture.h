@@ -18,8 +18,8 @@
 namespace vel::test {
 
 // Takes all calls to the shell for its life; one at a time.
-struct FakeShell {
-  FakeShell() {
+struct [[nodiscard]] FakeShell {
+  [[nodiscard]] FakeShell() {
     s_shell = this;
     replace_shell_notify(Take);
   }
