@@ -1,0 +1,53 @@
+# cmake -DBUILD=<build tree> -DSOURCE=<DroppedScopes.cpp> -P ...
+# Compiles the source as the build tree compiles it. Without VEL_DROP there is
+# nothing to refuse; with it each line with "// refused: <class>" is an error
+# that names the class and its attribute.
+cmake_minimum_required(VERSION 3.20)
+
+file(READ ${BUILD}/compile_commands.json commands)
+string(JSON count LENGTH "${commands}")
+math(EXPR last "${count} - 1")
+set(command "")
+foreach(i RANGE ${last})
+  string(JSON file GET "${commands}" ${i} file)
+  if(file STREQUAL SOURCE)
+    string(JSON command GET "${commands}" ${i} command)
+    string(JSON directory GET "${commands}" ${i} directory)
+  endif()
+endforeach()
+if(command STREQUAL "")
+  message(FATAL_ERROR "The build tree doesn't compile ${SOURCE}")
+endif()
+separate_arguments(command NATIVE_COMMAND "${command}")
+list(APPEND command -fsyntax-only)
+
+set(ENV{LC_ALL} C)
+execute_process(COMMAND ${command} WORKING_DIRECTORY ${directory}
+  RESULT_VARIABLE status ERROR_VARIABLE said)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "The kept scopes are refused:\n${said}")
+endif()
+
+execute_process(COMMAND ${command} -DVEL_DROP WORKING_DIRECTORY ${directory}
+  RESULT_VARIABLE status ERROR_VARIABLE said)
+if(status EQUAL 0)
+  message(FATAL_ERROR "No dropped scope is refused")
+endif()
+file(READ ${SOURCE} source)
+string(REPLACE ";" "," source "${source}")
+string(REPLACE "\n" ";" source "${source}")
+set(number 0)
+set(refused 0)
+foreach(line IN LISTS source)
+  math(EXPR number "${number} + 1")
+  if(line MATCHES "// refused: (.*)$")
+    if(NOT said MATCHES "DroppedScopes.cpp:${number}:[0-9]+: error: ignoring [^\n]*${CMAKE_MATCH_1}[^\n]*nodiscard")
+      message(SEND_ERROR "Line ${number} is compiled: ${line}")
+    endif()
+    math(EXPR refused "${refused} + 1")
+  endif()
+endforeach()
+if(refused EQUAL 0)
+  message(FATAL_ERROR "${SOURCE} has no line to refuse")
+endif()
+message("${refused} dropped scopes, all refused")
