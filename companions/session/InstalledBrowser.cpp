@@ -9,6 +9,13 @@ namespace velul {
 namespace {
 
 constexpr wchar_t kClients[] = L"Software\\Clients\\StartMenuInternet";
+// Shows the URL that it is opened with.
+constexpr wchar_t kSessionView[] = L"SessionView.exe";
+
+bool same(const std::wstring& a, const std::wstring& b) {
+  return CompareStringOrdinal(a.c_str(), static_cast<int>(a.size()), b.c_str(),
+                              static_cast<int>(b.size()), TRUE) == CSTR_EQUAL;
+}
 
 // The command of the client `name`, empty when it is none to use.
 std::wstring client_command(HKEY hive, const std::wstring& name) {
@@ -16,7 +23,7 @@ std::wstring client_command(HKEY hive, const std::wstring& name) {
   const std::wstring command = registry_text(
       hive, std::wstring(kClients) + L"\\" + name + L"\\shell\\open\\command",
       nullptr);
-  return starts_the_product(command) ? std::wstring() : command;
+  return passes_urls_to_the_product(command) ? std::wstring() : command;
 }
 
 std::wstring first_client(HKEY hive) {
@@ -40,16 +47,15 @@ std::wstring first_client(HKEY hive) {
 
 }  // namespace
 
-bool starts_the_product(const std::wstring& command_line) {
+bool passes_urls_to_the_product(const std::wstring& command_line) {
   wchar_t directory[MAX_PATH] = L"";
   const DWORD size = GetEnvironmentVariableW(L"VELDIR", directory, MAX_PATH);
   if (size == 0 || size >= MAX_PATH) return false;
   const std::wstring prefix = std::wstring(directory) + L"\\";
   const std::wstring program = program_of(command_line);
   return program.size() > prefix.size() &&
-         CompareStringOrdinal(program.c_str(), static_cast<int>(prefix.size()),
-                              prefix.c_str(), static_cast<int>(prefix.size()),
-                              TRUE) == CSTR_EQUAL;
+         same(program.substr(0, prefix.size()), prefix) &&
+         !same(program.substr(prefix.size()), kSessionView);
 }
 
 std::wstring installed_browser() {

@@ -8,8 +8,9 @@
 namespace velul {
 
 // Whether `command_line` starts a program of the product's own directory, the
-// one that VELDIR names.
-bool starts_the_product(const std::wstring& command_line);
+// one that VELDIR names. All but SessionView are taken to hand a URL to the
+// tray.
+bool passes_urls_to_the_product(const std::wstring& command_line);
 
 // The command that starts a registered browser other than the product, without
 // arguments: the default one if it can be, else the first in the user's or the

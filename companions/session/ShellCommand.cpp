@@ -125,7 +125,7 @@ std::wstring without_quotes(const std::wstring& url) {
 ShellCommand resolve_url(ShellRequest request, const std::wstring& scheme) {
   request.file = without_quotes(request.file);
   std::wstring command = scheme_association(scheme, request.verb);
-  if (starts_the_product(command)) command = installed_browser();
+  if (passes_urls_to_the_product(command)) command = installed_browser();
   return by_template(command, request);
 }
 

@@ -43,16 +43,22 @@ class SessionTest : public ProductTest {
     RegDeleteTreeW(HKEY_CURRENT_USER, choice_key);
   }
 
-  // A class of the registry whose command is the application with a URL.
-  void RegisterClass() {
-    const std::wstring command =
-        L"\"" + application + L"\" --vel-child TellsItsStart \"%1\"";
+  // A class of the registry whose command is this one with a URL.
+  void RegisterClass(const std::wstring& program) {
+    const std::wstring command = program + L" \"%1\"";
     // Not every system shows the user's classes among all classes.
     for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
       RegSetKeyValueW(root, (class_key + L"\\shell\\open\\command").c_str(),
                       nullptr, REG_SZ, command.c_str(),
                       static_cast<DWORD>((command.size() + 1) * 2));
     }
+  }
+
+  // Makes the class the user's choice for ftp. False on a Windows that doesn't
+  // let a program choose.
+  static bool ChooseClass() {
+    return RegSetKeyValueW(HKEY_CURRENT_USER, choice_key, L"ProgId", REG_SZ,
+                           kClass, sizeof kClass) == ERROR_SUCCESS;
   }
 
   // A second copy, with this command line or one that names the application,
@@ -88,12 +94,11 @@ TEST_F(SessionTest, FilesAndUrlsOpenInTheirConfiguration) {
   ExpectStart(L"Normal", L"one two");
   ExpectStart(L"Privacy", L"three");
   EXPECT_EQ(ProcessesNamed(kAnchor, tray().id()).size(), 2u);
-  RegisterClass();
+  RegisterClass(L"\"" + application + L"\" --vel-child TellsItsStart");
   ExpectStart(L"Normal", L"http://example.invalid/c",
               std::wstring(L"/shex_verb=\"open\" /shex_class=\"") + kClass +
                   L"\" /shex_file=\"http://example.invalid/c\"");
-  if (RegSetKeyValueW(HKEY_CURRENT_USER, choice_key, L"ProgId", REG_SZ, kClass,
-                      sizeof kClass) != ERROR_SUCCESS) {
+  if (!ChooseClass()) {
     GTEST_SKIP() << "this Windows doesn't let a program choose the handler";
   }
   ExpectStart(L"Normal", L"ftp://example.invalid/A",
@@ -101,6 +106,28 @@ TEST_F(SessionTest, FilesAndUrlsOpenInTheirConfiguration) {
   // A quote doesn't end the URL.
   ExpectStart(L"Normal", L"ftp://example.invalid/%22 --x",
               L"/shex_file=\"ftp://example.invalid/\a2 --x\"");
+}
+
+TEST_F(SessionTest, SessionViewOpensUrlsFromTheProductsFolder) {
+  RegisterClass(L"\"" + product.File(L"SessionView.exe") + L"\"");
+  if (!ChooseClass()) {
+    GTEST_SKIP() << "this Windows doesn't let a program choose the handler";
+  }
+  EXPECT_EQ(Run(L"/shex_cfg=\"Of a test\" /shex_file=\"ftp://x.invalid/A\""),
+            0u);
+  HWND view = nullptr;
+  ASSERT_TRUE(WaitUntil([&] {
+    view = FindWindowW(L"VEL_SESSION_VIEW", L"SessionView - Of a test");
+    return IsWindowVisible(view) != FALSE;
+  }));
+  wchar_t text[16384] = {};
+  SendMessageW(FindWindowExW(view, nullptr, L"EDIT", nullptr), WM_GETTEXT,
+               ARRAYSIZE(text), reinterpret_cast<LPARAM>(text));
+  const std::wstring first(text, wcscspn(text, L"\r"));
+  EXPECT_TRUE(first.starts_with(L"Opened with "));
+  EXPECT_TRUE(first.ends_with(L" ftp://x.invalid/A"));
+  PostMessageW(view, WM_COMMAND, IDCANCEL, 0);
+  EXPECT_TRUE(WaitUntil([&] { return !IsWindow(view); }));
 }
 
 TEST_F(SessionTest, SessionEndedFromOutsideComesBack) {
