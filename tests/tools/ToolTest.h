@@ -13,6 +13,12 @@
 
 namespace vel::test {
 
+// What a tool is kept in; null for what the test itself runs with.
+struct Confinement {
+  HANDLE token = nullptr;
+  HANDLE job = nullptr;
+};
+
 class ToolTest : public testing::Test {
  protected:
   struct Result {
@@ -28,7 +34,8 @@ class ToolTest : public testing::Test {
     return L"\"" + _scratch.Write(name, bytes) + L"\"";
   }
   // What it prints goes to the files `out` and `problems`.
-  PROCESS_INFORMATION Start(const std::wstring& arguments) {
+  PROCESS_INFORMATION Start(const std::wstring& arguments,
+                            const Confinement& confinement = {}) {
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
@@ -37,14 +44,26 @@ class ToolTest : public testing::Test {
     std::wstring line =
         L"\"" + TestProgramPath() + L"\\..\\" + _file + L"\" " + arguments;
     PROCESS_INFORMATION process = {};
-    EXPECT_TRUE(CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0,
-                               nullptr, nullptr, &startup, &process));
+    const BOOL started =
+        confinement.token
+            ? CreateProcessAsUserW(confinement.token, nullptr, line.data(),
+                                   nullptr, nullptr, TRUE, CREATE_SUSPENDED,
+                                   nullptr, nullptr, &startup, &process)
+            : CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE,
+                             CREATE_SUSPENDED, nullptr, nullptr, &startup,
+                             &process);
+    EXPECT_TRUE(started) << GetLastError();
+    if (confinement.job) {
+      EXPECT_TRUE(AssignProcessToJobObject(confinement.job, process.hProcess));
+    }
+    ResumeThread(process.hThread);
     CloseHandle(startup.hStdOutput);
     CloseHandle(startup.hStdError);
     return process;
   }
-  Result Run(const std::wstring& arguments) {
-    const PROCESS_INFORMATION process = Start(arguments);
+  Result Run(const std::wstring& arguments,
+             const Confinement& confinement = {}) {
+    const PROCESS_INFORMATION process = Start(arguments, confinement);
     EXPECT_EQ(WaitForSingleObject(process.hProcess, 30000), WAIT_OBJECT_0);
     DWORD code = 0;
     GetExitCodeProcess(process.hProcess, &code);

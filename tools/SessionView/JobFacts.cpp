@@ -124,7 +124,7 @@ std::vector<std::wstring> limits_of(HANDLE job) {
       (limit_flags(limits) == 0 && !are_limits_kept())) {
     return {kNotTold};
   }
-  return names_of(limit_flags(limits), kLimitNames, limits);
+  return limit_names(limits);
 }
 
 std::vector<std::wstring> ui_limits_of(HANDLE job) {
@@ -133,10 +133,18 @@ std::vector<std::wstring> ui_limits_of(HANDLE job) {
       (ui_flags(limits) == 0 && !are_ui_limits_kept())) {
     return {kNotTold};
   }
-  return names_of(ui_flags(limits), kUiLimitNames, {});
+  return ui_limit_names(ui_flags(limits));
 }
 
 }  // namespace
+
+std::vector<std::wstring> limit_names(const Limits& limits) {
+  return names_of(limit_flags(limits), kLimitNames, limits);
+}
+
+std::vector<std::wstring> ui_limit_names(DWORD flags) {
+  return names_of(flags, kUiLimitNames, {});
+}
 
 Facts job_facts(HANDLE job) {
   JOBOBJECT_BASIC_ACCOUNTING_INFORMATION accounting = {};

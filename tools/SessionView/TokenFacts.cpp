@@ -84,23 +84,8 @@ bool is_level_invented(HANDLE token) {
 }
 
 std::wstring integrity_text(HANDLE token) {
-  struct Level {
-    DWORD from;
-    const wchar_t* name;
-  };
-  constexpr Level kLevels[] = {
-      {SECURITY_MANDATORY_SYSTEM_RID, L"System"},
-      {SECURITY_MANDATORY_HIGH_RID, L"High"},
-      {SECURITY_MANDATORY_MEDIUM_RID, L"Medium"},
-      {SECURITY_MANDATORY_LOW_RID, L"Low"},
-      {SECURITY_MANDATORY_UNTRUSTED_RID, L"Untrusted"},
-  };
   const std::optional<DWORD> level = integrity_of(token);
-  if (!level || is_level_invented(token)) return kNotTold;
-  const auto* const found =
-      std::find_if(std::begin(kLevels), std::end(kLevels),
-                   [&](const Level& each) { return *level >= each.from; });
-  return vel::FormatWide(L"%s (0x%04x)", found->name, *level);
+  return level && !is_level_invented(token) ? integrity_name(*level) : kNotTold;
 }
 
 // The groups with any of the attributes, with `attributes` 0 all of them.
@@ -206,6 +191,24 @@ vel::ScopedHandle unfiltered_token(HANDLE token) {
 }
 
 }  // namespace
+
+std::wstring integrity_name(DWORD level) {
+  struct Band {
+    DWORD from;
+    const wchar_t* name;
+  };
+  constexpr Band kBands[] = {
+      {SECURITY_MANDATORY_SYSTEM_RID, L"System"},
+      {SECURITY_MANDATORY_HIGH_RID, L"High"},
+      {SECURITY_MANDATORY_MEDIUM_RID, L"Medium"},
+      {SECURITY_MANDATORY_LOW_RID, L"Low"},
+      {SECURITY_MANDATORY_UNTRUSTED_RID, L"Untrusted"},
+  };
+  const auto* const band =
+      std::find_if(std::begin(kBands), std::end(kBands),
+                   [=](const Band& each) { return level >= each.from; });
+  return vel::FormatWide(L"%s (0x%04x)", band->name, level);
+}
 
 Facts token_facts(HANDLE token, HANDLE reference) {
   return {{L"User", {user_of(token)}},

@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+#include <string>
+
 #include "SessionView/Facts.h"
 
 namespace sessionview {
@@ -15,6 +17,9 @@ Facts own_token_facts();
 // `token` needs TOKEN_QUERY; with TOKEN_DUPLICATE too, what the system doesn't
 // tell is found out. `reference` needs TOKEN_QUERY; null for none.
 Facts token_facts(HANDLE token, HANDLE reference);
+
+// The name of the band that the level lies in, and its number.
+std::wstring integrity_name(DWORD level);
 
 }  // namespace sessionview
 
