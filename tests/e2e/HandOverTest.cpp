@@ -102,12 +102,14 @@ class ManyCallersTest : public ProductTest {
       processes.emplace_back(L"HandsOver", L"C" + std::to_wstring(i / 2));
     }
     for (unsigned i = 0; i < kCallers; ++i) {
-      EXPECT_EQ(WaitForSingleObject(ready.get(), kPatienceMs), WAIT_OBJECT_0);
+      [&] {
+        ASSERT_EQ(WaitForSingleObject(ready.get(), kPatienceMs), WAIT_OBJECT_0);
+      }();
     }
     SetEvent(go.get());
     DWORD lost = 0;
     for (ChildProcess& process : processes) {
-      lost += process.Wait(60000).value_or(kCallsOfEach);
+      lost += ExitCodeOf(process, 60000);
     }
     return lost;
   }
@@ -154,12 +156,12 @@ TEST_F(ManyCallersTest, CopiesAtOnceGiveOneTray) {
   const DWORD tray_id = TrayProcess();
   for (unsigned i = 0; i < 4; ++i) {
     const bool is_tray = copies[i].id() == tray_id;
-    const DWORD code = is_tray ? 0 : copies[i].Wait().value_or(kStillRunning);
+    const DWORD code = is_tray ? 0 : ExitCodeOf(copies[i]);
     EXPECT_LE(code, 1u);
     if (code == 0) Expect("app Normal||" + std::to_string(i) + "|||");
   }
   EXPECT_TRUE(SendCommand(VELGUI_IPC_SHUTDOWN));
-  for (ChildProcess& copy : copies) EXPECT_TRUE(copy.Wait());
+  for (ChildProcess& copy : copies) ExitCodeOf(copy);
   EXPECT_EQ(Seen("load *"), 1u);
   EXPECT_EQ(Seen("destroy"), 1u);
 }

@@ -78,8 +78,8 @@ class SessionTest : public ProductTest {
     const ScopedHandle started(CreateEventW(
         &open, FALSE, FALSE, (L"vel_e2e_" + config + L"|" + argument).c_str()));
     LocalFree(open.lpSecurityDescriptor);
-    EXPECT_EQ(Run(command_line), 0u);
-    EXPECT_EQ(WaitForSingleObject(started.get(), kPatienceMs), WAIT_OBJECT_0)
+    ASSERT_EQ(Run(command_line), 0u);
+    ASSERT_EQ(WaitForSingleObject(started.get(), kPatienceMs), WAIT_OBJECT_0)
         << argument << " wasn't started in " << config;
   }
 
@@ -136,8 +136,8 @@ TEST_F(SessionTest, SessionEndedFromOutsideComesBack) {
   ASSERT_EQ(anchors.size(), 1u);
   KillProcess(anchors[0], 5);
   // The programs of a session end with it.
-  EXPECT_TRUE(WaitUntil([] { return ProcessesNamed(kApplication).empty(); }));
-  EXPECT_TRUE(WaitUntil([&] {
+  ASSERT_TRUE(WaitUntil([] { return ProcessesNamed(kApplication).empty(); }));
+  ASSERT_TRUE(WaitUntil([&] {
     const auto now = ProcessesNamed(kAnchor, tray().id());
     return now.size() == 1 && now != anchors;
   }));

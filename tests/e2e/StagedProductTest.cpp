@@ -18,7 +18,7 @@ TEST_F(StagedProductTest, DialogsAndSessionsOpenUnderThePlugins) {
     const HWND dialog = WaitForDialog(tray().id());
     EXPECT_NE(GetWindowTextLengthW(dialog), 0) << mode;
     PostMessageW(dialog, WM_COMMAND, IDCANCEL, 0);
-    EXPECT_TRUE(WaitUntil([&] { return !IsWindow(dialog); }));
+    ASSERT_TRUE(WaitUntil([&] { return !IsWindow(dialog); })) << mode;
   }
   EXPECT_TRUE(SendCommand(VELGUI_IPC_SOFT_SHUTDOWN));
   EXPECT_TRUE(ProcessesNamed(L"rundll32.exe", tray().id()).empty());

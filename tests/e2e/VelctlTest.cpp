@@ -15,7 +15,7 @@ class VelctlTest : public ProductTest {
     ChildProcess shell =
         ChildProcess::Start(L"cmd.exe /c \"\"" + product.File(L"velctl.exe") +
                             L"\" " + arguments + L" >\"" + out + L"\" 2>nul\"");
-    std::string text = std::to_string(shell.Wait().value_or(kStillRunning));
+    std::string text = std::to_string(ExitCodeOf(shell));
     text += ' ';
     for (const char c : product.Read(L"velctl.out")) {
       if (c != '\r') text += c == '\n' ? '|' : c;

@@ -20,6 +20,19 @@ std::wstring Tag() {
   return tag;
 }
 
+// A fatal failure otherwise leaves only the function that it is in, and the
+// test would go on from wait to wait.
+struct FatalFailuresEndTheTest : testing::EmptyTestEventListener {
+  void OnTestPartResult(const testing::TestPartResult& result) override {
+    if (result.fatally_failed()) throw testing::AssertionException(result);
+  }
+};
+[[maybe_unused]] const bool listens = [] {
+  testing::UnitTest::GetInstance()->listeners().Append(
+      new FatalFailuresEndTheTest);
+  return true;
+}();
+
 }  // namespace
 
 HWND FindTray() {
@@ -38,8 +51,11 @@ bool SendCommand(std::uint32_t command, const std::wstring& text) {
   std::memcpy(block.data(), &command, sizeof command);
   std::memcpy(block.data() + sizeof command, text.data(), text_bytes);
   COPYDATASTRUCT data = {0, static_cast<DWORD>(block.size()), block.data()};
-  return SendMessageW(FindTray(), WM_COPYDATA, 0,
-                      reinterpret_cast<LPARAM>(&data)) != 0;
+  DWORD_PTR answer = 0;
+  return SendMessageTimeoutW(FindTray(), WM_COPYDATA, 0,
+                             reinterpret_cast<LPARAM>(&data), SMTO_NORMAL,
+                             kPatienceMs, &answer) &&
+         answer != 0;
 }
 
 std::vector<DWORD> ProcessesNamed(const std::wstring& name, DWORD parent) {
@@ -81,14 +97,21 @@ Counts CountsOf(DWORD process_id) {
   return {entry->HandleCount, entry->NumberOfThreads};
 }
 
+DWORD ExitCodeOf(ChildProcess& process, DWORD timeout_ms) {
+  const auto code = process.Wait(timeout_ms);
+  [&] { ASSERT_TRUE(code) << "a process doesn't end"; }();
+  return *code;
+}
+
 HWND WaitForDialog(DWORD process_id) {
   HWND window = nullptr;
-  EXPECT_TRUE(WaitUntil([&] {
+  const auto is_there = [&] {
     DWORD owner = 0;
     window = FindWindowExW(nullptr, window, L"#32770", nullptr);
     GetWindowThreadProcessId(window, &owner);
     return owner == process_id && IsWindowVisible(window);
-  })) << "no dialog";
+  };
+  [&] { ASSERT_TRUE(WaitUntil(is_there)) << "no dialog"; }();
   return window;
 }
 
@@ -99,10 +122,12 @@ ProductTest::ProductTest() {
   fs::copy(stage, product.path(),
            fs::copy_options::recursive | fs::copy_options::overwrite_existing,
            error);
-  EXPECT_FALSE(error) << "VEL_E2E_STAGE has to name the staged product: "
-                      << error.message();
-  // The window and the mutex are the desktop's, not the test's.
-  EXPECT_EQ(FindTray(), nullptr) << "another tray runs on this desktop";
+  [&] {
+    ASSERT_FALSE(error) << "VEL_E2E_STAGE has to name the staged product: "
+                        << error.message();
+    // The window and the mutex are the desktop's, not the test's.
+    ASSERT_EQ(FindTray(), nullptr) << "another tray runs on this desktop";
+  }();
 }
 
 // A process that has just ended may still be let go of by the system; the
@@ -126,7 +151,7 @@ bool ProductTest::Install(const std::wstring& name) const {
 }
 
 void ProductTest::UseTestLibrary(const std::string& parameters) const {
-  EXPECT_TRUE(Install(L"Plugins\\test.dll") && Install(L"VELUL.dll"));
+  ASSERT_TRUE(Install(L"Plugins\\test.dll") && Install(L"VELUL.dll"));
   product.Write(L"Plugins\\plugins.txt", "test.dll," + parameters + "\r\n");
 }
 
@@ -142,7 +167,7 @@ std::size_t ProductTest::Seen(const std::string& text) const {
 }
 
 void ProductTest::Expect(const std::string& text, std::size_t times) const {
-  EXPECT_TRUE(WaitUntil([&] { return Seen(text) >= times; }))
+  ASSERT_TRUE(WaitUntil([&] { return Seen(text) >= times; }))
       << text << " wasn't seen " << times << " times in\n"
       << Log();
 }
@@ -153,7 +178,8 @@ ChildProcess ProductTest::Start(const std::wstring& arguments) const {
 }
 
 DWORD ProductTest::Run(const std::wstring& arguments) const {
-  return Start(arguments).Wait().value_or(kStillRunning);
+  ChildProcess process = Start(arguments);
+  return ExitCodeOf(process);
 }
 
 bool ProductTest::StartTray(const std::wstring& arguments) {
@@ -172,7 +198,7 @@ bool ProductTest::StartTray(const std::wstring& arguments) {
 
 DWORD ProductTest::WaitForTray() {
   _tray_was_awaited = true;
-  return _tray->Wait().value_or(kStillRunning);
+  return ExitCodeOf(*_tray);
 }
 
 DWORD ProductTest::Shutdown() {

@@ -19,13 +19,12 @@
 
 namespace vel::test {
 
-inline constexpr DWORD kStillRunning = 0xE2EE2E;
 inline constexpr wchar_t kProductKey[] = L"Software\\Tessavane\\VEL";
 
 // The tray's window, or null.
 HWND FindTray();
 DWORD TrayProcess();
-// The answer of the tray, false when there is none.
+// The answer of the tray, false when there is none in time.
 bool SendCommand(std::uint32_t command, const std::wstring& text = L"");
 
 // The running processes whose file is called `name`, of one parent or, for 0,
@@ -40,11 +39,17 @@ struct Counts {
 // As the system's list of processes has them.
 Counts CountsOf(DWORD process_id);
 
+// Waits for the end of a process and gives its exit code.
+DWORD ExitCodeOf(ChildProcess& process, DWORD timeout_ms = kPatienceMs);
+
 // Waits for the dialog box of a process.
 HWND WaitForDialog(DWORD process_id);
 
 // A copy of the stage with its own plug-ins, and per-user data in a directory
 // of the test's own.
+//
+// Whatever waits here ends the test when it has waited in vain, as every fatal
+// failure of a function that a test calls does in this program.
 class ProductTest : public testing::Test {
  protected:
   ProductTest();
