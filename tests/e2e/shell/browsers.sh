@@ -2,7 +2,9 @@
 # A user with both browsers: options on, options off, uninstall. Prints what
 # each step does to his files and keys, and compares that with what it may do.
 set -u
+# shellcheck source=tests/e2e/shell/common.sh
 source "$(dirname "$0")/common.sh"
+use_test_library
 explorer='HKCU\Software\Microsoft\Internet Explorer'
 options='HKCU\Software\Tessavane\VEL\Settings\Search'
 machine_scopes='HKLM\Software\Microsoft\Internet Explorer\SearchScopes'
@@ -44,10 +46,6 @@ changed() {
     fail "$1 differs from what it may do"
 }
 
-for key in "$explorer\\SearchScopes" 'HKCU\Software\Tessavane' "$machine_scopes"; do
-  windows reg delete "$key" /f >/dev/null
-done
-rm -rf "$firefox"
 mkdir -p "$firefox/p"
 printf '[Profile0]\r\nName=p\r\nIsRelative=1\r\nPath=p\r\n' \
   >"$firefox/profiles.ini"
@@ -97,7 +95,4 @@ $(sed 's/^>/</' <<<"$engine")"
 # A scope that is missing is added, while removing too.
 changed uninstall-again "$(ours '>')"
 
-windows reg delete "$explorer\\SearchScopes" /f >/dev/null
-windows reg delete "$machine_scopes" /f >/dev/null
-rm -rf "$firefox"
 echo "Passed"

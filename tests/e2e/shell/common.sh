@@ -1,13 +1,14 @@
 # shellcheck shell=bash
 # What the scripts of the end-to-end tests share. Sourced by bash; the script's
 # arguments are the staged product's folder, the folder of the test programs and
-# a folder for pictures and traces.
+# a folder for pictures and traces, where each script has one of its own.
 
-stage=$1 helpers=$2 results=$3
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../../.." && pwd)
-readonly skipped=77
+# shellcheck source=tests/e2e/shell/own_prefix.sh
+source "$(dirname "${BASH_SOURCE[0]}")/own_prefix.sh"
+stage=${1:?the staged product} helpers=${2:?the test programs}
+results=${3:?a folder for pictures and traces}/$(basename "$0" .sh)
+require_tools xdotool import
 
-skip() { echo "Skipped: $*"; exit $skipped; }
 fail() {
   echo "FAILED: $*"
   [ -e "$product/events.log" ] && cat "$product/events.log"
@@ -15,41 +16,18 @@ fail() {
   exit 1
 }
 
-# A prefix that somebody works in isn't touched: these tests end all of its
-# programs.
-[ -n "${VEL_WINEPREFIX:-}" ] ||
-  skip "VEL_WINEPREFIX names no Wine prefix for the tests"
-for tool in wine wineserver xdotool import xdpyinfo; do
-  command -v $tool >/dev/null || skip "$tool isn't installed"
-done
-xdpyinfo >/dev/null 2>&1 || skip "there is no display"
-export WINEPREFIX=$VEL_WINEPREFIX
-# The desktop has to come up on this display.
-wineserver -k 2>/dev/null
-wineserver -w
+# Runs a Windows program. One that hangs is ended after `limit` seconds, or never
+# for 0, with the exit code 124.
+limit=100
+windows() { timeout --foreground "$limit" "$root/cmake/wine-run" "$@" 2>&1; }
 
-windows() { "$root/cmake/wine-run" "$@" 2>&1; }
-
-windows reg query 'HKCU\Software\Wine\Explorer' /v Desktop 2>/dev/null |
-  grep -q shell || skip "the Wine prefix has no shell desktop"
-
-product=$(mktemp -d)
-batches=$(mktemp -d)
-mkdir -p "$results"
-finish() {
-  cp "$product"/*.log "$results" 2>/dev/null
-  wineserver -k 2>/dev/null
-  wineserver -w
-  rm -rf "$product" "$batches"
+# The test library becomes the only plug-in and the session library.
+use_test_library() {
+  cp "$helpers/e2e_library.dll" "$product/Plugins/test.dll" &&
+    cp "$helpers/e2e_library.dll" "$product/VELUL.dll" &&
+    printf 'test.dll\r\n' >"$product/Plugins/plugins.txt" ||
+    fail "the test library can't be copied"
 }
-trap finish EXIT
-
-# The product with the test library as its only plug-in and as its session
-# library.
-cp -r "$stage/." "$product/"
-cp "$helpers/e2e_library.dll" "$product/Plugins/test.dll"
-cp "$helpers/e2e_library.dll" "$product/VELUL.dll"
-printf 'test.dll\r\n' >"$product/Plugins/plugins.txt"
 
 # run_line <program> <arguments...>: starts it with the arguments as they stand.
 # Through a batch file, since Wine escapes the quotes of what it is given by a
@@ -63,14 +41,16 @@ run_line() {
   windows cmd /c "$(winepath -w "$batch")"
 }
 brindlemar() { run_line "$product/Brindlemar.exe" "$@"; }
-start_tray() { brindlemar "$@" >/dev/null & }
+start_tray() { limit=0 brindlemar "$@" >/dev/null & }
+
+tray_is_up() { windows "$stage/velctl.exe" status >/dev/null; }
+tray_is_gone() { ! tray_is_up; }
 
 take_picture() { import -window root "$results/$1.png" 2>/dev/null || true; }
 
-# wait_until <seconds> <command...>
+# wait_until <command...>: until it succeeds, or too long for a busy machine.
 wait_until() {
-  local end=$((SECONDS + $1))
-  shift
+  local end=$((SECONDS + 60))
   until "$@"; do
     [ $SECONDS -lt $end ] || return 1
     sleep 0.1
@@ -79,11 +59,28 @@ wait_until() {
 
 # How often the plug-in or the session library has seen an event.
 seen() {
-  cat "$product/events.log" 2>/dev/null | grep -ac "^$1\$" || true
+  if [ -e "$product/events.log" ]; then
+    grep -ac "^$1\$" "$product/events.log"
+  else
+    echo 0
+  fi
 }
 seen_times() { [ "$(seen "$1")" -ge "$2" ]; }
 # expect_event <event> [<times>]
 expect_event() {
-  wait_until 20 seen_times "$1" "${2:-1}" ||
+  wait_until seen_times "$1" "${2:-1}" ||
     fail "the event '$1' wasn't seen ${2:-1} times"
 }
+
+finish() {
+  cp "$product"/*.log "$results" 2>/dev/null
+  end_wine
+}
+trap finish EXIT
+
+# Everything that a run makes lies in its prefix.
+product=$WINEPREFIX/product
+batches=$WINEPREFIX/batches
+rm -rf "$results"
+mkdir -p "$batches" "$results"
+cp -r "$stage" "$product" || fail "the stage can't be copied"

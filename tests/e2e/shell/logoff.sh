@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Wine's own end of the user's session: refused by a plug-in, then agreed to.
 set -u
+# shellcheck source=tests/e2e/shell/common.sh
 source "$(dirname "$0")/common.sh"
+use_test_library
 
 start_tray '/shex_file="x"'
 expect_event 'app Normal||x|||'

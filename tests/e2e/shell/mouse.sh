@@ -2,33 +2,12 @@
 # A user at the icon: mouse and keyboard on the real notification area, and
 # the death of the shell.
 set -u
+# shellcheck source=tests/e2e/shell/common.sh
 source "$(dirname "$0")/common.sh"
+# shellcheck source=tests/e2e/shell/icon.sh
+source "$(dirname "$0")/icon.sh"
+use_test_library
 
-desktop() { xdotool search --name 'Wine desktop' 2>/dev/null | head -n 1; }
-desktop_is_up() { [ -n "$(desktop)" ]; }
-
-# The place of the only icon: the lower right corner of the desktop.
-find_icon_place() {
-  local X Y WIDTH HEIGHT
-  eval "$(xdotool getwindowgeometry --shell "$(desktop)" | grep -E '^(X|Y|WIDTH|HEIGHT)=')"
-  icon_x=$((X + WIDTH - 11))
-  icon_y=$((Y + HEIGHT - 10))
-}
-# What is to be seen there.
-icon_pixels() {
-  import -window root -crop "18x18+$((icon_x - 9))+$((icon_y - 9))" rgb:- |
-    md5sum
-}
-icon_shows() { [ "$(icon_pixels)" != "$empty" ]; }
-icon_is_gone() { [ "$(icon_pixels)" = "$empty" ]; }
-
-mouse_away() { xdotool mousemove $((icon_x - 500)) $((icon_y - 400)); sleep 0.2; }
-click_icon() {
-  mouse_away
-  xdotool mousemove $icon_x $icon_y
-  sleep 0.2
-  xdotool click "$@"
-}
 # Opens the menu; the keys then go to the window under the pointer, which has
 # to be the menu.
 open_menu() {
@@ -43,14 +22,9 @@ open_menu() {
 # A hidden icon first: that shows what the empty place looks like.
 start_tray '/icon="hidden"'
 expect_event 'broadcast VELGUI_INITIALIZED'
-wait_until 20 desktop_is_up || fail "no desktop"
-xdotool windowfocus "$(desktop)"
-sleep 1
-find_icon_place
-mouse_away
-empty=$(icon_pixels)
+learn_empty_place
 brindlemar '/icon="shown" /shex_file="x"' || fail "the hand-over failed"
-wait_until 10 icon_shows || fail "the icon doesn't come"
+wait_until icon_shows || fail "the icon doesn't come"
 
 open_menu 3
 take_picture menu
@@ -77,18 +51,18 @@ xdotool key x
 expect_event 'query 0 session refused'
 rm "$product/veto"
 mouse_away
-wait_until 5 icon_shows || fail "the veto doesn't keep the icon"
+wait_until icon_shows || fail "the veto doesn't keep the icon"
 
 brindlemar '/icon="hidden"' || fail "the tray has gone"
-wait_until 10 icon_is_gone || fail "the icon isn't hidden"
+wait_until icon_is_gone || fail "the icon isn't hidden"
 brindlemar '/icon="shown"' || fail "the tray has gone"
-wait_until 10 icon_shows || fail "the icon isn't shown again"
+wait_until icon_shows || fail "the icon isn't shown again"
 
 open_menu 3
 xdotool key Down Return
 expect_event 'query 0 session agreed'
 expect_event destroy
 mouse_away
-wait_until 10 icon_is_gone || fail "the icon stays behind"
+wait_until icon_is_gone || fail "the icon stays behind"
 
 echo "Passed"

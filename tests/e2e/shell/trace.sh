@@ -3,7 +3,9 @@
 # calls of the hand-over. No file is opened, no library loaded, no registry
 # key, resource or log touched.
 set -u
+# shellcheck source=tests/e2e/shell/common.sh
 source "$(dirname "$0")/common.sh"
+use_test_library
 
 start_tray
 expect_event 'broadcast VELGUI_INITIALIZED'
