@@ -29,17 +29,22 @@ std::vector<std::wstring> own_arguments() {
   return arguments;
 }
 
-std::wstring title() {
+std::wstring title(const std::vector<std::wstring>& opened_with) {
+  std::wstring title;
+  for (const std::wstring& argument : opened_with) title += argument + L" - ";
   const std::wstring name = configuration();
-  return name.empty() ? L"SessionView" : L"SessionView - " + name;
+  title += name.empty() ? L"outside of a session" : name;
+  return title + L" - SessionView";
 }
 
 bool run(HINSTANCE instance, int show) {
   const Options options = parse_options(own_arguments());
   if (options.help) return print_text(kUsage);
+  if (options.list) return print_text(Window::open_titles());
   const std::wstring report = make_report(options.opened_with);
-  return options.text ? print_text(report)
-                      : Window(instance, title(), report).run(show);
+  return options.text
+             ? print_text(report)
+             : Window(instance, title(options.opened_with), report).run(show);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@ extern const wchar_t kUsage[];
 
 struct Options {
   bool text = false;  // prints instead of showing a window
+  bool list = false;  // prints the titles of the open windows
   bool help = false;
   // What the program was opened with, usually one URL or file.
   std::vector<std::wstring> opened_with;

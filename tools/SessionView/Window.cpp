@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <iterator>
 
 #include "SessionView/Resource.h"
 #include "sync/ProcAddress.h"
@@ -51,7 +52,25 @@ void set_first_size(HWND window, UINT dpi) {
                SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
+BOOL CALLBACK add_title(HWND window, LPARAM titles) {
+  wchar_t name[std::size(kClass) + 1];
+  GetClassNameW(window, name, static_cast<int>(std::size(name)));
+  if (std::wcscmp(name, kClass) != 0) return TRUE;
+  std::wstring title(static_cast<std::size_t>(GetWindowTextLengthW(window)) + 1,
+                     L'\0');
+  title.resize(static_cast<std::size_t>(
+      GetWindowTextW(window, title.data(), static_cast<int>(title.size()))));
+  *reinterpret_cast<std::wstring*>(titles) += title + L"\r\n";
+  return TRUE;
+}
+
 }  // namespace
+
+std::wstring Window::open_titles() {
+  std::wstring titles;
+  EnumWindows(&add_title, reinterpret_cast<LPARAM>(&titles));
+  return titles;
+}
 
 Window::~Window() {
   if (_font != nullptr) DeleteObject(_font);

@@ -13,6 +13,10 @@ namespace sessionview {
 // selects all. To be used by one thread.
 class Window {
  public:
+  // The titles of all such windows on this desktop, of any process, a line
+  // each.
+  static std::wstring open_titles();
+
   Window(HINSTANCE instance, std::wstring title, std::wstring text)
       : _instance(instance), _title(std::move(title)), _text(std::move(text)) {}
   ~Window();
