@@ -8,6 +8,9 @@ namespace vel::test {
 namespace {
 
 constexpr wchar_t kChildMarker[] = L"--vel-child";
+// The exit code of a child whose body has returned 0. A process that something
+// else ends can have 0 too.
+constexpr int kReturnedZero = 0x5EED;
 
 std::map<std::wstring, ChildMain>& Children() {
   static std::map<std::wstring, ChildMain> children;
@@ -33,7 +36,8 @@ std::optional<int> RunAsChild(int argc, wchar_t** argv) {
   const auto child = Children().find(argv[2]);
   if (child == Children().end()) return 1000;
   SetUnhandledExceptionFilter(EndWithItsCode);
-  return child->second(argc > 3 ? argv[3] : L"");
+  const int code = child->second(argc > 3 ? argv[3] : L"");
+  return code == 0 ? kReturnedZero : code;
 }
 
 std::wstring TestProgramPath() {
@@ -42,7 +46,8 @@ std::wstring TestProgramPath() {
 }
 
 ChildProcess::ChildProcess(const std::wstring& name,
-                           const std::wstring& argument) {
+                           const std::wstring& argument)
+    : _is_child(true) {
   Launch(L"\"" + TestProgramPath() + L"\" " + kChildMarker + L" " + name +
          L" \"" + argument + L"\"");
 }
@@ -85,7 +90,9 @@ std::optional<DWORD> ChildProcess::Wait(DWORD timeout_ms) {
       !GetExitCodeProcess(process(), &code)) {
     return std::nullopt;
   }
-  return code;
+  if (!_is_child) return code;
+  if (code == 0) return std::nullopt;
+  return code == kReturnedZero ? 0 : code;
 }
 
 void ChildProcess::Kill(UINT exit_code) {

@@ -12,8 +12,8 @@
 
 namespace vel::test {
 
-// The body of a child; its result is the child's exit code. `argument` is what
-// ChildProcess was given.
+// The body of a child; its result is what ChildProcess::Wait returns.
+// `argument` is what ChildProcess was given.
 using ChildMain = int (*)(const std::wstring& argument);
 
 struct ChildRegistration {
@@ -27,8 +27,8 @@ struct ChildRegistration {
       L"" #name, &VelChild_##name);                                     \
   static int VelChild_##name([[maybe_unused]] const std::wstring& argument)
 
-// Runs the child that the command line names and gives its exit code, or
-// nothing when this process is no child. For the test program's entry.
+// Runs the child that the command line names and returns the exit code for it,
+// or nothing when this process is no child. For the test program's entry.
 std::optional<int> RunAsChild(int argc, wchar_t** argv);
 
 // A running process, killed at the end of the scope if it still runs.
@@ -44,7 +44,9 @@ class [[nodiscard]] ChildProcess {
   // this process's.
   static ChildProcess Start(const std::wstring& command_line);
 
-  // Its exit code, all 32 bits, or nothing when it still runs after the time.
+  // Its exit code, all 32 bits, or nothing when it still runs after the time. A
+  // child that has ended with 0 but whose body hasn't returned gives nothing
+  // too.
   std::optional<DWORD> Wait(DWORD timeout_ms = 30000);
   void Kill(UINT exit_code = 1);
   HANDLE process() const { return _process.get(); }
@@ -54,6 +56,7 @@ class [[nodiscard]] ChildProcess {
   ChildProcess() = default;
   void Launch(std::wstring command_line);
 
+  bool _is_child = false;
   ScopedHandle _process;
   DWORD _id = 0;
 };

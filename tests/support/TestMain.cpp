@@ -1,10 +1,13 @@
-// The entry of every test program, with a watchdog: a program that hangs ends
-// while its output still tells in which test.
+// The entry of every test program. Its last line tells that every test has run
+// to its end: run_test.cmake looks for it, since a program can end with 0 in
+// other ways. A watchdog ends a program that hangs while its output still tells
+// in which test.
 #include <gtest/gtest.h>
 #include <windows.h>
 
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 
 #include "support/ChildProcess.h"
 
@@ -12,8 +15,14 @@ namespace {
 
 constexpr unsigned kSecondsForOneTest = 120;
 constexpr UINT kHangExitCode = 97;
+constexpr UINT kExitInATestCode = 96;
 
 std::atomic<ULONGLONG> deadline{0};
+std::atomic<bool> all_tests_returned{false};
+
+void FeedWatchdog() {
+  deadline = GetTickCount64() + kSecondsForOneTest * 1000;
+}
 
 DWORD WINAPI Watch(void*) {
   while (GetTickCount64() < deadline.load()) Sleep(500);
@@ -23,11 +32,43 @@ DWORD WINAPI Watch(void*) {
   return 0;
 }
 
-struct FeedPerTest : testing::EmptyTestEventListener {
-  void OnTestStart(const testing::TestInfo&) override {
-    deadline = GetTickCount64() + kSecondsForOneTest * 1000;
+// Counts over all repetitions of the tests.
+struct Progress : testing::EmptyTestEventListener {
+  void OnTestIterationStart(const testing::UnitTest& all, int) override {
+    to_run += all.test_to_run_count();
   }
+  void OnTestStart(const testing::TestInfo&) override { FeedWatchdog(); }
+  void OnTestEnd(const testing::TestInfo&) override { ++ran; }
+
+  int to_run = 0;
+  int ran = 0;
 };
+
+// A test that calls exit() hides its own failures and the tests after it.
+void RefuseExitInATest() {
+  if (all_tests_returned) return;
+  std::fflush(stdout);
+  std::fprintf(stderr, "exit() was called in a test\n");
+  std::fflush(stderr);
+  TerminateProcess(GetCurrentProcess(), kExitInATestCode);
+}
+
+// Runs the tests and returns the program's exit code.
+int RunTests() {
+  auto* progress = new Progress;  // gtest deletes it at the end of the process
+  testing::UnitTest::GetInstance()->listeners().Append(progress);
+  int result = RUN_ALL_TESTS();
+  all_tests_returned = true;
+  if (testing::GTEST_FLAG(list_tests)) return result;
+  if (progress->to_run == 0) {
+    std::printf("No test matches the filter.\n");
+    result = 1;
+  }
+  std::printf("End of the test program: %d of %d tests ran, result %d\n",
+              progress->ran, progress->to_run, result);
+  std::fflush(stdout);
+  return result;
+}
 
 }  // namespace
 
@@ -36,8 +77,8 @@ int wmain(int argc, wchar_t** argv) {
   SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
   if (const auto code = vel::test::RunAsChild(argc, argv)) return *code;
   testing::InitGoogleTest(&argc, argv);
-  testing::UnitTest::GetInstance()->listeners().Append(new FeedPerTest);
-  deadline = GetTickCount64() + kSecondsForOneTest * 1000;
+  std::atexit(RefuseExitInATest);
+  FeedWatchdog();
   CloseHandle(CreateThread(nullptr, 0, &Watch, nullptr, 0, nullptr));
-  return RUN_ALL_TESTS();
+  return RunTests();
 }
