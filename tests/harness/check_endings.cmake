@@ -17,11 +17,6 @@ set(endings
   "ChildIsKilled|ended with: 1"
   "NoSuchEnding|No test matches the filter")
 
-# The first program starts Wine's services, and they would hold a pipe of it
-# open for seconds.
-execute_process(COMMAND ${EMULATOR} ${PROGRAM} --gtest_list_tests
-  OUTPUT_FILE endings.txt ERROR_FILE endings.txt)
-
 # Sets `code` and `output`.
 macro(run_ending name)
   set(ENV{GTEST_FILTER} Endings.${name})
