@@ -147,9 +147,11 @@ TEST(VelPipeServer, SurvivesItsClients) {
   Server server(
       [&](const std::wstring& args) { return args.empty() ? gate.Pass() : 5; });
   ASSERT_TRUE(server.Start());
-  Client(server.name).Close();
-  EXPECT_TRUE(WaitUntil([&] { return log.Contains(2, L" read=0"); }));
+  Client says_nothing(server.name);
+  // Finds an instance only when the server has taken the client before it.
   Client gone(server.name);
+  says_nothing.Close();
+  EXPECT_TRUE(WaitUntil([&] { return log.Contains(2, L" read=0"); }));
   gone.Send(7, 8);
   test::ChildProcess child(L"SendsAndHolds", server.name);
   Client never_reads(server.name);

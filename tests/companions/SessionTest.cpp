@@ -121,8 +121,10 @@ class SessionTest : public testing::Test {
                   std::wstring(L"--vel-child HasAWindow ") + answers),
               ERROR_SUCCESS);
     HWND window = nullptr;
+    // It can be found before it is shown, and only then be asked to close.
     EXPECT_TRUE(WaitUntil([&] {
-      return (window = FindWindowW(L"STATIC", title)) != nullptr;
+      window = FindWindowW(L"STATIC", title);
+      return IsWindowVisible(window) != FALSE;
     })) << "no such window";
     DWORD process = 0;
     GetWindowThreadProcessId(window, &process);

@@ -153,26 +153,27 @@ TEST(VelRecursiveThreadSpinLock, MisuseThrowsAndADeadOwnerIsReplaced) {
   EXPECT_EQ(ctx.recursion_cnt, -1);
 }
 
-// Each look at the clock takes `tick_step` ms.
-std::atomic<DWORD> tick_now{1000};
-std::atomic<DWORD> tick_step{0};
-DWORD WINAPI FakeTicks() {
-  return tick_now.fetch_add(tick_step);
-}
+// A clock that stands until each look at it takes `step` ms. One at a time.
+struct FakeClock {
+  FakeClock() { now = 1000, step = 0; }
+  static DWORD WINAPI Ticks() { return now.fetch_add(step); }
+  static inline std::atomic<DWORD> now, step;
+};
 
 // A writer that meets a reader keeps the internal lock, so nobody else gets in,
 // and forces the lock open after 262144 ms.
 TEST(VelMultiReadSpinLock, AWriterSitsOutItsReaders) {
   const test::LogCapture log;
+  FakeClock clock;
   VelMultiReadSpinLock::Context ctx;
-  VelMultiReadSpinLock lock(&ctx, FakeTicks);
+  VelMultiReadSpinLock lock(&ctx, FakeClock::Ticks);
   lock.ReadLock();
   std::thread writer([&] { lock.WriteLock(); });
   while (ctx.locker == 0) Sleep(1);
   lock.ReadUnlock();
   Sleep(50);
   EXPECT_FALSE(log.Contains(3, L"timeout"));
-  tick_step = 0x10000;
+  clock.step = 0x10000;
   writer.join();
   EXPECT_TRUE(log.Contains(3, L"VelMultiReadSpinLock::InternalLock - timeout"));
 }

@@ -102,8 +102,10 @@ TEST_F(UsageTest, ReportsEvery900Seconds) {
 // A slow server, or a message that nobody has answered yet.
 TEST_F(UsageTest, TheEndWaitsForAReportThatIsUnderWay) {
   static HANDLE answer;
-  static std::atomic<bool> sending, ended;
+  static std::atomic<bool> sending;
   answer = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  sending = false;
+  std::atomic<bool> ended = false;
   times = {100000};
   at = 0;
   UsageCalls calls = kTestCalls;
