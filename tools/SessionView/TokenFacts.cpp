@@ -44,7 +44,7 @@ std::wstring account_text(PSID sid) {
   DWORD name_size = ARRAYSIZE(name);
   DWORD domain_size = ARRAYSIZE(domain);
   SID_NAME_USE use = {};
-  const std::wstring text = sid_text(sid);
+  std::wstring text = sid_text(sid);
   if (!LookupAccountSidW(nullptr, sid, name, &name_size, domain, &domain_size,
                          &use)) {
     return text;
