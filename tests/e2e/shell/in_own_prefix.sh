@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# in_own_prefix.sh <program> <arguments...>: runs a Windows program in a Wine
-# prefix of its own. The emulator of e2e_tests.
+# in_own_prefix.sh <command...>: runs a command in a Wine prefix of its own.
 set -u
 kept=()
 for name in VEL_E2E_STAGE "${!GTEST_@}"; do
@@ -9,4 +8,4 @@ done
 # shellcheck source=tests/e2e/shell/own_prefix.sh
 source "$(dirname "$0")/own_prefix.sh"
 export "${kept[@]}"
-"$root/cmake/wine-run" "$@"
+"$@"
