@@ -11,7 +11,8 @@ session_windows() {
 opens_something() {
   case $* in
     *://* | */shex_file=*) true ;;
-    *) false ;;
+    '' | /*) false ;;
+    *) true ;;
   esac
 }
 
@@ -20,8 +21,8 @@ tell_window() {
   echo "SessionView.exe has got ${title% - *} in the session ${title##* - }."
 }
 
-# The log's newest records of a start; it is pushed by the first record after 5
-# seconds, and a status query is one.
+# What the log has of the last run command. The log is pushed by the first record
+# after 5 seconds, and a status query makes one.
 logged_start() {
   local log
   sleep 6
@@ -30,7 +31,8 @@ logged_start() {
   [ -n "$log" ] || { echo "There is no log."; return; }
   timeout 20 wine "$stage/swlcat.exe" --key "$root/build/log-key/private.pem" \
     "$(winepath -w "$log")" 2>/dev/null | tr -d '\r' |
-    grep -E 'process_runcmd|start_app|ensure_session_active' | tail -n 4
+    awk '/TrayMenuHolder::process_runcmd/ {lines = ""} {lines = lines $0 "\n"}
+      END {printf "%s", lines}' | grep -v 'OnGuiIpc(13'
 }
 
 # tell_what_happened <session_windows before> <arguments...>
@@ -43,7 +45,7 @@ tell_what_happened() {
     [ -z "$title" ] || { tell_window "$title"; return; }
     sleep 0.5
   done
-  echo "No SessionView window shows it: another program may have got it, or it"
-  echo "couldn't be opened. The log's last lines of it:"
+  echo "No SessionView window shows it: it was for another program, or it couldn't"
+  echo "be opened. The log has of it:"
   logged_start
 }
