@@ -12,9 +12,10 @@ said=$("$root/cmake/check-paths" "$tree") || status=$?
 git init -q "$tree"
 prepare() { git -C "$tree" add -A; }
 
-# <line> | what the refusal says, nothing where it passes. An @ stands for the
-# slash at the start of a path, since this file is tracked too.
+# <line> | what the refusal says, nothing where it passes. An @ stands for a
+# slash and a % for a backslash, since this file is tracked too.
 while IFS='|' read -r line words; do
+  line=${line//%/\\}
   expect check-paths A.txt "${line//@//}" "${words//@//}"
 done <<'END'
 #!@usr/bin/env bash|
@@ -31,7 +32,7 @@ cd @home/ann/brindlemar|@home/ann
 x="@tmp/a.log"|@tmp/a.log
 ${TMPDIR:-@tmp}|@tmp
 see @Users/ann.|@Users/ann.
-L"Z:\\home\\ann\\x"|Z:
+L"Z:%%home%%ann%%x"|Z:
 Z:@tmp/x|Z:
 PATH=@usr/bin:@opt/x/bin|@opt/x
 @workspace/x|@workspace/x
