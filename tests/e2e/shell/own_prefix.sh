@@ -46,11 +46,12 @@ end_earlier_run() {
 copy_prefix() {
   local template=$1 copy=$2
   rm -rf "$copy"
-  cp -al "$template" "$copy" &&
+  if ! { cp -al "$template" "$copy" &&
     (cd "$template" && find . -type f ! -name '*.dll' ! -name '*.exe' \
       -exec cp -p --parents --remove-destination -t "$copy" {} +) &&
-    find "$copy/drive_c/users" -type l -exec rm {} \; -exec mkdir {} \; ||
+    find "$copy/drive_c/users" -type l -exec rm {} \; -exec mkdir {} \;; }; then
     die "The Wine prefix can't be copied to $copy"
+  fi
 }
 
 end_earlier_run
