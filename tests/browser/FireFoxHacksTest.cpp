@@ -100,8 +100,8 @@ TEST_F(FireFoxHacksTest, RunsFirefoxUnseenUntilItIsGone) {
   } rows[] = {
       {L"window", 10, start + "close end ", true, false},
       {L"stubborn", 10, start + stubborn, true, true},
-      {L"hidden", 100, start, false, true},
-      {L"ends", 100, start, false, false},
+      {L"hidden", 500, start, false, true},
+      {L"ends", 500, start, false, false},
   };
   for (const auto& row : rows) {
     _mode.Set(row.mode);

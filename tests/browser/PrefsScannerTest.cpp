@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <cstdlib>
 #include <random>
 
 #include "browser/RuleTable.h"
+#include "support/Soak.h"
 
 namespace vel {
 namespace {
@@ -126,17 +126,15 @@ class Inputs {
 };
 
 TEST(PrefsScanner, TakesGeneratedAndMutatedInputsAsTheRulesDo) {
-  // A million in the five passes of a soak.
-  const bool soaks = std::getenv("GTEST_REPEAT") != nullptr;
-  const int kCount = soaks ? 200'000 : 50'000;
+  const int count = test::ShareOfSoak(50'000, 1'000'000);
   Inputs inputs;
   int with_calls = 0;
-  for (int i = 0; i < kCount; ++i) {
+  for (int i = 0; i < count; ++i) {
     const std::string text = inputs.next();
     EXPECT_SAME(text);
     with_calls += !scanned(text).empty();
   }
-  EXPECT_GT(with_calls, kCount / 8) << "most inputs reach no value";
+  EXPECT_GT(with_calls, count / 8) << "most inputs reach no value";
 }
 
 }  // namespace
