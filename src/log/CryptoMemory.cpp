@@ -36,7 +36,7 @@ void prepare_libcrypto() noexcept {
     crypto_heap = HeapCreate(0, 0, 0);
     if (crypto_heap == nullptr ||
         CRYPTO_set_mem_functions(allocate, resize, release) != 1) {
-      vel_trap();
+      vel_trap_in_lock();
     }
     OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT | OPENSSL_INIT_NO_LOAD_CONFIG,
                         nullptr);

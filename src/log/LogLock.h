@@ -1,6 +1,8 @@
 #ifndef VEL_LOG_LOGLOCK_H_
 #define VEL_LOG_LOGLOCK_H_
 
+#include <windows.h>
+
 #include <atomic>
 #include <cstdint>
 
@@ -14,6 +16,10 @@ namespace vel {
 // an ending process.
 void wait_for_word(std::atomic<std::uint32_t>& word,
                    std::uint32_t mark) noexcept;
+// The same for at most `milliseconds`: false when `mark` isn't in. False at
+// once when it was in before, and on the last thread of an ending process.
+[[nodiscard]] bool try_word(std::atomic<std::uint32_t>& word,
+                            std::uint32_t mark, DWORD milliseconds) noexcept;
 
 // The kind of the log's two locks, the innermost of the process. A bare word;
 // `Mark` gives what its owner puts in.
@@ -38,6 +44,11 @@ class VEL_CAPABILITY("mutex") YieldLock {
     if (!_word.compare_exchange_strong(seen, Mark())) {
       wait_for_word(_word, Mark());
     }
+  }
+  // For a thread that may have the lock already: false, too, in that case.
+  [[nodiscard]] bool try_lock_for(DWORD milliseconds) noexcept
+      VEL_TRY_ACQUIRE(true) {
+    return try_word(_word, Mark(), milliseconds);
   }
   void unlock() noexcept VEL_RELEASE() { _word.exchange(0); }
 

@@ -218,7 +218,7 @@ VelLogStream::FileState VelLogStream::look_at_file() noexcept {
                                  nt::kFileStandardInformation);
   if (status == nt::kStatusInvalidHandle) {
     // Somebody in this process has closed the handle.
-    if (_level < kDefaultLogLevel) vel_trap();
+    if (_level < kDefaultLogLevel) vel_trap_in_lock();
     _file = nullptr;
     return FileState::kGone;
   }

@@ -88,6 +88,12 @@ void VelLog_FlushBuffer() noexcept {
   if (VelLogStream* stream = use.stream()) stream->flush_buffer();
 }
 
+void VelLog_TryFlushBuffer() noexcept {
+  if (!has_log()) return;
+  const LogUse use;
+  if (VelLogStream* stream = use.stream()) stream->try_flush_buffer();
+}
+
 bool VelLog_IsDebug() noexcept {
   if (!has_log()) return false;
   const LogUse use;

@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include "log/LogFlush.h"
+
 namespace vel {
 
 // The levels of a record. A record is kept when its level is at or above the

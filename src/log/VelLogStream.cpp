@@ -14,6 +14,7 @@ constexpr std::uint32_t kBufferBytes = 0x11000;
 // A record of this size goes past the buffer, and a buffer this full goes out.
 constexpr std::uint32_t kPushBytes = 0x10000;
 constexpr DWORD kPushInterval = 5120;  // ms
+constexpr DWORD kTryPatience = 1000;   // ms
 constexpr SIZE_T kHeapBytes = 0x10000;
 
 }  // namespace
@@ -70,6 +71,13 @@ void VelLogStream::flush_buffer() noexcept {
   if (_fill != 0) push_buffer(GetTickCount());
 }
 
+void VelLogStream::try_flush_buffer() noexcept {
+  const LastErrorKeeper keeper;
+  if (!_lock.try_lock_for(kTryPatience)) return;
+  if (_fill != 0) push_buffer(GetTickCount());
+  _lock.unlock();
+}
+
 void VelLogStream::enqueue(unsigned flags, void* data,
                            std::uint32_t length) noexcept {
   const DWORD now = GetTickCount();
@@ -102,7 +110,7 @@ void VelLogStream::write_through(unsigned flags, void* data,
   write_out(data, length);
   if ((flags & kSynchronous) == 0) return;
   flush_to_disk();
-  vel_trap();
+  vel_trap_in_lock();
 }
 
 // The buffer is replaced, not reused: the writer may change it in place.

@@ -49,6 +49,9 @@ class VelLogStream {
   // Pushes the buffer to the file, without a flush to the disk. Keeps the last
   // error.
   void flush_buffer() noexcept VEL_EXCLUDES(_lock);
+  // The same, unless the lock can't be had within 1 s or the calling thread has
+  // it.
+  void try_flush_buffer() noexcept;
 
   [[nodiscard]] std::uint32_t level() const noexcept { return _level; }
   // The Win32 form of the file's path, null while no file is open.

@@ -34,7 +34,7 @@ class VelProfileHolder::List {
   List() {
     const NTSTATUS status =
         nt::ZwCreateMutant(&_mutant, MUTANT_ALL_ACCESS, nullptr, FALSE);
-    if (!nt::succeeded(status)) vel_trap();
+    if (!nt::succeeded(status)) vel_trap_in_lock();
   }
   ~List() {
     closed.store(true);

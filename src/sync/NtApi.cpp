@@ -62,7 +62,7 @@ AnyFunction look_up(Index index) {
   const LastErrorKeeper keeper;
   const auto address =
       proc_address<AnyFunction>(GetModuleHandleW(L"ntdll.dll"), kNames[index]);
-  if (address == nullptr) vel_trap();
+  if (address == nullptr) vel_trap_in_lock();
   s_addresses[index].store(address, std::memory_order_relaxed);
   return address;
 }

@@ -24,7 +24,7 @@ DWORD pause_of(std::uint32_t pass) {
 void VelMultiReadSpinLock::ReadLock() {
   const LastErrorKeeper keeper;
   InternalLock(true);
-  if (_ctx->readers.fetch_add(1) + 1 < 1) vel_trap();
+  if (_ctx->readers.fetch_add(1) + 1 < 1) vel_trap_in_lock();
   InternalUnlock();
 }
 

@@ -38,7 +38,7 @@ VelThreadFlag::VelThreadFlag() {
     return;
   }
   _slot = TlsAlloc();
-  if (_slot == TLS_OUT_OF_INDEXES) vel_trap();
+  if (_slot == TLS_OUT_OF_INDEXES) vel_trap_in_lock();
   _mask = 1;
   try {
     slots->emplace(_slot, _mask);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <tuple>
 
@@ -9,6 +10,8 @@
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 #include "support/LogDirectory.h"
+#include "support/Threads.h"
+#include "sync/Trap.h"
 
 namespace vel {
 namespace {
@@ -150,6 +153,35 @@ TEST(VelLog, AFatalRecordTrapsWithTheRecordOnDisk) {
   const std::vector<LogLine> lines = test::ReadLog(path);
   ASSERT_EQ(lines.size(), 3u);
   EXPECT_EQ(lines[2].text, L"fatal 7");
+}
+
+// "<who has the log's lock, or w for a trap in a word lock> <log file>"
+VEL_CHILD_MAIN(TrapWithAFullBuffer) {
+  const LogCapture log(2, argument.substr(2));
+  VelLog_Print(4, L"known");
+  SetLastError(0x1234);
+  VelLog_TryFlushBuffer();
+  if (GetLastError() != 0x1234) return 1;
+  VelLog_Print(4, L"last");
+  std::optional<test::HoldingThread> other;
+  if (argument[0] == L'o') other.emplace([] { LogCapture::Lock().lock(); });
+  if (argument[0] == L'm') LogCapture::Lock().lock();
+  if (argument[0] == L'w') vel_trap_in_lock();
+  vel_trap();
+}
+
+TEST(VelLog, ATrapComesWithTheBufferInTheFileIfTheLockIsToBeHad) {
+  const test::ScratchDirectory directory;
+  for (const wchar_t* owner : {L"-", L"o", L"m", L"w"}) {
+    const std::wstring path = directory.File(std::wstring(owner) + L".swl");
+    const DWORD start = GetTickCount();
+    test::ChildProcess child(L"TrapWithAFullBuffer",
+                             std::wstring(owner) + L" " + path);
+    EXPECT_EQ(child.Wait(), 0x80000003) << owner;
+    EXPECT_GE(GetTickCount() - start, *owner == L'o' ? 1000u : 0u);
+    const std::wstring end = test::ReadLog(path).back().text;
+    EXPECT_EQ(end, *owner == L'-' ? L"last" : L"known") << owner;
+  }
 }
 
 }  // namespace
