@@ -19,6 +19,10 @@ constexpr std::int64_t kMillisecondsPerSecond = 1000;
 // Set for good when the performance counter fails once.
 constinit std::atomic<bool> counter_failed{false};
 
+std::int64_t value(const std::atomic<std::int64_t>& field) {
+  return field.load(std::memory_order_relaxed);
+}
+
 bool uses_counter() {
   return VelLog_IsDebug() && !counter_failed.load();
 }
@@ -147,19 +151,21 @@ VelProfileHolder::~VelProfileHolder() {
 
 void VelProfileHolder::add_sample(std::int64_t span) {
   const Lock lock(_lock);
-  _total += span;
-  ++_count;
-  if (span > _max) _max = span;
+  const std::int64_t total = value(_total) + span;
+  const std::int64_t count = value(_count) + 1;
+  _total.store(total, std::memory_order_relaxed);
+  _count.store(count, std::memory_order_relaxed);
+  if (span > value(_max)) _max.store(span, std::memory_order_relaxed);
   if (_seen) {
     VelLog_Print(kLogTrace, L"VelProfileHolder('%S'): %I64i, %I64i", _name,
-                 _count, _total);
+                 count, total);
     return;
   }
   _seen = true;
   std::int64_t frequency;
   read_frequency(&frequency);
   VelLog_Print(kLogNotice, L"VelProfileHolder('%S'): %I64i, %I64i freq=%I64i",
-               _name, _count, _total, frequency);
+               _name, count, total, frequency);
 }
 
 void VelProfileHolder::LogGlobalStats() {
@@ -169,11 +175,9 @@ void VelProfileHolder::LogGlobalStats() {
     return static_cast<std::uint32_t>(static_cast<std::int64_t>(
         static_cast<double>(span) * 1000.0 / static_cast<double>(frequency)));
   };
-  std::int64_t count, total, max;
-  {
-    const Lock lock(_lock);
-    count = _count, total = _total, max = _max;
-  }
+  const std::int64_t count = value(_count);
+  const std::int64_t total = value(_total);
+  const std::int64_t max = value(_max);
   VelLog_Print(kLogNotice,
                L"VelProfileHolder::LogGlobalStats('%S'): %I64i, %I64i => %u ms "
                L"(max=%I64i => %u ms)",

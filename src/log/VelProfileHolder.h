@@ -41,6 +41,9 @@ class VelProfileHolder final : public IVelProfileHolder {
 
   // `span` is the difference of two read_clock() values; zero counts too.
   void add_sample(std::int64_t span);
+  // Takes no lock of the holder's: it may be the last words of a process, and
+  // the lock's owner a thread that has been removed. A sample that comes
+  // meanwhile may show in a part of the numbers.
   void LogGlobalStats() override;
 
   // The clock of all holders: milliseconds, or the performance counter when
@@ -57,9 +60,10 @@ class VelProfileHolder final : public IVelProfileHolder {
   class List;
   class Lock;
 
-  std::int64_t _total = 0;
-  std::int64_t _count = 0;
-  std::int64_t _max = 0;
+  // Changed under _lock, and read without it.
+  std::atomic<std::int64_t> _total{0};
+  std::atomic<std::int64_t> _count{0};
+  std::atomic<std::int64_t> _max{0};
   std::atomic<std::uint32_t> _lock{0};
   const char* _name;
   bool _seen = false;

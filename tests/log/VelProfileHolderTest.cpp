@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "log/VelLog.h"
+#include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 
 namespace vel {
@@ -41,6 +42,35 @@ TEST(VelProfileHolder, AllStatsNameEachLivingHolderOnceInMilliseconds) {
                 stats + L"one'): 0, 0 => 0 ms (max=0 => 0 ms)",
                 stats + L"three'): 2, 2200 => 2200 ms (max=1500 => 1500 ms)"}));
   EXPECT_TRUE(TextsWith(log, L"'abcd'").empty());
+}
+
+// Ended in add_sample(), and never gone, for somebody keeps a handle on it.
+VEL_CHILD_MAIN(FlushBesideAnEndedThread) {
+  const LogCapture log(1);
+  static VelProfileHolder holder("T:held");
+  LogCapture::Lock().lock();
+  const HANDLE thread = CreateThread(
+      nullptr, 0,
+      [](void*) {
+        holder.add_sample(1);
+        return DWORD{0};
+      },
+      nullptr, 0, nullptr);
+  Sleep(1000);
+  TerminateThread(thread, 0);
+  LogCapture::Lock().unlock();
+  const HANDLE flush =
+      CreateThread(nullptr, 0, VelLog_FlushThread, nullptr, 0, nullptr);
+  WaitForSingleObject(flush, 5000);
+  DWORD code = 0;
+  GetExitCodeThread(flush, &code);
+  // The log's own end would wait for the thread's call.
+  TerminateProcess(GetCurrentProcess(), code);
+  return 0;
+}
+
+TEST(VelLogFlushThread, ComesBackBesideAThreadEndedInASample) {
+  EXPECT_EQ(test::ChildProcess(L"FlushBesideAnEndedThread").Wait(), 1u);
 }
 
 void Measured(bool fail) {
