@@ -23,7 +23,8 @@ class VelLogStreamPeer {
     _stream.write_out(data, length);
   }
   void append(const void* data, std::uint32_t length) {
-    _stream.append(data, length);
+    std::uint32_t written;
+    _stream.append(data, length, &written);
   }
   void rotate_at(std::uint64_t limit) { _stream._rotation_limit = limit; }
 
@@ -153,7 +154,7 @@ void spdlog_kept(benchmark::State& state) {
 constexpr std::uint32_t kPushBytes = 0x10000;
 
 void push(benchmark::State& state) {
-  static unsigned char data[kPushBytes];
+  static unsigned char data[kPushBytes + kLogUnitBytes];
   VelLogStreamPeer log(logs().pushed.get());
   for (auto _ : state) log.write_out(data, kPushBytes);
 }
@@ -169,8 +170,8 @@ void rotation(benchmark::State& state) {
   Stream stream(L"VELBENCH3", L"0");
   VelLogStreamPeer log(stream.get());
   log.rotate_at(100);
-  unsigned char data[16] = {};
-  for (auto _ : state) log.write_out(data, sizeof data);
+  unsigned char data[2 * kLogUnitBytes] = {};
+  for (auto _ : state) log.write_out(data, kLogUnitBytes);
 }
 
 void start(benchmark::State& state, bool with_key) {

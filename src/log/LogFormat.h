@@ -15,6 +15,11 @@ namespace vel {
 //   8      | units      | length of the wrapped key, 32 bits: 64
 //   12     |            | the wrapped key
 //   76     |            | units
+//
+// A write that the system cut short leaves the end between two units. The next
+// write puts zeros ahead of its data, up to the border: as they are, also in an
+// enciphered file. In a plain file they pad the record that was cut; in an
+// enciphered one they end a unit that nobody can decipher.
 
 // Also the block of the cipher.
 constexpr std::size_t kLogUnitBytes = 16;
@@ -24,6 +29,10 @@ constexpr std::size_t kLogMarkBytes = 8;
 constexpr char kLogPlainMark[] = "VELLOG.0";
 constexpr char kLogCipherMark[] = "VELLOG.1";
 constexpr std::size_t kWrappedKeyBytes = 64;
+// Where the units begin.
+constexpr std::size_t kLogPlainHeaderBytes = kLogMarkBytes;
+constexpr std::size_t kLogCipherHeaderBytes =
+    kLogMarkBytes + sizeof(std::uint32_t) + kWrappedKeyBytes;
 
 // The byte order mark of UTF-16, padded to a unit.
 constexpr std::uint8_t kLogLeadIn[kLogUnitBytes] = {0xFF, 0xFE};

@@ -30,6 +30,7 @@ class [[nodiscard]] LogRecord {
   [[nodiscard]] bool format(unsigned level, const wchar_t* format,
                             va_list args) noexcept;
 
+  // Behind it is room for one more unit.
   [[nodiscard]] void* data() noexcept {
     return _block != nullptr ? _block : _stack;
   }

@@ -32,6 +32,7 @@ constexpr ULONG kOpenOptions =
     FILE_SYNCHRONOUS_IO_NONALERT | FILE_NON_DIRECTORY_FILE;
 constexpr ACCESS_MASK kRenameAccess =
     FILE_READ_DATA | FILE_READ_ATTRIBUTES | DELETE | SYNCHRONIZE;
+constexpr ACCESS_MASK kEmptyAccess = FILE_WRITE_DATA | SYNCHRONIZE;
 constexpr ACCESS_MASK kRetireAccess =
     FILE_WRITE_DATA | FILE_READ_ATTRIBUTES | DELETE | SYNCHRONIZE;
 
@@ -205,17 +206,13 @@ NTSTATUS VelLogStream::rotate_by_size() noexcept {
     move_aside();
     close_file();
   }
-  open_file();
+  open_file(EmptyFile::kBegin);
   return _file != nullptr ? nt::kStatusSuccess : nt::kStatusUnsuccessful;
 }
 
 VelLogStream::FileState VelLogStream::look_at_file() noexcept {
   if (_file == nullptr) return FileState::kGone;
-  FILE_STANDARD_INFORMATION information;
-  IO_STATUS_BLOCK io;
-  const NTSTATUS status =
-      nt::ZwQueryInformationFile(_file, &io, &information, sizeof information,
-                                 nt::kFileStandardInformation);
+  const NTSTATUS status = find_end();
   if (status == nt::kStatusInvalidHandle) {
     // Somebody in this process has closed the handle.
     if (_level < kDefaultLogLevel) vel_trap_in_lock();
@@ -224,12 +221,29 @@ VelLogStream::FileState VelLogStream::look_at_file() noexcept {
   }
   // Without even a header it is no file of ours any more: another process has
   // emptied it.
-  if (!nt::succeeded(status) || information.EndOfFile.QuadPart == 0) {
+  if (!nt::succeeded(status) || _file_end == 0) {
     close_file();
     return FileState::kGone;
   }
-  const auto size = static_cast<ULONGLONG>(information.EndOfFile.QuadPart);
-  return size < _rotation_limit ? FileState::kFits : FileState::kFull;
+  return _file_end < _rotation_limit ? FileState::kFits : FileState::kFull;
+}
+
+NTSTATUS VelLogStream::find_end() noexcept {
+  FILE_STANDARD_INFORMATION information;
+  IO_STATUS_BLOCK io;
+  const NTSTATUS status =
+      nt::ZwQueryInformationFile(_file, &io, &information, sizeof information,
+                                 nt::kFileStandardInformation);
+  if (nt::succeeded(status)) {
+    _file_end = static_cast<std::uint64_t>(information.EndOfFile.QuadPart);
+  }
+  return status;
+}
+
+void VelLogStream::empty_current_file() noexcept {
+  if (const NtHandle current = open_existing(_nt_path, kEmptyAccess)) {
+    empty_file(current.get());
+  }
 }
 
 // Makes the current file the previous one, unless another process has done it;

@@ -67,6 +67,8 @@ class VelLogStream {
 
   // What the open file has become.
   enum class FileState { kFits, kGone, kFull };
+  // What is done about a file that exists and holds nothing.
+  enum class EmptyFile { kLeave, kBegin };
 
   // The front end (VelLogStream.cpp).
   void keep(unsigned level, const wchar_t* format, va_list args) noexcept;
@@ -86,20 +88,27 @@ class VelLogStream {
   // object is made or destroyed.
   //
   // The only way to the file: hands back the status of the write, or of the
-  // rotation when there is no file. `length` is in bytes; the data is changed
-  // in place when it is enciphered.
+  // rotation when there is no file. `length` is in bytes. The data is changed
+  // in place, and has room for one more unit behind it.
   NTSTATUS write_out(void* data, std::uint32_t length) noexcept;
+  // Moves the data up for the bytes that the file lacks to the next border of
+  // its units, zeros; the new length.
+  [[nodiscard]] std::uint32_t fill_up(void* data,
+                                      std::uint32_t length) const noexcept;
   // 1 for a file that existed, 2 for a new one, 5 for none.
-  ULONG_PTR open_file() noexcept;
+  ULONG_PTR open_file(EmptyFile empty) noexcept;
   void open_first_file() noexcept;
   // On failure an earlier key stays in the cipher: a file that is there was
   // begun under it.
   [[nodiscard]] std::uint32_t take_stream_key() noexcept;
-  void begin_file(std::uint32_t key_error) noexcept;
-  NTSTATUS append(const void* data, std::uint32_t length) noexcept;
-  [[nodiscard]] std::uint32_t write_cipher_header() noexcept;
-  void write_key_error(std::uint32_t error) noexcept;
+  // Writes what a file begins with, in one call. False, with the file empty and
+  // closed, when there is no room for all of it.
+  [[nodiscard]] bool begin_file(std::uint32_t key_error) noexcept;
+  // `written` gets the number of bytes.
+  NTSTATUS append(const void* data, std::uint32_t length,
+                  std::uint32_t* written) noexcept;
   [[nodiscard]] bool header_is_ours() noexcept;
+  [[nodiscard]] bool has_lead_in(LONGLONG offset) noexcept;
   [[nodiscard]] bool wrapped_key_is_ours() noexcept;
   [[nodiscard]] bool read_at(LONGLONG offset, void* data,
                              std::uint32_t size) noexcept;
@@ -107,12 +116,15 @@ class VelLogStream {
       VEL_EXCLUDES(_cipher_lock);
   void flush_to_disk() noexcept;
   void close_file() noexcept;
+  void empty_current_file() noexcept;
 
   // When the file is replaced (LogRotation.cpp): by age at the start, `force`
   // for any age; by size before each write.
   void rotate_by_age(bool force) noexcept;
   NTSTATUS rotate_by_size() noexcept;
   [[nodiscard]] FileState look_at_file() noexcept;
+  // Takes the file's size into _file_end.
+  NTSTATUS find_end() noexcept;
   void move_aside() noexcept;
 
   // The flush thread (LogFlushThread.cpp).
@@ -140,6 +152,7 @@ class VelLogStream {
   std::uint32_t _next_flush_tick;     // as GetTickCount
   LogLock _lock;
   wchar_t _nt_path[kLogPathChars] = {};  // "\??\" and the full path
+  std::uint64_t _file_end = 0;           // bytes, at the last look
   StreamKeyBlock _stream_key = {};
   LogCipher _key_schedule;
   CipherLock _cipher_lock;

@@ -26,6 +26,40 @@ constexpr std::size_t kKeyErrorChars = 64;
 constexpr LONGLONG kLengthOffset = kLogMarkBytes;
 constexpr LONGLONG kWrappedKeyOffset = kLengthOffset + sizeof(std::uint32_t);
 
+// What a new file begins with.
+struct FileBeginning {
+  std::uint8_t bytes[kLogPlainHeaderBytes + sizeof kLogLeadIn +
+                     kKeyErrorChars * sizeof(wchar_t)];
+  std::uint32_t length = 0;
+
+  // Gives the place that the data has now.
+  void* add(const void* data, std::size_t size) noexcept {
+    void* const place = bytes + length;
+    std::memcpy(place, data, size);
+    length += static_cast<std::uint32_t>(size);
+    return place;
+  }
+  // On an error nothing is added.
+  [[nodiscard]] std::uint32_t add_cipher_header(
+      const StreamKeyBlock& key) noexcept {
+    std::uint8_t wrapped[kWrappedKeyBytes] = {};
+    std::uint32_t size = 0;
+    const std::uint32_t error = seal_stream_key(key, wrapped, &size);
+    if (error != 0) return error;
+    add(kLogCipherMark, kLogMarkBytes);
+    add(&size, sizeof size);
+    add(wrapped, size);
+    return 0;
+  }
+  void add_key_error(std::uint32_t error) noexcept {
+    wchar_t record[kKeyErrorChars] = {};
+    nt_print(record, kKeyErrorChars, L"stream_key_init_error=0x%x\n", error);
+    add(record, sizeof record);
+  }
+};
+static_assert(sizeof FileBeginning::bytes >=
+              kLogCipherHeaderBytes + sizeof kLogLeadIn);
+
 bool is_mark(const char (&found)[kLogMarkBytes], const char* mark) noexcept {
   return std::memcmp(found, mark, kLogMarkBytes) == 0;
 }
@@ -35,12 +69,12 @@ bool is_mark(const char (&found)[kLogMarkBytes], const char* mark) noexcept {
 void VelLogStream::open_first_file() noexcept {
   const LogMutex mutex;
   rotate_by_age(false);
-  if (open_file() != kExisted || header_is_ours()) return;
+  if (open_file(EmptyFile::kLeave) != kExisted || header_is_ours()) return;
   // Under another key, or with the cipher on the other way: two keys in one
-  // file would make it unreadable.
+  // file would make it unreadable. Or its beginning was cut off.
   close_file();
   rotate_by_age(true);
-  open_file();
+  open_file(EmptyFile::kLeave);
 }
 
 NTSTATUS VelLogStream::write_out(void* data, std::uint32_t length) noexcept {
@@ -50,10 +84,24 @@ NTSTATUS VelLogStream::write_out(void* data, std::uint32_t length) noexcept {
     length -= static_cast<std::uint32_t>(length % kLogUnitBytes);
     if (!encipher(data, length)) return nt::kStatusUnsuccessful;
   }
-  return append(data, length);
+  std::uint32_t written;
+  return append(data, fill_up(data, length), &written);
 }
 
-ULONG_PTR VelLogStream::open_file() noexcept {
+std::uint32_t VelLogStream::fill_up(void* data,
+                                    std::uint32_t length) const noexcept {
+  const std::uint64_t header =
+      _ciphered ? kLogCipherHeaderBytes : kLogPlainHeaderBytes;
+  const auto missing =
+      static_cast<std::uint32_t>((header - _file_end) % kLogUnitBytes);
+  if (missing == 0) return length;
+  auto* const bytes = static_cast<std::uint8_t*>(data);
+  std::memmove(bytes + missing, bytes, length);
+  std::memset(bytes, 0, missing);
+  return length + missing;
+}
+
+ULONG_PTR VelLogStream::open_file(EmptyFile empty) noexcept {
   const std::uint32_t key_error = log_cipher_is_off() ? 0 : take_stream_key();
   NtObjectName name(_nt_path);
   IO_STATUS_BLOCK io = {};
@@ -65,57 +113,68 @@ ULONG_PTR VelLogStream::open_file() noexcept {
     _file = nullptr;
     return kNoFile;
   }
-  if (io.Information == kCreated) begin_file(key_error);
-  return io.Information;
+  const bool begins = io.Information == kCreated ||
+                      (empty == EmptyFile::kBegin &&
+                       nt::succeeded(find_end()) && _file_end == 0);
+  return begins && !begin_file(key_error) ? kNoFile : io.Information;
 }
 
 std::uint32_t VelLogStream::take_stream_key() noexcept {
-  const std::uint32_t error = get_stream_key(_stream_key);
+  StreamKeyBlock key;
+  const std::uint32_t error = get_stream_key(key);
   if (error != 0) return error;
-  if (!_key_schedule.set_key(_stream_key)) return kSealNoMemory;
+  if (!_key_schedule.set_key(key)) return kSealNoMemory;
+  std::memcpy(_stream_key, key, sizeof key);
   _ciphered = true;
   return 0;
 }
 
 // The cipher may be on from an earlier file whose key is gone now.
-void VelLogStream::begin_file(std::uint32_t key_error) noexcept {
-  if (_ciphered && key_error == 0) key_error = write_cipher_header();
+bool VelLogStream::begin_file(std::uint32_t key_error) noexcept {
+  FileBeginning beginning;
+  if (_ciphered && key_error == 0) {
+    key_error = beginning.add_cipher_header(_stream_key);
+  }
   if (key_error != 0) _ciphered = false;
-  if (!_ciphered) append(kLogPlainMark, kLogMarkBytes);
-  std::uint8_t lead_in[kLogUnitBytes];
-  std::memcpy(lead_in, kLogLeadIn, sizeof lead_in);
-  write_out(lead_in, sizeof lead_in);
-  if (key_error != 0) write_key_error(key_error);
+  if (!_ciphered) beginning.add(kLogPlainMark, kLogMarkBytes);
+  void* const lead_in = beginning.add(kLogLeadIn, sizeof kLogLeadIn);
+  if (key_error != 0) beginning.add_key_error(key_error);
+  std::uint32_t written = 0;
+  if ((!_ciphered || encipher(lead_in, kLogUnitBytes)) &&
+      nt::succeeded(append(beginning.bytes, beginning.length, &written)) &&
+      written == beginning.length) {
+    _file_end = written;
+    return true;
+  }
+  // A record without a whole header ahead of it could never be read.
+  if (written != 0) empty_current_file();
+  close_file();
+  return false;
 }
 
-NTSTATUS VelLogStream::append(const void* data, std::uint32_t length) noexcept {
-  IO_STATUS_BLOCK io;
-  return nt::ZwWriteFile(_file, nullptr, nullptr, nullptr, &io, data, length,
-                         nullptr, nullptr);
-}
-
-std::uint32_t VelLogStream::write_cipher_header() noexcept {
-  std::uint8_t wrapped[kWrappedKeyBytes] = {};
-  std::uint32_t length = 0;
-  const std::uint32_t error = seal_stream_key(_stream_key, wrapped, &length);
-  if (error != 0) return error;
-  append(kLogCipherMark, kLogMarkBytes);
-  append(&length, sizeof length);
-  append(wrapped, length);
-  return 0;
-}
-
-void VelLogStream::write_key_error(std::uint32_t error) noexcept {
-  wchar_t record[kKeyErrorChars] = {};
-  nt_print(record, kKeyErrorChars, L"stream_key_init_error=0x%x\n", error);
-  write_out(record, sizeof record);
+NTSTATUS VelLogStream::append(const void* data, std::uint32_t length,
+                              std::uint32_t* written) noexcept {
+  IO_STATUS_BLOCK io = {};
+  const NTSTATUS status = nt::ZwWriteFile(_file, nullptr, nullptr, nullptr, &io,
+                                          data, length, nullptr, nullptr);
+  *written = static_cast<std::uint32_t>(io.Information);
+  return status;
 }
 
 bool VelLogStream::header_is_ours() noexcept {
   char mark[kLogMarkBytes];
   if (!read_at(0, mark, sizeof mark)) return false;
-  if (is_mark(mark, kLogPlainMark)) return !_ciphered;
-  return is_mark(mark, kLogCipherMark) && _ciphered && wrapped_key_is_ours();
+  if (is_mark(mark, kLogPlainMark)) {
+    return !_ciphered && has_lead_in(kLogPlainHeaderBytes);
+  }
+  return is_mark(mark, kLogCipherMark) && _ciphered && wrapped_key_is_ours() &&
+         has_lead_in(kLogCipherHeaderBytes);
+}
+
+// Whole, that is: what is in it belongs to the reader.
+bool VelLogStream::has_lead_in(LONGLONG offset) noexcept {
+  std::uint8_t unit[kLogUnitBytes];
+  return read_at(offset, unit, sizeof unit);
 }
 
 bool VelLogStream::wrapped_key_is_ours() noexcept {

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <cstring>
+#include <optional>
 
 #include "log/LogChain.h"
 #include "log/LogMutex.h"
@@ -13,6 +14,7 @@
 #include "support/Threads.h"
 #include "support/VelLogStreamPeer.h"
 #include "support/Wait.h"
+#include "sync/ScopedHandle.h"
 
 namespace vel {
 namespace {
@@ -69,8 +71,18 @@ TEST_F(LogFile, AFileThatIsntOursIsMovedAside) {
   std::string other = ours, length = ours;
   other[50] = static_cast<char>(other[50] ^ 1);
   length[8] = 63;
-  const std::string contents[] = {
-      kPlain, ours, "", "VELL", other, length, "VELLOG.2", ours.substr(0, 75)};
+  const std::string contents[] = {kPlain,
+                                  ours,
+                                  "",
+                                  "VELL",
+                                  "VELLOG.0",
+                                  other,
+                                  length,
+                                  "VELLOG.2",
+                                  kPlain.substr(0, 23),
+                                  ours.substr(0, 75),
+                                  ours.substr(0, 76),
+                                  ours.substr(0, 91)};
   for (const std::string& content : contents) {
     for (const wchar_t* flags : {L"1", L"2x"}) {
       _logs.Remove(L"T.swl.old");
@@ -82,6 +94,58 @@ TEST_F(LogFile, AFileThatIsntOursIsMovedAside) {
       EXPECT_EQ(_logs.Count(L"T.swl.old"), content == right ? 0 : 1);
       EXPECT_EQ(_logs.Read(L"T.swl.old"), content == right ? "" : content);
     }
+  }
+}
+
+// Emptied by another program, or left without room for its beginning.
+TEST_F(LogFile, AnEmptyFileBeginsAgainAtTheNextWrite) {
+  for (const wchar_t* flags : {L"1", L"2x"}) {
+    _logs.SetFlags(flags);
+    Log log;
+    const std::string beginning = _logs.Read(L"T.swl");
+    log.write_out(kUnit);
+    const std::string whole = _logs.Read(L"T.swl");
+    CloseHandle(CreateFileW(log.path(), GENERIC_WRITE, 7, nullptr,
+                            TRUNCATE_EXISTING, 0, nullptr));
+    log.write_out(kUnit);
+    EXPECT_EQ(_logs.Read(L"T.swl"), whole);
+    EXPECT_GE(beginning.size(), kPlain.size());
+    EXPECT_EQ(whole.substr(0, beginning.size()), beginning);
+  }
+}
+
+TEST_F(LogFile, AfterACutWriteZerosLeadToTheNextUnit) {
+  for (const wchar_t* flags : {L"1", L"2x"}) {
+    _logs.SetFlags(flags);
+    Log log;
+    log.write_out(kUnit);
+    const std::string whole = _logs.Read(L"T.swl");
+    const std::string unit = whole.substr(whole.size() - kUnit.size());
+    for (std::size_t cut = 1; cut < kUnit.size(); ++cut) {
+      _logs.Cut(L"T.swl", whole.size() - cut);
+      log.write_out(kUnit);
+      log.write_out(kUnit);
+      EXPECT_EQ(_logs.Read(L"T.swl"), whole.substr(0, whole.size() - cut) +
+                                          std::string(cut, '\0') + unit + unit)
+          << cut;
+      _logs.Cut(L"T.swl", whole.size());
+    }
+  }
+}
+
+// Past the collecting buffer and through it.
+TEST_F(LogFile, ARecordOfAnyLengthComesWholeAfterACutWrite) {
+  Log log;
+  for (const std::size_t length : {10, 1700, 1900, 40000}) {
+    log.write_out(kUnit);
+    const std::size_t cut = _logs.Read(L"T.swl").size() - 1;
+    _logs.Cut(L"T.swl", cut);
+    log.print(3, L"%s|", std::wstring(length, L'x').c_str());
+    const std::string after = _logs.Read(L"T.swl").substr(cut + 1);
+    ASSERT_GT(after.size(), 2 * length);
+    std::wstring text(after.size() / sizeof(wchar_t), L'\0');
+    std::memcpy(text.data(), after.data(), after.size());
+    EXPECT_EQ(text.find(L"x|\r\n"), text.find(L'x') + length - 1);
   }
 }
 
@@ -167,6 +231,53 @@ TEST_F(LogFile, AFullOrReadOnlyDiskCostsOnlyTheRecords) {
   SetLastError(0x1234);
   log.print(3, L"no room");
   EXPECT_EQ(GetLastError(), 0x1234u);
+}
+
+// Takes all the room of a disk while it lives.
+class Ballast {
+ public:
+  explicit Ballast(const std::wstring& path)
+      : _file(CreateFileW(path.c_str(), GENERIC_WRITE, 7, nullptr,
+                          CREATE_ALWAYS, FILE_FLAG_DELETE_ON_CLOSE, nullptr)) {
+    const std::string page(4096, 'b');
+    DWORD written = 1;
+    while (written != 0 &&
+           WriteFile(_file.get(), page.data(), 4096, &written, nullptr)) {
+    }
+  }
+  explicit operator bool() const { return static_cast<bool>(_file); }
+
+ private:
+  ScopedFileHandle _file;
+};
+
+TEST_F(LogFile, RoomOnAFullOrReadOnlyDiskBringsTheFileAndItsUnitsBack) {
+  const char* const name = std::getenv("VEL_TEST_SMALL_DISK");
+  if (name == nullptr) GTEST_SKIP() << "VEL_TEST_SMALL_DISK isn't set";
+  if (!test::HasPrivateKey()) GTEST_SKIP() << "the private key isn't here";
+  const std::wstring disk(name, name + std::strlen(name));
+  const test::ScopedVariable full(L"TMP", disk);
+  for (const wchar_t* flags : {L"1", L""}) {
+    _logs.SetFlags(flags);
+    DeleteFileW((disk + L"\\VelTmp\\Logs\\T.swl").c_str());
+    std::optional<Ballast> ballast(disk + L"\\ballast");
+    if (!*ballast) GTEST_SKIP() << "the disk is read-only";
+    Log log;
+    log.print(3, L"lost");
+    ballast.reset();
+    log.print(3, L"first");
+    ASSERT_NE(log.path(), nullptr);
+    EXPECT_EQ(test::ReadLog(log.path()).at(0).text, L"first");
+    // The file has the rest of its page.
+    ballast.emplace(disk + L"\\ballast");
+    log.print(3, L"%s", std::wstring(5000, L'c').c_str());
+    EXPECT_EQ(test::ReadBytes(log.path()).size(), 4096u);
+    ballast.reset();
+    log.print(3, L"after");
+    const std::string units = test::ReadUnits(log.path());
+    EXPECT_NE(units.find(std::string("a\0f\0t\0e\0r\0\r\0\n", 13)),
+              std::string::npos);
+  }
 }
 
 TEST(LogSettings, TheLimitIsTheMachinesIfItIsANumber) {

@@ -28,6 +28,12 @@ class LogDirectory {
   std::wstring Write(const std::wstring& name, const std::string& data) const {
     return _directory.Write(L"VelTmp\\Logs\\" + name, data);
   }
+  void Cut(const std::wstring& name, std::size_t size) const {
+    const HANDLE file = Open(name);
+    SetFilePointer(file, static_cast<LONG>(size), nullptr, FILE_BEGIN);
+    SetEndOfFile(file);
+    CloseHandle(file);
+  }
   // A handle for reading and writing, from the start; makes an empty file.
   HANDLE Open(const std::wstring& name) const {
     return CreateFileW(Path(name).c_str(), GENERIC_READ | GENERIC_WRITE,

@@ -27,16 +27,19 @@ class VelLogStreamPeer {
   CipherLock& cipher_lock() { return _stream._cipher_lock; }
 
   NTSTATUS write_out(std::string units) {
-    return _stream.write_out(units.data(),
-                             static_cast<std::uint32_t>(units.size()));
+    const auto length = static_cast<std::uint32_t>(units.size());
+    units.resize(length + kLogUnitBytes);
+    return _stream.write_out(units.data(), length);
   }
   // Writes what a new file begins with when the key has this error.
-  void begin_file(std::uint32_t key_error) { _stream.begin_file(key_error); }
+  bool begin_file(std::uint32_t key_error) {
+    return _stream.begin_file(key_error);
+  }
   // From here on the log writes to `path`.
   void move_to(const std::wstring& path) {
     _stream.close_file();
     std::wcscpy(_stream._nt_path + kNtPrefixChars, path.c_str());
-    _stream.open_file();
+    _stream.open_file(VelLogStream::EmptyFile::kBegin);
   }
   void print(unsigned level, const wchar_t* format, ...) {
     va_list args;
