@@ -57,10 +57,12 @@ std::string ReadUnits(const std::wstring& path) {
   if (!file) return std::string(kLogUnitBytes, '\0');
   std::string units;
   unsigned char part[0x1000];
-  while (const std::size_t count = file->read(part, sizeof part)) {
+  const std::uint64_t begin = file->begin();
+  while (const std::size_t count =
+             file->read(begin + units.size(), part, sizeof part)) {
     units.append(reinterpret_cast<char*>(part), count);
   }
-  EXPECT_EQ(file->cut_off(), 0u);
+  EXPECT_EQ(begin + units.size(), file->size());
   EXPECT_EQ(std::memcmp(units.data(), kLogLeadIn, kLogUnitBytes), 0);
   return units;
 }

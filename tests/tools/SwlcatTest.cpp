@@ -1,7 +1,10 @@
 // The real swlcat.exe on files of the tests' own and of the product's log.
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
+#include "log/LogCipher.h"
+#include "log/StreamKey.h"
 #include "log/VelLog.h"
 #include "support/LogFile.h"
 #include "support/ScopedVariable.h"
@@ -72,8 +75,30 @@ TEST_F(SwlcatTest, ReadsWhatIsThereAndNamesWhatIsNot) {
        L"", 1, "- +4.096 10:11 4 fills all\n", "at 0x38: a damaged unit"},
       {"cut in a unit", kHead + kFull + kFull.substr(0, 7), L"", 1,
        "- +4.096 10:11 4 fills all\n", "at 0x48: the last 7 bytes"},
-      {"no beginning", "VELLOG.0" + kFull, L"", 1,
-       "- +4.096 10:11 4 fills all\n", "at 0x8: the stream has no beginning"},
+      {"cut at a unit", kHead + kFull.substr(0, 32) + kFull, L"", 1,
+       "- +4.096 10:11 4 fil\n- +4.096 10:11 4 fills all\n",
+       "at 0x18: a record is cut off"},
+      {"cut and filled up",
+       kHead + kFull.substr(0, 35) + std::string(13, '\0') + kFull, L"", 1,
+       "- +4.096 10:11 4 fills\n- +4.096 10:11 4 fills all\n",
+       "at 0x18: a record is cut off"},
+      {"filled up within its padding",
+       kHead + Rec(L"[9:1:2:4] x\r\n").substr(0, 29) + std::string(3, '\0') +
+           kFull,
+       L"", 0, "- +0.009 1:2 4 x\n- +4.096 10:11 4 fills all\n", ""},
+      {"cut and not filled up",
+       kHead + kFull.substr(0, 35) + kFull + kFull + "end", L"", 1,
+       "- +4.096 10:11 4 fills all\n- +4.096 10:11 4 fills all\n",
+       "at 0x18: a damaged record; 35 bytes passed over"},
+      {"damage in the last record",
+       kHead + kFull.substr(0, 31) + "xx" + kFull.substr(32), L"", 1, "",
+       "0x18: a damaged record; 49 bytes"},
+      {"the last record is cut", kHead + kFull + kFull.substr(0, 36), L"", 1,
+       "- +4.096 10:11 4 fills all\n", "at 0x48: the last record is cut off"},
+      {"one level", kHead + two, L"--only 3", 0,
+       "- +8.192 26:43 3 second line\r\nand third\n", ""},
+      {"no beginning", "VELLOG.0" + kFull, L"", 0,
+       "- +4.096 10:11 4 fills all\n", "warning: the stream has no beginning"},
       {"another file", "MZ......", L"", 1, "", "not a log file"},
       {"wrong option", kHead, L"--levle 3", 2, "", "no such option"},
   };
@@ -88,6 +113,145 @@ TEST_F(SwlcatTest, ReadsWhatIsThereAndNamesWhatIsNot) {
     EXPECT_NE(result.problems.find(c.problem), std::string::npos)
         << result.problems;
   }
+}
+
+// Any bytes taken out of a plain file cost the records that they belong to, and
+// no other.
+TEST_F(SwlcatTest, FindsTheNextRecordAtAnyOffset) {
+  std::string bytes = kHead;
+  std::vector<std::size_t> begins;
+  for (int i = 0; i < 5; ++i) {
+    begins.push_back(bytes.size());
+    bytes += Rec(L"[" + std::to_wstring(1000 + i) + L":1:1:4] this is record " +
+                 std::to_wstring(i) + std::wstring(4 * i, L'.') + L"|\r\n");
+  }
+  begins.push_back(bytes.size());
+  std::filesystem::create_directory(_scratch.File(L"logs"));
+  const auto name = [](std::size_t at, std::size_t size) {
+    return std::to_wstring(at) + L"-" + std::to_wstring(size) + L".swl";
+  };
+  constexpr std::size_t kSizes[] = {1, 8, 16, 40};
+  for (std::size_t at = begins[1]; at < begins[3]; ++at) {
+    for (const std::size_t size : kSizes) {
+      std::string cut = bytes;
+      _scratch.Write(L"logs\\" + name(at, size), cut.erase(at, size));
+    }
+  }
+  const Result result = Run(L"\"" + _scratch.File(L"logs") + L"\"");
+  EXPECT_EQ(result.code, 1u);
+  EXPECT_EQ(result.problems.find("last record"), std::string::npos);
+  for (std::size_t at = begins[1]; at < begins[3]; ++at) {
+    for (const std::size_t size : kSizes) {
+      const std::wstring file = name(at, size);
+      const std::string start = "\\" + std::string(file.begin(), file.end());
+      for (std::size_t i = 0; i < 5; ++i) {
+        if (at < begins[i + 1] && begins[i] < at + size) continue;
+        const std::string end = "this is record " + std::to_string(i) +
+                                std::string(4 * i, '.') + "|";
+        std::size_t found = 0;
+        for (std::size_t from = 0;
+             (from = result.out.find(start, from)) != std::string::npos;
+             ++from) {
+          const std::size_t line = result.out.find('\n', from);
+          const std::string text = result.out.substr(from, line - from);
+          found += text.ends_with(end) || text.ends_with(end + "\r");
+        }
+        EXPECT_EQ(found, 1u) << start << " record " << i;
+      }
+    }
+  }
+}
+
+// An enciphered file of these units, under a key of the test's own.
+std::string Encipher(std::string units) {
+  const StreamKeyBlock key = {0, 2, 7, 7, 7, 7, 7, 7, 7, 7, 0, 1, 2, 3};
+  std::uint8_t wrapped[kWrappedKeyBytes];
+  std::uint32_t length = 0;
+  LogCipher cipher;
+  EXPECT_EQ(seal_stream_key(key, wrapped, &length), 0u);
+  EXPECT_TRUE(cipher.set_key(key));
+  EXPECT_TRUE(
+      cipher.encipher(units.data(), static_cast<std::uint32_t>(units.size())));
+  return std::string("VELLOG.1\x40\0\0\0", 12) +
+         std::string(reinterpret_cast<char*>(wrapped), length) + units;
+}
+
+TEST_F(SwlcatTest, ReadsOnAfterDamageInAnEncipheredFile) {
+  if (!HasPrivateKey())
+    GTEST_SKIP() << "the build was given a public key alone";
+  const std::string first =
+      Rec(L"[1000:a:b:4] 0123456789 0123456789 0123456789\r\n");
+  const std::string rest =
+      Rec(L"[9:1:2:4] \x5317\x4EAC \xD83D\xDE00 text\r\n") + kFull;
+  const std::string bytes = Encipher(Rec(L"\xFEFF") + first + rest);
+  const std::string rest_out =
+      "\n- +0.009 1:2 4 \xE5\x8C\x97\xE4\xBA\xAC \xF0\x9F\x98\x80 text\n"
+      "- +4.096 10:11 4 fills all\n";
+  constexpr std::size_t kFirst = 76 + 16;  // 0x5c
+  const auto flipped = [&](std::size_t at, std::size_t size) {
+    std::string damaged = bytes;
+    for (std::size_t i = kFirst + at; i < kFirst + at + size; ++i) {
+      damaged[i] = static_cast<char>(damaged[i] ^ 0x55);
+    }
+    return damaged;
+  };
+  const struct {
+    const char* name;
+    std::string bytes;
+    std::string first;  // its end
+    const char* problem;
+  } cases[] = {
+      {"whole", bytes, "4 0123456789 0123456789 0123456789", ""},
+      {"a unit within a record", flipped(40, 1), "0123456789 0123456789",
+       "at 0x7c: a damaged unit of the cipher\r"},
+      {"two units", flipped(33, 30), "",
+       "at 0x7c: a damaged unit of the cipher; 96 bytes from 0x5c on passed"},
+      {"the first unit", flipped(0, 1), "",
+       "at 0x5c: no record begins here; 96 bytes passed over"},
+      {"bytes taken out", std::string(bytes).erase(kFirst + 37, 5), "",
+       "at 0x7c: a damaged unit of the cipher; 91 bytes from 0x5c on passed"},
+      {"cut and filled up",
+       bytes.substr(0, kFirst + 35) + std::string(13, '\0') +
+           bytes.substr(kFirst + first.size()),
+       "- +4.096 10:11 4 012", "at 0x5c: a record is cut off"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Result result =
+        Run(L"--key \"" + PrivateKeyPath() + L"\" " + Write(L"a.swl", c.bytes));
+    EXPECT_EQ(result.code, c.bytes == bytes ? 0u : 1u);
+    EXPECT_TRUE(("\n" + result.out).ends_with(c.first + rest_out))
+        << result.out;
+    EXPECT_NE(result.problems.find(c.problem), std::string::npos)
+        << result.problems;
+    EXPECT_EQ(std::count(result.problems.begin(), result.problems.end(), '\n'),
+              c.bytes == bytes ? 0 : 1);
+  }
+}
+
+TEST_F(SwlcatTest, TakesPatternsAndFolders) {
+  const std::wstring folder = _scratch.File(L"logs");
+  std::filesystem::create_directory(folder);
+  _scratch.Write(L"logs\\A.swl", kHead + Rec(L"[9:1:1:4] new\r\n"));
+  _scratch.Write(L"logs\\A.swl.old", kHead + Rec(L"[9:1:1:4] old\r\n"));
+  _scratch.Write(L"logs\\B.swl", kHead + Rec(L"[9:1:1:4] other\r\n"));
+  _scratch.Write(L"logs\\killed.0", "no log");
+  const auto texts = [&](const std::wstring& name) {
+    const Result result = Run(L"\"" + folder + name + L"\"");
+    std::string all = std::to_string(result.code);
+    for (std::size_t at = 0;
+         (at = result.out.find(" 4 ", at)) != std::string::npos;) {
+      at += 2;
+      all += result.out.substr(at, result.out.find('\n', at) - at);
+    }
+    return all;
+  };
+  EXPECT_EQ(texts(L""), "0 old new other");
+  EXPECT_EQ(texts(L"\\*.swl"), "0 new other");
+  EXPECT_EQ(texts(L"\\a.*"), "0 old new");
+  EXPECT_EQ(texts(L"\\?.swl.old"), "0 old");
+  EXPECT_EQ(texts(L"\\C*"), "1");
+  EXPECT_EQ(texts(L"\\C.swl"), "1");
 }
 
 TEST_F(SwlcatTest, DeciphersTheProductsLogWithItsKeyAlone) {

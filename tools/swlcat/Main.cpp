@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "swlcat/BootClock.h"
+#include "swlcat/Inputs.h"
 #include "swlcat/Options.h"
 #include "swlcat/Printer.h"
 #include "swlcat/RecordReader.h"
@@ -65,7 +66,7 @@ class Source {
     RecordReader reader(_path, std::move(file), unheard);
     BootClock clock;
     Record record;
-    while (!clock.knows() && reader.file().offset() < kClockSearch &&
+    while (!clock.knows() && reader.offset() < kClockSearch &&
            reader.next(record)) {
       clock.learn(clock.extend(record.tick), record.text);
     }
@@ -93,7 +94,7 @@ class Source {
  private:
   // A file that was followed to its end gives way to its successor.
   bool at_end() {
-    if (_follow && !_reader->file().is_replaced()) return false;
+    if (_follow && !_reader->is_replaced()) return false;
     // What has come meanwhile.
     if (_reader->next(_record)) return true;
     _reader->finish();
@@ -144,12 +145,12 @@ bool was_stopped(DWORD wait) {
 int print_files(const Options& options, const PrivateKey& key) {
   Problems problems;
   std::vector<Source> sources;
-  for (const std::wstring& path : options.files) {
+  for (const std::wstring& path : list_inputs(options.files, problems)) {
     sources.emplace_back(path, key, problems, options.follow);
     sources.back().open();
   }
   share_clocks(sources);
-  Printer printer(options);
+  Printer printer(options, sources.size() > 1);
   do {
     while (Source* const source = oldest(sources)) {
       printer.print(source->path(), source->record(), source->tick(),

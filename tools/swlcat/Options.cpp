@@ -13,12 +13,14 @@ const char* const kHelp =
 
   swlcat [options] FILE...
 
+A FILE may be a pattern (*.swl*) or a folder, which stands for all logs in it.
 Several files are merged by their records' time since the start of Windows.
 
   --key FILE     private key (PEM) for enciphered files
   --follow       at the end wait for more, also across a rotation; Ctrl+C ends
   --level N      only records of level N and above (1 trace, 2 warning,
                  3 error, 4 notice, 5 fatal)
+  --only N       only records of level N; 4 is no graver than 3
   --pid N        only records of this process; 0x in front for hexadecimal
   --grep TEXT    only records that hold TEXT, in any case of letters
   --since TIME   only records from TIME on: "2026-01-31 18:30:00" in the local
@@ -35,9 +37,11 @@ local time, seconds since the start of Windows, process and thread, level. The
 local time comes from the record that each start of the program writes; without
 one in reach it is shown as "-".
 
-What is damaged or cut off is named with its offset on the error output, and the
-rest is still read. Exit codes: 0 everything was read, 1 something couldn't be
-read, 2 the arguments are wrong.
+What is damaged or cut off is named on the error output, with its offset and
+with the bytes that were passed over, and reading goes on at the next record. A
+record that was cut off is printed as far as it goes. Exit codes: 0 everything
+was read, 1 something couldn't be read, 2 the arguments are wrong. A warning
+leaves the exit code at 0.
 )";
 
 namespace {
@@ -120,7 +124,8 @@ class Parser {
     if (name == L"--json") return _options.json = true;
     if (name == L"--key") return take_text(name, _options.key);
     if (name == L"--grep") return take_text(name, _options.grep);
-    if (name == L"--level") return take_level(name);
+    if (name == L"--level") return take_level(name, _options.level);
+    if (name == L"--only") return take_level(name, _options.only.emplace());
     if (name == L"--pid") return take_process(name);
     if (name == L"--since") return take_since(name);
     return fail(name, L"no such option");
@@ -134,12 +139,12 @@ class Parser {
     return true;
   }
 
-  bool take_level(const std::wstring& name) {
+  bool take_level(const std::wstring& name, unsigned& level) {
     std::wstring text;
     if (!take_text(name, text)) return false;
     const auto value = parse_number(text);
     if (!value || *value > 5) return fail(name, L"needs a number from 0 to 5");
-    _options.level = static_cast<unsigned>(*value);
+    level = static_cast<unsigned>(*value);
     return true;
   }
 

@@ -10,9 +10,10 @@
 namespace swlcat {
 
 struct Options {
-  std::vector<std::wstring> files;
-  std::wstring key;  // path of the private key; empty for none
+  std::vector<std::wstring> files;  // also folders and patterns
+  std::wstring key;                 // path of the private key; empty for none
   unsigned level = 0;
+  std::optional<unsigned> only;  // this level
   std::optional<std::uint32_t> process;
   std::wstring grep;
   // Milliseconds since 1601 in local time.

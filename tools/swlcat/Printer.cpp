@@ -23,7 +23,11 @@ bool contains_no_case(const std::wstring& text, const std::wstring& part) {
 
 bool Printer::is_wanted(const Record& record,
                         std::optional<std::int64_t> time) const {
-  if (record.has_prefix && record.level < _options.level) return false;
+  if (record.has_prefix &&
+      (record.level < _options.level ||
+       record.level != _options.only.value_or(record.level))) {
+    return false;
+  }
   if (_options.process && record.process != *_options.process) return false;
   if (_options.since && time && *time < *_options.since) return false;
   return _options.grep.empty() || contains_no_case(record.text, _options.grep);
@@ -48,7 +52,7 @@ bool Printer::flush() {
 
 void Printer::print_text(const std::wstring& file, const Record& record,
                          std::uint64_t tick, std::optional<std::int64_t> time) {
-  if (_options.files.size() > 1) {
+  if (_names_files) {
     append_utf8(_out, file);
     _out += ": ";
   }

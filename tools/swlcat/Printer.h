@@ -13,11 +13,13 @@ namespace swlcat {
 
 class Printer {
  public:
-  // `options` outlives the printer.
-  explicit Printer(const Options& options) : _options(options) {}
+  // `options` outlives the printer. With `names_files` each line of text says
+  // which file it comes from.
+  Printer(const Options& options, bool names_files)
+      : _options(options), _names_files(names_files) {}
 
   // `tick` is the record's with the rounds of the counter, `time` its wall
-  // clock, if that is known. `file` is named where several are read.
+  // clock, if that is known.
   void print(const std::wstring& file, const Record& record, std::uint64_t tick,
              std::optional<std::int64_t> time);
   // False when the output takes no more.
@@ -33,6 +35,7 @@ class Printer {
   void append(const char* format, ...);
 
   const Options& _options;
+  const bool _names_files;
   std::string _out;
 };
 

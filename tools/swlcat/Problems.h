@@ -20,15 +20,38 @@ class Problems {
   }
   void place(const std::wstring& path, std::uint64_t offset,
              const std::wstring& what) {
-    wchar_t place[32];
-    _snwprintf(place, 32, L"0x%I64x", offset);
-    tell(path + L": at " + place + L": " + what);
+    tell(path + L": at " + number(L"0x%I64x", offset) + L": " + what);
+  }
+  // What was found at `offset` has cost the bytes from `from` to `to`.
+  void passed_over(const std::wstring& path, std::uint64_t offset,
+                   const std::wstring& what, std::uint64_t from,
+                   std::uint64_t to) {
+    std::wstring text = what + number(L"; %I64u bytes", to - from);
+    if (from != offset) text += number(L" from 0x%I64x on", from);
+    place(path, offset, text + L" passed over");
+  }
+  void cut_unit(const std::wstring& path, std::uint64_t offset,
+                std::uint64_t size) {
+    place(path, offset,
+          number(L"the last %I64u bytes are no whole unit", size));
+  }
+  // Nothing is missing because of it.
+  void warning(const std::wstring& path, const std::wstring& what) {
+    print(path + L": warning: " + what);
   }
   bool any() const { return _any; }
 
  private:
+  static std::wstring number(const wchar_t* format, std::uint64_t value) {
+    wchar_t text[64];
+    _snwprintf(text, 64, format, value);
+    return text;
+  }
   void tell(const std::wstring& text) {
     _any = true;
+    print(text);
+  }
+  void print(const std::wstring& text) {
     if (!_aloud) return;
     // What is printed already comes first.
     std::fflush(stdout);

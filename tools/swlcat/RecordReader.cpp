@@ -1,92 +1,15 @@
 #include "swlcat/RecordReader.h"
 
 #include <algorithm>
-#include <cwchar>
-#include <optional>
-#include <string_view>
+#include <cstring>
 
 namespace swlcat {
 namespace {
 
 constexpr std::size_t kBlockSize = 0x100000;  // bytes
-constexpr std::size_t kUnitChars = kUnitSize / sizeof(wchar_t);
+constexpr std::size_t kLookAhead = kUnitSize + kBeginBytes;
 // Longer than any record that the log writes, in code units.
 constexpr std::size_t kLongestRecord = 0x110000;
-constexpr wchar_t kKeyErrorText[] = L"stream_key_init_error=";
-
-bool is_hex(wchar_t character) {
-  return (character >= L'0' && character <= L'9') ||
-         (character >= L'a' && character <= L'f');
-}
-
-// Takes a number in bare hexadecimal and what ends it off the front.
-bool take_number(std::wstring_view& text, wchar_t end, std::uint32_t& value) {
-  std::size_t digits = 0;
-  value = 0;
-  while (digits < text.size() && digits <= 8 && is_hex(text[digits])) {
-    const wchar_t digit = text[digits++];
-    value = value << 4 | static_cast<std::uint32_t>(
-                             digit <= L'9' ? digit - L'0' : digit - L'a' + 10);
-  }
-  if (digits == 0 || digits > 8 || digits == text.size() ||
-      text[digits] != end) {
-    return false;
-  }
-  text.remove_prefix(digits + 1);
-  return true;
-}
-
-// "[%x:%x:%x:%x] "
-bool take_prefix(std::wstring_view& text, Record& record) {
-  if (text.empty() || text[0] != L'[') return false;
-  text.remove_prefix(1);
-  if (!take_number(text, L':', record.tick) ||
-      !take_number(text, L':', record.process) ||
-      !take_number(text, L':', record.thread) ||
-      !take_number(text, L']', record.level) || text.empty() ||
-      text[0] != L' ') {
-    return false;
-  }
-  text.remove_prefix(1);
-  return true;
-}
-
-// Whether a unit looks like the beginning of a prefix, of which it holds eight
-// characters.
-bool begins_record(const wchar_t* unit) {
-  const std::wstring_view text(unit, kUnitChars);
-  if (text == std::wstring_view(kKeyErrorText, kUnitChars)) return true;
-  if (text[0] != L'[' || !is_hex(text[1])) return false;
-  for (const wchar_t character : text.substr(2)) {
-    if (!is_hex(character) && character != L':' && character != L']' &&
-        character != L' ') {
-      // The message can begin within the first unit of the shortest prefixes.
-      return text.find(L"] ") != std::wstring_view::npos;
-    }
-  }
-  return true;
-}
-
-// The text in a unit, which zeros may follow; nothing for a damaged unit.
-std::optional<std::wstring_view> text_of(const wchar_t* unit) {
-  const std::wstring_view whole(unit, kUnitChars);
-  const std::size_t length = std::min(whole.find(L'\0'), kUnitChars);
-  if (whole.find_first_not_of(L'\0', length) != std::wstring_view::npos) {
-    return {};
-  }
-  return whole.substr(0, length);
-}
-
-bool is_zero(const wchar_t* unit) {
-  const auto text = text_of(unit);
-  return text && text->empty();
-}
-
-bool is_lead_in(const wchar_t* unit) {
-  return unit[0] == L'\xFEFF' &&
-         std::wstring_view(unit + 1, kUnitChars - 1) ==
-             std::wstring_view(L"\0\0\0\0\0\0\0", kUnitChars - 1);
-}
 
 bool ends_with_line_end(const std::wstring& text) {
   return text.ends_with(L"\r\n");
@@ -99,122 +22,266 @@ RecordReader::RecordReader(std::wstring path, std::unique_ptr<StreamFile> file,
     : _path(std::move(path)),
       _file(std::move(file)),
       _problems(problems),
-      _block(kBlockSize) {}
+      _block(kBlockSize),
+      _block_offset(_file->begin()) {}
 
+// Makes the unit at hand available, and the prefix after it.
 bool RecordReader::fill() {
-  if (_at < _block_size) return true;
-  _block_offset = _file->offset();
-  _block_size = _file->read(_block.data(), kBlockSize);
-  _at = 0;
-  return _block_size != 0;
+  const std::size_t rest = _block_size - _at;
+  if (rest < kLookAhead) {
+    std::memmove(_block.data(), _block.data() + _at, rest);
+    _block_offset += _at;
+    _at = 0;
+    _block_size = rest + _file->read(_block_offset + rest, _block.data() + rest,
+                                     kBlockSize - rest);
+  }
+  return _block_size - _at >= kUnitSize;
 }
 
-const wchar_t* RecordReader::unit() const {
-  return reinterpret_cast<const wchar_t*>(_block.data() + _at);
+void RecordReader::move_to(std::uint64_t offset) {
+  _block_offset = offset;
+  _block_size = _at = 0;
+}
+
+std::wstring_view RecordReader::ahead(std::size_t chars) const {
+  return {reinterpret_cast<const wchar_t*>(_block.data() + _at),
+          std::min(chars, (_block_size - _at) / sizeof(wchar_t))};
 }
 
 bool RecordReader::next(Record& record) {
-  while (fill()) {
-    if (!_seen_lead_in) {
-      _seen_lead_in = true;
-      if (is_lead_in(unit())) {
-        _at += kUnitSize;
-        continue;
-      }
-      _problems.place(_path, unit_offset(), L"the stream has no beginning");
-    }
-    // A record whose text fills its last unit has no zero behind it: only what
-    // follows tells that it has ended.
-    if (_in_record && ends_with_line_end(_text) &&
-        (begins_record(unit()) || !text_of(unit()))) {
-      if (complete(record)) return true;
-      continue;
-    }
-    if (!_in_record) {
-      if (is_zero(unit())) {
-        _at += kUnitSize;
-        continue;
-      }
-      if (!begins_record(unit())) {
-        skip_damage(L"no record begins here");
-        continue;
-      }
-      begin_at_this_unit();
-    }
-    switch (take_unit()) {
-      case Unit::kMore:
-        break;
-      case Unit::kEndsRecord:
-        if (complete(record)) return true;
-        break;
-      case Unit::kDamaged:
-        _in_record = false;
-        break;
+  Step step = Step::kGoOn;
+  while (step == Step::kGoOn) {
+    if (_lost) {
+      step = find_next();
+    } else if (!fill()) {
+      step = at_end(record);
+    } else {
+      step = _in_record ? go_on(record) : begin();
+      if (step == Step::kGoOn && _in_record) step = take_unit(record);
     }
   }
-  // Records are appended whole, so here it has ended.
-  return _in_record && ends_with_line_end(_text) && complete(record);
+  return step == Step::kRecord;
 }
 
-void RecordReader::begin_at_this_unit() {
+RecordReader::Step RecordReader::begin() {
+  if ((!_seen_lead_in && finds_lead_in()) || is_zero(unit())) {
+    _at += kUnitSize;
+    return Step::kGoOn;
+  }
+  switch (begins_record(ahead(kBeginChars))) {
+    case Match::kNo:
+      return lose(L"no record begins here");
+    case Match::kPartly:
+      return Step::kWait;
+    case Match::kYes:
+      break;
+  }
   _in_record = true;
-  _skipping = false;
-  _record_offset = unit_offset();
+  _is_damaged = false;
+  _record_offset = offset();
   _text.clear();
+  return Step::kGoOn;
 }
 
-RecordReader::Unit RecordReader::take_unit() {
-  const auto text = text_of(unit());
-  if (!text) {
-    skip_damage(L"a damaged unit");
-    return Unit::kDamaged;
+bool RecordReader::finds_lead_in() {
+  _seen_lead_in = true;
+  if (is_lead_in(unit())) return true;
+  if (begins_record(ahead(kBeginChars)) == Match::kYes) {
+    _problems.warning(_path, L"the stream has no beginning; all else is read");
   }
+  return false;
+}
+
+// At a later unit of a record.
+RecordReader::Step RecordReader::go_on(Record& record) {
+  const Match match = begins_record(ahead(kBeginChars));
+  // A record whose text fills its last unit has no zero after it: only what
+  // follows tells that it has ended.
+  const bool may_end = ends_with_line_end(_text);
+  if (match == Match::kYes || (may_end && match == Match::kPartly) ||
+      (may_end && (!text_of(unit()) || is_implausible(unit())))) {
+    return complete(record);
+  }
+  return Step::kGoOn;
+}
+
+RecordReader::Step RecordReader::take_unit(Record& record) {
+  const auto text = text_of(unit());
+  if (!text) return take_damaged(record);
+  if (is_implausible(*text)) return take_implausible(record, *text);
   _at += kUnitSize;
   _text += *text;
-  if (text->size() < kUnitChars) return Unit::kEndsRecord;
-  if (_text.size() <= kLongestRecord) return Unit::kMore;
-  _problems.place(_path, _record_offset, L"a record without an end");
-  return Unit::kDamaged;
+  if (text->size() < kUnitChars) return complete(record);
+  if (_text.size() > kLongestRecord) {
+    return give_up(record, L"a record without an end");
+  }
+  return Step::kGoOn;
 }
 
-// False when what was taken for a record isn't one.
-bool RecordReader::complete(Record& record) {
+// Text after zeros. A record that ends ahead of them is there, but bytes are
+// missing in it or before what follows.
+RecordReader::Step RecordReader::take_damaged(Record& record) {
+  const std::wstring_view text = unit().substr(0, unit().find(L'\0'));
+  if (!ends_with_line_end(_text + std::wstring(text))) {
+    return give_up(record, L"a damaged unit");
+  }
+  _text += text;
+  move_to(offset() + text.size() * sizeof(wchar_t));
+  _is_damaged = true;
+  return complete(record);
+}
+
+// Only the cipher makes a unit that was written look like this.
+bool RecordReader::is_implausible(std::wstring_view unit) const {
+  const auto text = text_of(unit);
+  return _file->is_enciphered() && text && !is_plausible(*text);
+}
+
+RecordReader::Step RecordReader::take_implausible(Record& record,
+                                                  std::wstring_view text) {
+  if (ends_cut_write()) {
+    _at += kUnitSize;
+    return complete(record);
+  }
+  const auto found = _search.next(offset() + 1);
+  const bool is_shifted = found && (*found - offset()) % kUnitSize != 0;
+  const std::wstring_view both = ahead(2 * kUnitChars);
+  if (is_shifted || is_implausible(both.substr(kUnitChars))) {
+    return give_up(record, L"a damaged unit of the cipher");
+  }
+  _problems.place(_path, offset(), L"a damaged unit of the cipher");
+  _at += kUnitSize;
+  _text += text;
+  return Step::kGoOn;
+}
+
+// Whether this unit was left unfinished, and filled up by the next write.
+bool RecordReader::ends_cut_write() const {
+  unsigned char last = 1;
+  return _file->read_raw(offset() + kUnitSize - 1, &last, 1) == 1 &&
+         last == 0 &&
+         begins_record(ahead(kBeginChars + kUnitChars).substr(kUnitChars)) ==
+             Match::kYes;
+}
+
+RecordReader::Step RecordReader::at_end(Record& record) {
+  if (!_in_record) return Step::kWait;
+  const bool has_end = ends_with_line_end(_text);
+  // Records are appended whole, so here it has ended, unless damage has hidden
+  // the beginning of another one.
+  if (has_end && cut_off() == 0) return complete(record);
+  if (_search.next(_record_offset + 1)) {
+    return give_up(record, L"a damaged record");
+  }
+  return has_end ? complete(record) : Step::kWait;
+}
+
+std::uint64_t RecordReader::cut_off() const {
+  const std::uint64_t end = _file->size();
+  return end > offset() ? (end - offset()) % kUnitSize : 0;
+}
+
+// Whether the file ends as a record does, on a unit or off it.
+bool RecordReader::file_has_end() const {
+  constexpr unsigned char kLineEnd[] = {L'\r', 0, L'\n'};
+  unsigned char bytes[3 * kUnitSize];
+  const std::uint64_t end = _file->size();
+  if (_file->is_enciphered() || end < sizeof bytes) return false;
+  _file->read_raw(end - sizeof bytes, bytes, sizeof bytes);
+  const unsigned char* last = bytes + sizeof bytes;
+  while (last != bytes && last[-1] == 0) --last;
+  return last - bytes >= 3 && std::equal(last - 3, last, kLineEnd);
+}
+
+// Gives the record in hand.
+RecordReader::Step RecordReader::complete(Record& record) {
+  if (const auto end = find_prefix(_text)) split(*end);
   _in_record = false;
   record.offset = _record_offset;
   std::wstring_view text = _text;
-  record.has_prefix = !text.starts_with(kKeyErrorText);
-  if (!record.has_prefix) {
+  record.has_prefix = !is_key_error(text);
+  if (record.has_prefix) {
+    take_prefix(text, record);
+  } else {
     record.tick = record.process = record.thread = record.level = 0;
-  } else if (!take_prefix(text, record)) {
-    _problems.place(_path, _record_offset, L"a record with a damaged prefix");
-    return false;
   }
-  if (text.ends_with(L"\r\n")) {
-    text.remove_suffix(2);
-  } else if (record.has_prefix) {
-    _problems.place(_path, _record_offset, L"a record with a damaged end");
-  } else if (text.ends_with(L'\n')) {
-    text.remove_suffix(1);
+  const bool has_end = text.ends_with(record.has_prefix ? L"\r\n" : L"\n");
+  if (has_end) text.remove_suffix(record.has_prefix ? 2 : 1);
+  if (_is_damaged || !has_end) {
+    _problems.place(_path, _record_offset,
+                    has_end ? L"a damaged record" : L"a record is cut off");
   }
   record.text = text;
-  return true;
+  return Step::kRecord;
 }
 
-void RecordReader::skip_damage(const wchar_t* what) {
-  if (!_skipping) _problems.place(_path, unit_offset(), what);
-  _skipping = true;
-  _at += kUnitSize;
+// The record in hand is damaged here. When it turns out to be a whole one and
+// what follows it, that one is given.
+RecordReader::Step RecordReader::give_up(Record& record, const wchar_t* what) {
+  if (find_prefix(_text)) return complete(record);
+  for (std::size_t end = 0;
+       (end = _text.find(L"\r\n", end)) != std::wstring::npos;) {
+    end += 2;
+    if (end % kUnitChars != 0 || end == _text.size()) continue;
+    split(end);
+    return complete(record);
+  }
+  return lose(what);
+}
+
+// The record ends at this place of its text, with the bytes that it lacks if
+// that is no border of units.
+void RecordReader::split(std::size_t end) {
+  _text.resize(end);
+  _is_damaged = _is_damaged || end % kUnitChars != 0;
+  move_to(_record_offset + end * sizeof(wchar_t));
+}
+
+RecordReader::Step RecordReader::lose(const wchar_t* what) {
+  _lost = true;
+  const std::uint64_t from = _in_record ? _record_offset : offset();
+  const bool is_at_end = _block_size - _at < kUnitSize;
+  _damage = {what, is_at_end ? from : offset(), from};
+  _in_record = false;
+  return Step::kGoOn;
+}
+
+RecordReader::Step RecordReader::find_next() {
+  const auto found = _search.next(_damage.from + 1);
+  if (!found) return Step::kWait;
+  _lost = false;
+  if (!is_filler(_damage.from, *found)) {
+    _problems.passed_over(_path, _damage.offset, _damage.what, _damage.from,
+                          *found);
+  }
+  move_to(*found);
+  return Step::kGoOn;
+}
+
+// Zeros up to the next unit, behind a record that stands off the units.
+bool RecordReader::is_filler(std::uint64_t from, std::uint64_t to) const {
+  unsigned char bytes[kUnitSize];
+  if (to - from >= kUnitSize) return false;
+  const std::size_t count =
+      _file->read_raw(from, bytes, static_cast<std::size_t>(to - from));
+  return std::all_of(bytes, bytes + count,
+                     [](unsigned char byte) { return byte == 0; });
 }
 
 void RecordReader::finish() {
-  if (_in_record) {
-    _problems.place(_path, _record_offset, L"the last record is cut off");
+  if (_in_record && file_has_end()) lose(L"a damaged record");
+  const std::uint64_t end = _file->size();
+  if (_lost) {
+    _problems.passed_over(_path, _damage.offset, _damage.what, _damage.from,
+                          end);
+    return;
   }
-  if (const std::size_t rest = _file->cut_off()) {
-    wchar_t text[64];
-    _snwprintf(text, 64, L"the last %u bytes are no whole unit",
-               static_cast<unsigned>(rest));
-    _problems.place(_path, _file->offset(), text);
+  if (_in_record || _block_size - _at >= kUnitSize) {
+    _problems.place(_path, _in_record ? _record_offset : offset(),
+                    L"the last record is cut off");
+  }
+  if (const std::uint64_t rest = cut_off()) {
+    _problems.cut_unit(_path, end - rest, rest);
   }
 }
 

@@ -8,26 +8,18 @@
 #include <vector>
 
 #include "swlcat/Problems.h"
+#include "swlcat/RecordSearch.h"
+#include "swlcat/RecordText.h"
 #include "swlcat/StreamFile.h"
 
 namespace swlcat {
 
-struct Record {
-  std::uint64_t offset = 0;  // of its first unit in the file
-  // The one record of a file that tells of a missing stream key has no prefix:
-  // its four numbers are 0.
-  bool has_prefix = true;
-  std::uint32_t tick = 0;
-  std::uint32_t process = 0;
-  std::uint32_t thread = 0;
-  std::uint32_t level = 0;
-  std::wstring text;  // without prefix and end
-};
-
 // Records begin at a unit, and end with CR LF and zeros up to the next one.
 // What breaks that is told to `problems`, once for each place, and reading goes
-// on at the next unit that begins a record. Memory: one block of the file and
-// one record.
+// on at the next record, wherever it begins. A record that was cut off is given
+// as far as it goes; so is one with a single damaged unit of the cipher; any
+// other damaged one is passed over. Memory: one block of the file and one
+// record.
 class RecordReader {
  public:
   RecordReader(std::wstring path, std::unique_ptr<StreamFile> file,
@@ -38,30 +30,61 @@ class RecordReader {
   bool next(Record& record);
   // The file won't grow any more: tells what is left of a record or a unit.
   void finish();
-  const StreamFile& file() const { return *_file; }
+  // Where the reader is in the file.
+  std::uint64_t offset() const { return _block_offset + _at; }
+  // Whether the path leads to another file by now, or this one was emptied.
+  bool is_replaced() const {
+    return _file->is_replaced(_block_offset + _block_size);
+  }
 
  private:
-  enum class Unit { kMore, kEndsRecord, kDamaged };
+  enum class Step { kGoOn, kRecord, kWait };
+
+  // A place that couldn't be read.
+  struct Damage {
+    const wchar_t* what;
+    std::uint64_t offset;
+    std::uint64_t from;  // nothing is taken from here to the next record
+  };
 
   bool fill();
-  const wchar_t* unit() const;
-  std::uint64_t unit_offset() const { return _block_offset + _at; }
-  void begin_at_this_unit();
-  Unit take_unit();
-  bool complete(Record& record);
-  void skip_damage(const wchar_t* what);
+  void move_to(std::uint64_t offset);
+  std::wstring_view ahead(std::size_t chars) const;
+  std::wstring_view unit() const { return ahead(kUnitChars); }
+
+  Step begin();
+  Step go_on(Record& record);
+  Step take_unit(Record& record);
+  Step take_damaged(Record& record);
+  Step take_implausible(Record& record, std::wstring_view text);
+  Step at_end(Record& record);
+  Step complete(Record& record);
+  Step give_up(Record& record, const wchar_t* what);
+  void split(std::size_t end);
+  std::uint64_t cut_off() const;
+  bool file_has_end() const;
+  bool finds_lead_in();
+  bool is_implausible(std::wstring_view unit) const;
+  bool ends_cut_write() const;
+
+  Step lose(const wchar_t* what);
+  Step find_next();
+  bool is_filler(std::uint64_t from, std::uint64_t to) const;
 
   const std::wstring _path;
   const std::unique_ptr<StreamFile> _file;
   Problems& _problems;
+  RecordSearch _search{*_file};
   std::vector<unsigned char> _block;
-  std::uint64_t _block_offset = 0;
+  std::uint64_t _block_offset;
   std::size_t _block_size = 0;
   std::size_t _at = 0;
   bool _seen_lead_in = false;
-  bool _skipping = false;  // until a unit begins a record
+  bool _lost = false;  // because of _damage
+  Damage _damage = {};
   // The record in hand.
   bool _in_record = false;
+  bool _is_damaged = false;  // bytes are missing
   std::uint64_t _record_offset = 0;
   std::wstring _text;
 };

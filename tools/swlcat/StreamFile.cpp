@@ -57,18 +57,16 @@ StreamFile::~StreamFile() {
   CloseHandle(_file);
 }
 
-bool StreamFile::read_exactly(void* target, DWORD wanted) {
-  DWORD count = 0;
-  if (!ReadFile(_file, target, wanted, &count, nullptr) || count != wanted) {
-    return false;
-  }
-  _offset += count;
-  return true;
+bool StreamFile::take(void* target, std::size_t wanted) {
+  const std::size_t count =
+      read_raw(_begin, static_cast<unsigned char*>(target), wanted);
+  _begin += count;
+  return count == wanted;
 }
 
 bool StreamFile::read_header(const PrivateKey& key, std::wstring& error) {
   char mark[8];
-  if (!read_exactly(mark, sizeof mark)) {
+  if (!take(mark, sizeof mark)) {
     error = size() == 0 ? L"" : L"cut off within its header";
     return false;
   }
@@ -83,8 +81,8 @@ bool StreamFile::read_header(const PrivateKey& key, std::wstring& error) {
 bool StreamFile::start_deciphering(const PrivateKey& key, std::wstring& error) {
   std::uint32_t length = 0;
   WrappedKey wrapped;
-  if (!read_exactly(&length, sizeof length) || length != wrapped.size() ||
-      !read_exactly(wrapped.data(), static_cast<DWORD>(wrapped.size()))) {
+  if (!take(&length, sizeof length) || length != wrapped.size() ||
+      !take(wrapped.data(), wrapped.size())) {
     error = L"cut off within its header";
     return false;
   }
@@ -113,23 +111,22 @@ std::uint64_t StreamFile::size() const {
   return static_cast<std::uint64_t>(size.QuadPart);
 }
 
-std::size_t StreamFile::cut_off() const {
-  const std::uint64_t end = size();
-  return end > _offset ? static_cast<std::size_t>(end - _offset) % kUnitSize
-                       : 0;
-}
-
-std::size_t StreamFile::read(unsigned char* buffer, std::size_t wanted) {
-  // Each read says where: a unit of which only a part was there is read anew.
+std::size_t StreamFile::read_raw(std::uint64_t offset, unsigned char* buffer,
+                                 std::size_t wanted) const {
   OVERLAPPED place = {};
-  place.Offset = static_cast<DWORD>(_offset);
-  place.OffsetHigh = static_cast<DWORD>(_offset >> 32);
+  place.Offset = static_cast<DWORD>(offset);
+  place.OffsetHigh = static_cast<DWORD>(offset >> 32);
   DWORD count = 0;
   if (!ReadFile(_file, buffer, static_cast<DWORD>(wanted), &count, &place)) {
     return 0;
   }
-  count -= count % DWORD{kUnitSize};
-  _offset += count;
+  return count;
+}
+
+std::size_t StreamFile::read(std::uint64_t offset, unsigned char* buffer,
+                             std::size_t wanted) const {
+  std::size_t count = read_raw(offset, buffer, wanted);
+  count -= count % kUnitSize;
   int deciphered = static_cast<int>(count);
   if (_cipher && count != 0 &&
       !EVP_DecryptUpdate(_cipher.get(), buffer, &deciphered, buffer,
@@ -139,8 +136,8 @@ std::size_t StreamFile::read(unsigned char* buffer, std::size_t wanted) {
   return count;
 }
 
-bool StreamFile::is_replaced() const {
-  if (size() < _offset) return true;
+bool StreamFile::is_replaced(std::uint64_t offset) const {
+  if (size() < offset) return true;
   const HANDLE current = open_shared(_path, 0);
   if (current == INVALID_HANDLE_VALUE) return false;
   FileIdentity own;

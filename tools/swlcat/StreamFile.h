@@ -1,4 +1,5 @@
-// A log file as the stream of 16-byte units behind its header, deciphered.
+// A log file: its header, and the stream of 16-byte units behind it,
+// deciphered.
 #ifndef VEL_TOOLS_SWLCAT_STREAMFILE_H_
 #define VEL_TOOLS_SWLCAT_STREAMFILE_H_
 
@@ -28,27 +29,32 @@ class StreamFile {
   StreamFile(const StreamFile&) = delete;
   StreamFile& operator=(const StreamFile&) = delete;
 
-  // Where the next unit lies in the file.
-  std::uint64_t offset() const { return _offset; }
-  // Whole units into `buffer`; the number of bytes, 0 when there are no more
-  // for now. `size` is a multiple of a unit.
-  std::size_t read(unsigned char* buffer, std::size_t size);
-  // Bytes at the end that make no whole unit.
-  std::size_t cut_off() const;
-  // Whether the path leads to another file by now, or this one was emptied.
-  bool is_replaced() const;
+  bool is_enciphered() const { return _cipher != nullptr; }
+  // Where the first unit lies.
+  std::uint64_t begin() const { return _begin; }
+  std::uint64_t size() const;
+  // The whole units from `offset` on, as if one began there; the number of
+  // bytes, 0 when there are no more for now.
+  std::size_t read(std::uint64_t offset, unsigned char* buffer,
+                   std::size_t size) const;
+  // The bytes as they are in the file; how many there were.
+  std::size_t read_raw(std::uint64_t offset, unsigned char* buffer,
+                       std::size_t size) const;
+  // Whether the path leads to another file by now, or this one, which was read
+  // up to `offset`, was emptied.
+  bool is_replaced(std::uint64_t offset) const;
 
  private:
   StreamFile(std::wstring path, HANDLE file)
       : _path(std::move(path)), _file(file) {}
   bool read_header(const PrivateKey& key, std::wstring& error);
-  bool read_exactly(void* target, DWORD size);
+  // Takes the next bytes of the header.
+  bool take(void* target, std::size_t size);
   bool start_deciphering(const PrivateKey& key, std::wstring& error);
-  std::uint64_t size() const;
 
   const std::wstring _path;
   const HANDLE _file;
-  std::uint64_t _offset = 0;
+  std::uint64_t _begin = 0;
   // Null for a plain file.
   std::unique_ptr<EVP_CIPHER_CTX, void (*)(EVP_CIPHER_CTX*)> _cipher{nullptr,
                                                                      nullptr};
