@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <functional>
+
 #include "foundation/FindHandle.h"
 #include "foundation/PathParts.h"
 #include "foundation/Text.h"
@@ -50,7 +52,7 @@ LongForm lengthen(const std::wstring& path) {
 
 // Never destroyed: threads ask for paths until the very end.
 LongPathCache& long_path_cache() {
-  return *once_static([] { return new LongPathCache; });
+  return once_static([] { return std::ref(*new LongPathCache); }).get();
 }
 
 }  // namespace
