@@ -111,7 +111,14 @@ RecordReader::Step RecordReader::take_unit(Record& record) {
   if (is_implausible(*text)) return take_implausible(record, *text);
   _at += kUnitSize;
   _text += *text;
-  if (text->size() < kUnitChars) return complete(record);
+  if (text->size() < kUnitChars) {
+    // What is cut off may be the beginning of the next record, off the units.
+    const bool is_whole = ends_with_line_end(_text) || is_key_error(_text);
+    const auto hidden =
+        is_whole ? std::nullopt : _search.next(_record_offset + 1);
+    return hidden && *hidden < offset() ? give_up(record, L"a damaged record")
+                                        : complete(record);
+  }
   if (_text.size() > kLongestRecord) {
     return give_up(record, L"a record without an end");
   }
@@ -170,7 +177,8 @@ RecordReader::Step RecordReader::at_end(Record& record) {
   // Records are appended whole, so here it has ended, unless damage has hidden
   // the beginning of another one.
   if (has_end && cut_off() == 0) return complete(record);
-  if (_search.next(_record_offset + 1)) {
+  const bool is_shifted = !has_end && cut_off() != 0 && file_has_end();
+  if (is_shifted || _search.next(_record_offset + 1)) {
     return give_up(record, L"a damaged record");
   }
   return has_end ? complete(record) : Step::kWait;
