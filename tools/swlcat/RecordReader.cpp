@@ -6,7 +6,7 @@
 namespace swlcat {
 namespace {
 
-constexpr std::size_t kBlockSize = 0x100000;  // bytes
+constexpr std::size_t kBlockSize = 0x10000;  // bytes
 constexpr std::size_t kLookAhead = kUnitSize + kBeginBytes;
 // Longer than any record that the log writes, in code units.
 constexpr std::size_t kLongestRecord = 0x110000;

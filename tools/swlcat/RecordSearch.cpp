@@ -7,7 +7,7 @@
 namespace swlcat {
 namespace {
 
-constexpr std::size_t kStepBytes = 0x8000;
+constexpr std::size_t kStepBytes = 0x2000;
 constexpr std::size_t kReadBytes = kStepBytes + kBeginBytes;
 
 // The first unit of the step that begins a record; kStepBytes when none does.
