@@ -11,11 +11,13 @@ namespace {
 
 std::atomic<long> answer{0};
 std::atomic<long> asked{0};
+std::atomic<bool> slow_task_runs{false};
 HANDLE slow_task_ended = nullptr;
 void (*at_process_end)() = nullptr;
 
 class SlowTask : public vel::SelfDeletingTask {
   void run() override {
+    slow_task_runs = true;
     Sleep(300);
     SetEvent(slow_task_ended);
   }
@@ -34,9 +36,12 @@ EXPORTED long AnswerWith(long value) {
   return asked;
 }
 
+// Returns when the task runs: an unload holds the loader's lock, which a new
+// thread of the pool needs before it takes on a task.
 EXPORTED void StartSlowTask(HANDLE ended) {
   slow_task_ended = ended;
   (new SlowTask)->start();
+  while (!slow_task_runs) Sleep(1);
 }
 
 EXPORTED HANDLE TakeEvent() {
