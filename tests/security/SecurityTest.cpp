@@ -7,6 +7,7 @@
 #include "foundation/Text.h"
 #include "security/AccountSids.h"
 #include "security/Acls.h"
+#include "security/ClientRights.h"
 #include "security/Descriptors.h"
 #include "security/Impersonator.h"
 #include "security/LocalMemory.h"
@@ -97,6 +98,39 @@ TEST(VelImpersonatorTest, NestsFailsAndPutsBackWhatItFound) {
   }
   EXPECT_EQ(now(), 0u);
   EXPECT_TRUE(log.Contains(3, L".\\Impersonator"));
+}
+
+// A copy of the own token in which `sid` is only there for denials.
+ScopedHandle TokenWithout(PSID sid) {
+  SID_AND_ATTRIBUTES disabled = {sid, 0};
+  ScopedHandle made;
+  EXPECT_TRUE(CreateRestrictedToken(OwnToken().get(), 0, 1, &disabled, 0,
+                                    nullptr, 0, nullptr, made.put()));
+  return made;
+}
+
+TEST(ClientRightsTest, TheUserTheSystemAndAdministratorsMayAct) {
+  PSID const user = LookupSidCurrentUser();
+  PSID const another = LookupSidLocal();  // No token's user.
+  EXPECT_TRUE(SidMayActFor(user, user));
+  EXPECT_TRUE(SidMayActFor(LookupSidSystem(), user));
+  EXPECT_FALSE(SidMayActFor(another, user));
+  EXPECT_FALSE(SidMayActFor(nullptr, nullptr));
+  const ScopedHandle plain = TokenWithout(LookupSidAdministrators());
+  EXPECT_TRUE(TokenMayActFor(plain.get(), user));
+  EXPECT_FALSE(TokenMayActFor(plain.get(), another));
+  EXPECT_FALSE(TokenMayActFor(nullptr, user));
+  if (!TokenHasGroup(OwnToken().get(), LookupSidAdministrators())) {
+    GTEST_SKIP() << "needs an administrator";
+  }
+  EXPECT_TRUE(TokenMayActFor(OwnToken().get(), another));
+}
+
+TEST(ClientRightsTest, OnlyAThreadThatImpersonatesHasAClient) {
+  EXPECT_FALSE(ImpersonatedMayActForProcess());
+  const ScopedHandle plain = TokenWithout(LookupSidAdministrators());
+  const VelImpersonateToken client(plain.get());
+  EXPECT_TRUE(ImpersonatedMayActForProcess());
 }
 
 constexpr DWORD kMask = 0x80100000;

@@ -1,0 +1,37 @@
+#include "security/ClientRights.h"
+
+#include <vector>
+
+#include "security/AccountSids.h"
+#include "security/Tokens.h"
+#include "security/WellKnownSids.h"
+#include "sync/ScopedHandle.h"
+
+namespace vel {
+namespace {
+
+bool are_equal(PSID one, PSID other) {
+  return one != nullptr && other != nullptr && EqualSid(one, other);
+}
+
+}  // namespace
+
+bool SidMayActFor(PSID who, PSID user) {
+  return are_equal(who, user) || are_equal(who, LookupSidSystem());
+}
+
+bool TokenMayActFor(HANDLE token, PSID user) {
+  const std::vector<BYTE> read =
+      ReadTokenInformation(token, TokenUser, kAskForSize);
+  if (read.empty()) return false;
+  const PSID who = reinterpret_cast<const TOKEN_USER*>(read.data())->User.Sid;
+  return SidMayActFor(who, user) ||
+         TokenHasGroup(token, LookupSidAdministrators());
+}
+
+bool ImpersonatedMayActForProcess() {
+  const ScopedHandle token = OpenThreadTokenQuery(GetCurrentThread());
+  return token && TokenMayActFor(token.get(), LookupSidCurrentUser());
+}
+
+}  // namespace vel
