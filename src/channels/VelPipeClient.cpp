@@ -53,6 +53,16 @@ bool send_request(HANDLE pipe, std::uint32_t command,
                    nullptr) != FALSE;
 }
 
+// 0 when there is no pipe or the exchange fails.
+std::uint32_t exchange(const ScopedFileHandle& pipe, std::uint32_t command,
+                       const std::wstring& args) {
+  if (!pipe || !send_request(pipe.get(), command, args)) return 0;
+  std::uint32_t reply = 0;
+  DWORD read = 0;
+  if (!ReadFile(pipe.get(), &reply, sizeof(reply), &read, nullptr)) return 0;
+  return reply;
+}
+
 bool refuses(const std::wstring& pipe_name, std::uint32_t command,
              const std::wstring& args) {
   if (VelPipeServerIsTrusted(pipe_name)) return false;
@@ -68,12 +78,13 @@ std::uint32_t VelPipeCommand(const std::wstring& pipe_name,
                              std::uint32_t command, const std::wstring& args,
                              bool verify_server) {
   if (verify_server && refuses(pipe_name, command, args)) return 0;
-  const ScopedFileHandle pipe = connect_to(pipe_name.c_str());
-  if (!pipe || !send_request(pipe.get(), command, args)) return 0;
-  std::uint32_t reply = 0;
-  DWORD read = 0;
-  if (!ReadFile(pipe.get(), &reply, sizeof(reply), &read, nullptr)) return 0;
-  return reply;
+  return exchange(connect_to(pipe_name.c_str()), command, args);
+}
+
+std::uint32_t VelPipeCommandOnce(const std::wstring& pipe_name,
+                                 std::uint32_t command,
+                                 const std::wstring& args) {
+  return exchange(open_pipe(pipe_name.c_str()), command, args);
 }
 
 bool VelPipeServerIsRunning(const std::wstring& pipe_name) {

@@ -18,6 +18,12 @@ std::uint32_t VelPipeCommand(const std::wstring& pipe_name,
                              std::uint32_t command, const std::wstring& args,
                              bool verify_server);
 
+// The same, but a server that is busy isn't waited for: 0 at once, last error
+// ERROR_PIPE_BUSY.
+std::uint32_t VelPipeCommandOnce(const std::wstring& pipe_name,
+                                 std::uint32_t command,
+                                 const std::wstring& args);
+
 // Whether a server of that pipe shows itself in the caller's session; the last
 // error is a native status when its marker isn't there. A look at a marker and
 // no promise: the server may end at any time.

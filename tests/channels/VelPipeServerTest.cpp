@@ -14,6 +14,7 @@
 #include "sync/VelFastMutex.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
+#include "support/PipeClients.h"
 #include "support/Threads.h"
 #include "support/Wait.h"
 #include "vel/PipeMessage.h"
@@ -22,6 +23,7 @@ namespace vel {
 namespace {
 
 using test::LogCapture;
+using Client = test::PipeClient;
 using test::WaitUntil;
 
 std::wstring NewName() {
@@ -69,38 +71,6 @@ class Gate {
  private:
   const ScopedHandle _open{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
   std::atomic<int> _waiting{0};
-};
-
-// The client's end, one step at a time.
-class Client {
- public:
-  explicit Client(const std::wstring& name) {
-    EXPECT_TRUE(WaitUntil([&] {
-      _pipe.reset(CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0,
-                              nullptr, OPEN_EXISTING, 0, nullptr));
-      return _pipe.valid();
-    }));
-  }
-  // A request of `size` bytes with a text of the letter A. A server that drops
-  // it may do so while it is being written.
-  Client& Send(std::uint32_t command, std::size_t size) {
-    std::vector<char> request(size + sizeof(command));
-    for (std::size_t i = 4; i < size; i += 2) request[i] = 'A';
-    std::memcpy(request.data(), &command, sizeof(command));
-    DWORD written = 0;
-    WriteFile(_pipe.get(), request.data(), DWORD(size), &written, nullptr);
-    return *this;
-  }
-  std::optional<std::uint32_t> Reply() {
-    std::uint32_t reply = 0;
-    DWORD read = 0;
-    if (!ReadFile(_pipe.get(), &reply, 4, &read, nullptr)) return {};
-    return reply;
-  }
-  void Close() { _pipe.reset(); }
-
- private:
-  ScopedFileHandle _pipe;
 };
 
 std::uint32_t Call(const Server& server, const std::wstring& text = {}) {
@@ -221,6 +191,59 @@ TEST(VelPipeServer, StopsInTimeOrSaysSo) {
     EXPECT_TRUE(server.Stop(timeout));
     EXPECT_EQ(running.get(), 1u);
   }
+}
+
+constexpr std::uint32_t kNothing = 0;
+
+TEST(VelPipeServer, AClientThatWaitsHoldsUpNeitherOthersNorTheEnd) {
+  for (const DWORD timeout : {DWORD{1500}, DWORD{INFINITE}}) {
+    for (const std::uint32_t sent : {kNothing, 7u, 0xFFFFFFFFu}) {
+      Server server([](const std::wstring&) { return 5; });
+      ASSERT_TRUE(server.Start());
+      Client waits(server.name);
+      if (sent != kNothing) waits.Send(sent, 8);
+      EXPECT_EQ(Call(server), 5u);
+      const ULONGLONG start = GetTickCount64();
+      EXPECT_TRUE(server.Stop(timeout));
+      EXPECT_LE(GetTickCount64() - start, 1500u) << sent;
+    }
+  }
+}
+
+TEST(VelPipeServer, DropsClientsThatTakeTooLong) {
+  const LogCapture log;
+  Server server([](const std::wstring&) { return 5; });
+  ASSERT_TRUE(server.Start());
+  const ULONGLONG start = GetTickCount64();
+  Client silent(server.name);
+  Client never_reads(server.name);
+  never_reads.Send(7, 12);
+  EXPECT_EQ(silent.Reply(), std::nullopt);
+  EXPECT_GE(GetTickCount64() - start, 4900u);
+  const std::wstring line = L"VelPipeServer::ProcessPipeConnection: le=1460 ";
+  EXPECT_TRUE(WaitUntil([&] {
+    return log.Contains(2, line + L"read=0") &&
+           log.Contains(2, line + L"read=12");
+  }));
+  EXPECT_EQ(never_reads.Reply(), std::nullopt);
+}
+
+class SignallingTask final : public VelTask {
+ public:
+  void run() override {}
+};
+
+TEST(VelPipeServer, AnswersTheLastOfManyAndLeavesThePoolToOthers) {
+  Server server([](const std::wstring&) { return 5; });
+  ASSERT_TRUE(server.Start());
+  const std::vector<Client> clients = test::HostileClients(server.name, 500, 7);
+  const ULONGLONG start = GetTickCount64();
+  SignallingTask task;
+  ASSERT_TRUE(task.start());
+  EXPECT_TRUE(task.wait());
+  EXPECT_LE(GetTickCount64() - start, 2000u);
+  EXPECT_EQ(Call(server), 5u);
+  EXPECT_LE(GetTickCount64() - start, 10000u);
 }
 
 // What the system tells of a thread: the level at which it impersonates, -1 for
