@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <cwchar>
 #include <memory>
 #include <string>
@@ -17,6 +18,7 @@
 
 #include "channels/VelPipeClient.h"
 #include "channels/VelPipeServer.h"
+#include "security/ClientRights.h"
 #include "security/Descriptors.h"
 #include "support/Ratios.h"
 #include "sync/ScopedHandle.h"
@@ -75,6 +77,7 @@ class BareServer {
     if (kAsClient) {
       SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_HIGHEST);
       ImpersonateNamedPipeClient(pipe);
+      if (!ImpersonatedMayActForProcess()) std::abort();
     }
     reply_to(pipe);
     if (kAsClient) {

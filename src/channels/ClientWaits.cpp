@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "sync/LastErrorKeeper.h"
+#include "sync/ScopedHandle.h"
 #include "sync/Trap.h"
 #include "sync/VelSyncNt.h"
 
@@ -20,21 +21,17 @@ ULONGLONG due_after(ULONGLONG begin, DWORD limit) {
   return limit == INFINITE ? kNever : begin + limit;
 }
 
-// One that may be cancelled, also by a thread that impersonates somebody else.
-HANDLE own_thread() {
-  HANDLE thread = nullptr;
-  if (!DuplicateHandle(GetCurrentProcess(), GetCurrentThread(),
-                       GetCurrentProcess(), &thread, 0, FALSE,
-                       DUPLICATE_SAME_ACCESS)) {
-    vel_trap();
-  }
-  return thread;
+// The thread is in a Call, so its id is still its own. One that can't be opened
+// now is cancelled the next time.
+void cancel(DWORD thread_id) {
+  const ScopedHandle thread(OpenThread(THREAD_TERMINATE, FALSE, thread_id));
+  if (thread) CancelSynchronousIo(thread.get());
 }
 
 }  // namespace
 
 ClientWaits::Call::Call(ClientWaits& waits, Kind kind)
-    : _waits(waits), _kind(kind), _thread(own_thread()) {
+    : _waits(waits), _kind(kind), _thread(GetCurrentThreadId()) {
   _waits.add(*this);
 }
 
@@ -83,7 +80,7 @@ void ClientWaits::end_overdue() {
   for (Call* call = _first; call != nullptr; call = call->_next) {
     if (call->_due > now) continue;
     call->_expired = true;
-    CancelSynchronousIo(call->_thread.get());
+    cancel(call->_thread);
     call->_due = now + kAgain;
   }
   _timer_due = kNever;

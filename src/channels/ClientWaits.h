@@ -5,7 +5,6 @@
 
 #include <atomic>
 
-#include "sync/ScopedHandle.h"
 #include "sync/ThreadAnnotations.h"
 #include "sync/VelFastMutex.h"
 
@@ -75,10 +74,10 @@ class ClientWaits {
 };
 
 // The scope of the calling thread's blocking calls on one pipe; the limit is
-// for all of them together. Belongs on the stack. Keeps the last error.
+// for all of them together. Belongs on the stack. Keeps the last error, and as
+// a rule makes no call to the system.
 class ClientWaits::Call {
  public:
-  // A thread whose handle can't be had is a trap.
   Call(ClientWaits& waits, Kind kind);
   ~Call();
   Call(const Call&) = delete;
@@ -93,7 +92,7 @@ class ClientWaits::Call {
 
   ClientWaits& _waits;
   const Kind _kind;
-  const ScopedHandle _thread;
+  const DWORD _thread;
   std::atomic<bool> _expired{false};
   // Under the lock of `_waits`.
   ULONGLONG _began = 0;

@@ -47,6 +47,13 @@ bool wait_for_client(HANDLE pipe) {
          GetLastError() == ERROR_PIPE_CONNECTED;
 }
 
+// Nothing else may read from the pipe meanwhile: the look would wait for it.
+bool is_silent(HANDLE pipe) {
+  DWORD available = 0;
+  return PeekNamedPipe(pipe, nullptr, 0, nullptr, &available, nullptr) &&
+         available == 0;
+}
+
 // False, with ERROR_TIMEOUT for a client that was silent for too long.
 bool read_request(HANDLE pipe, ClientWaits& waits, std::byte* request,
                   DWORD& read) {
@@ -195,7 +202,8 @@ bool VelPipeServer::prepare() {
 // The next instance is made before the client's request is read, so that the
 // next client finds one that listens. The two failures differ on purpose: a
 // pipe that can't even wait for clients ends the server with its last
-// instance, while one that works is kept alive.
+// instance, while one that works is kept alive. Most clients have sent their
+// request by now; only one that hasn't is left to another thread.
 ScopedFileHandle VelPipeServer::serve_instance(ScopedFileHandle current) {
   bool connected = false;
   {
@@ -205,7 +213,11 @@ ScopedFileHandle VelPipeServer::serve_instance(ScopedFileHandle current) {
   }
   ScopedFileHandle next = CreatePipeInstance();
   if (!connected) return next;
-  queue_request(std::move(current));
+  if (is_silent(current.get())) {
+    queue_request(std::move(current));
+  } else if (!ProcessPipeConnection(std::move(current))) {
+    return {};
+  }
   return next ? std::move(next) : retry_instance();
 }
 

@@ -21,8 +21,9 @@ namespace vel {
 // Owns a named pipe with as many instances as there are callers. A derived
 // class gives the pipe's name; the commands go to the handler, each on a pool
 // thread of its own that runs as the client; what the handler has other threads
-// do runs as the process. One pool thread accepts clients, and each request is
-// read on another one, at most 32 at once.
+// do runs as the process. One more pool thread listens and reads the requests
+// that are there; a client that hasn't sent its own yet is waited for on
+// another pool thread, 32 of them at most.
 //
 // No client holds up the others or the server's end. A client has 5 seconds for
 // its request and 5 for fetching its reply. When 32 requests are waited for,
@@ -82,7 +83,7 @@ class VelPipeServer : public VelTask {
   // next, empty for the end of the loop.
   ScopedFileHandle serve_instance(ScopedFileHandle current);
   ScopedFileHandle retry_instance();
-  // Has the request of a connected instance read, when there is a place.
+  // Has the request of a connected instance waited for, when there is a place.
   void queue_request(ScopedFileHandle pipe);
   // Reads the request of a connected instance and has it answered. False only
   // for the exit command.

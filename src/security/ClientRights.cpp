@@ -10,6 +10,10 @@
 namespace vel {
 namespace {
 
+// Enough for every user, so that one look does.
+constexpr TokenReadSizes kUserSizes = {
+    sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE, 0};
+
 bool are_equal(PSID one, PSID other) {
   return one != nullptr && other != nullptr && EqualSid(one, other);
 }
@@ -22,7 +26,7 @@ bool SidMayActFor(PSID who, PSID user) {
 
 bool TokenMayActFor(HANDLE token, PSID user) {
   const std::vector<BYTE> read =
-      ReadTokenInformation(token, TokenUser, kAskForSize);
+      ReadTokenInformation(token, TokenUser, kUserSizes);
   if (read.empty()) return false;
   const PSID who = reinterpret_cast<const TOKEN_USER*>(read.data())->User.Sid;
   return SidMayActFor(who, user) ||

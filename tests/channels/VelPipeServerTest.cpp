@@ -202,7 +202,8 @@ TEST(VelPipeServer, AClientThatWaitsHoldsUpNeitherOthersNorTheEnd) {
       ASSERT_TRUE(server.Start());
       Client waits(server.name);
       if (sent != kNothing) waits.Send(sent, 8);
-      EXPECT_EQ(Call(server), 5u);
+      // The exit command ends the server for the others as well.
+      if (sent != 0xFFFFFFFF) EXPECT_EQ(Call(server), 5u);
       const ULONGLONG start = GetTickCount64();
       EXPECT_TRUE(server.Stop(timeout));
       EXPECT_LE(GetTickCount64() - start, 1500u) << sent;

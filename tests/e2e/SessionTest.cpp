@@ -5,7 +5,9 @@
 
 #include <sddl.h>
 
+#include "support/PipeClients.h"
 #include "sync/ScopedHandle.h"
+#include "vel/PipeMessage.h"
 
 namespace vel::test {
 namespace {
@@ -145,6 +147,32 @@ TEST_F(SessionTest, SessionEndedFromOutsideComesBack) {
   EXPECT_EQ(Shutdown(), 0u);
   EXPECT_TRUE(
       WaitUntil([&] { return ProcessesNamed(kAnchor, tray().id()).empty(); }));
+}
+
+TEST_F(SessionTest, HostileClientsOfThePipeHoldUpNothing) {
+  ExpectStart(L"Killed", L"there");
+  const auto anchors = ProcessesNamed(kAnchor, tray().id());
+  ASSERT_EQ(anchors.size(), 1u);
+  DWORD session = 0;
+  ASSERT_TRUE(ProcessIdToSessionId(tray().id(), &session));
+  wchar_t pipe[64] = {};
+  wsprintfW(pipe, VEL_GUI_PIPE_FORMAT, session);
+  // Held to the end of the test.
+  const auto hostile = HostileClients(pipe, 500, VELGUI_IPC_IS_SHUTTING_DOWN);
+  const ULONGLONG start = GetTickCount64();
+  KillProcess(anchors[0], 5);
+  EXPECT_EQ(PipeClient(pipe).Send(VELGUI_IPC_IS_SHUTTING_DOWN, 8).Reply(),
+            VEL_GUI_PIPE_NOT_HANDLED);
+  EXPECT_LE(GetTickCount64() - start, 10000u);
+  EXPECT_TRUE(WaitUntil(
+      [&] {
+        const auto now = ProcessesNamed(kAnchor, tray().id());
+        return now.size() == 1 && now != anchors;
+      },
+      10000));
+  const ULONGLONG end = GetTickCount64();
+  EXPECT_EQ(Shutdown(), 0u);
+  EXPECT_LE(GetTickCount64() - end, 10000u);
 }
 
 }  // namespace
