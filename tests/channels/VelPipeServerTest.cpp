@@ -173,6 +173,17 @@ TEST(VelPipeServer, EndsByTheExitCommandButAnswersWhatRuns) {
       1, L"VelPipeServer::ProcessPipeConnection: got exit command"));
 }
 
+TEST(VelPipeServer, ARequestMayComeLate) {
+  Server server([](const std::wstring&) { return 5; });
+  ASSERT_TRUE(server.Start());
+  Client command(server.name), exit(server.name);
+  // Served after both have been found silent.
+  EXPECT_EQ(Call(server), 5u);
+  EXPECT_EQ(command.Send(7, 8).Reply(), 5u);
+  EXPECT_EQ(exit.Send(0xFFFFFFFF, 8).Reply(), 0xFFFFFFFF);
+  EXPECT_TRUE(WaitUntil([&] { return !server.is_running(); }));
+}
+
 TEST(VelPipeServer, StopsInTimeOrSaysSo) {
   for (const DWORD timeout : {0, 50}) {
     Gate gate;
@@ -203,7 +214,9 @@ TEST(VelPipeServer, AClientThatWaitsHoldsUpNeitherOthersNorTheEnd) {
       Client waits(server.name);
       if (sent != kNothing) waits.Send(sent, 8);
       // The exit command ends the server for the others as well.
-      if (sent != 0xFFFFFFFF) EXPECT_EQ(Call(server), 5u);
+      if (sent != 0xFFFFFFFF) {
+        EXPECT_EQ(Call(server), 5u);
+      }
       const ULONGLONG start = GetTickCount64();
       EXPECT_TRUE(server.Stop(timeout));
       EXPECT_LE(GetTickCount64() - start, 1500u) << sent;
