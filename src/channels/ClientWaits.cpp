@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "sync/CurrentThread.h"
 #include "sync/LastErrorKeeper.h"
 #include "sync/ScopedHandle.h"
 #include "sync/Trap.h"
-#include "sync/VelSyncNt.h"
 
 namespace vel {
 namespace {
