@@ -24,8 +24,9 @@ enum WaitResult : int {
 [[nodiscard]] WaitResult WaitExclusive(HANDLE handle) noexcept;
 
 // The same for a thread that has windows: messages are dispatched while it
-// waits, so any window procedure of the thread may run inside. Unlike
-// WaitExclusive it doesn't look at the process's end.
+// waits, so any window procedure of the thread may run inside. A WM_QUIT that
+// comes meanwhile is back in the queue at the return. Unlike WaitExclusive it
+// doesn't look at the process's end.
 [[nodiscard]] WaitResult WaitWithMessages(HANDLE handle);
 
 }  // namespace vel

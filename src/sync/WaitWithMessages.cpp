@@ -1,4 +1,5 @@
 #include "log/VelLog.h"
+#include "sync/MessagePump.h"
 #include "sync/VelSyncNt.h"
 
 namespace vel {
@@ -6,17 +7,27 @@ namespace {
 
 constexpr char kLogSource[] = ".\\VelSyncNt";
 
-void pump_messages() {
+}  // namespace
+
+MessagePump::~MessagePump() {
+  if (_quit) PostQuitMessage(_exit_code);
+}
+
+void MessagePump::dispatch_waiting() {
   MSG message;
   while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != 0) {
+    if (message.message == WM_QUIT) {
+      _quit = true;
+      _exit_code = static_cast<int>(message.wParam);
+      continue;
+    }
     TranslateMessage(&message);
     DispatchMessageW(&message);
   }
 }
 
-}  // namespace
-
 WaitResult WaitWithMessages(HANDLE handle) {
+  MessagePump pump;
   for (;;) {
     const DWORD result =
         MsgWaitForMultipleObjects(1, &handle, FALSE, INFINITE, QS_ALLINPUT);
@@ -24,7 +35,7 @@ WaitResult WaitWithMessages(HANDLE handle) {
       case WAIT_OBJECT_0:
         return kWaitSignalled;
       case WAIT_OBJECT_0 + 1:
-        pump_messages();
+        pump.dispatch_waiting();
         break;
       case WAIT_TIMEOUT:
         return kWaitTimedOut;

@@ -56,6 +56,18 @@ TEST(VelSyncNt, WaitsDeliverMessagesAndLogTheirFailure) {
   EXPECT_TRUE(log.Contains(3, L"VEL_LOG_WIN32_CALL: '.\\VelSyncNt': "));
 }
 
+TEST(VelSyncNt, AWaitPutsTheEndOfTheOuterLoopBack) {
+  static const ScopedHandle event(CreateEventW(nullptr, 1, 0, nullptr));
+  PostQuitMessage(42);
+  SetTimer(nullptr, 0, 50,
+           [](HWND, UINT, UINT_PTR, DWORD) { SetEvent(event.get()); });
+  EXPECT_EQ(WaitWithMessages(event.get()), kWaitSignalled);
+  MSG message{};
+  EXPECT_TRUE(PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
+  EXPECT_EQ(message.wParam, 42u);
+  EXPECT_FALSE(PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
+}
+
 class GatedTask : public VelTask {
  public:
   ~GatedTask() override { wait(); }
