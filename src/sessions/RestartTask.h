@@ -18,7 +18,12 @@ class IVelAsyncRestart {
   ~IVelAsyncRestart() = default;
 };
 
-// Restarts a session in the background.
+// Restarts a session in the background, again and again until every notice of
+// an end is dealt with: one that comes while the task does its last step, or
+// ends, isn't lost.
+//
+// `_pending` is the hand-over. The notice that raises it from 0 starts the
+// task; the task ends when it has lowered it to 0.
 class RestartTask : public VelTask {
  public:
   // `target` isn't owned and outlives the task.
@@ -30,8 +35,15 @@ class RestartTask : public VelTask {
   // process.
   void finish();
 
-  // The status for the next run. While the task runs it has its status already.
-  void set_status(std::uint32_t status) { _status = status; }
+  // The session has ended with `status`. A task that runs already has read its
+  // status by then, and restarts once more only when this notice isn't covered.
+  // One thread at a time. False, with the last error set, when the pool doesn't
+  // take the task; the notice is dropped then.
+  bool notify(std::uint32_t status);
+
+  // For the target, on the task's thread: what it does next deals with all the
+  // notices up to now.
+  void cover_notices() { _covered = _pending; }
 
  protected:
   void run() override;
@@ -39,6 +51,10 @@ class RestartTask : public VelTask {
  private:
   IVelAsyncRestart* const _target;
   std::atomic<std::uint32_t> _status{0};
+  // The notices that no run has dealt with.
+  std::atomic<std::uint32_t> _pending{0};
+  // Only on the task's thread.
+  std::uint32_t _covered = 0;
 };
 
 }  // namespace vel

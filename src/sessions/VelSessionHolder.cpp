@@ -37,28 +37,30 @@ unsigned restart_delay(std::uint32_t status) {
 
 }  // namespace
 
-VelSessionHolder::VelSessionHolder(IVelSessionHost* host, std::wstring config)
-    : _host(host), _config(std::move(config)) {}
+VelSessionHolder::VelSessionHolder(IVelSessionHost* host, std::wstring config,
+                                   const std::atomic<bool>* shutting_down)
+    : _host(host), _config(std::move(config)), _shutting_down(shutting_down) {}
 
 // The restart task goes before the session, without the session's lock, which
 // it may need for its last step: it could start a session anew otherwise. From
 // here on it gives up when it can, and MgrShutdown is ignored.
 VelSessionHolder::~VelSessionHolder() {
   _in_stopping = true;
-  std::shared_ptr<RestartTask> task;
-  {
-    // A MgrShutdown that came just before may still be making it.
-    const VelFastMutex::Scope scope(_restart_lock);
-    task = _restart_task;
-  }
-  if (task) task->finish();
+  // A MgrShutdown that came just before may still be making it.
+  if (const auto task = restart_task()) task->finish();
   if (_session != nullptr) end_session();
   _restart_task.reset();
 }
 
-void VelSessionHolder::make_active() {
+std::uint32_t VelSessionHolder::make_active() {
   const VelFastMutex::Scope scope(_session_lock);
+  if (is_shutting_down()) return VEL_STATUS_SHUTTING_DOWN;
   ensure_session_active();
+  return VEL_STATUS_OK;
+}
+
+bool VelSessionHolder::is_shutting_down() const {
+  return _shutting_down != nullptr && *_shutting_down;
 }
 
 bool VelSessionHolder::is_active() {
@@ -88,6 +90,7 @@ std::uint32_t VelSessionHolder::start_app(const std::wstring& verb,
                verb.c_str(), file.c_str(), parameters.c_str(),
                directory.c_str(), GetTickCount());
   const VelFastMutex::Scope scope(_session_lock);
+  if (is_shutting_down()) return VEL_STATUS_SHUTTING_DOWN;
   ensure_session_active();
   return _session.load()->start_app(verb.c_str(), file.c_str(),
                                     parameters.c_str(), directory.c_str(),
@@ -167,10 +170,7 @@ void VelSessionHolder::MgrShutdown(std::uint32_t status) {
     VEL_LOG_LINE();
     return;
   }
-  _restart_task->set_status(status);
-  if (!_restart_task->is_running() && !_restart_task->start()) {
-    VEL_LOG_WIN32_CALL();
-  }
+  if (!_restart_task->notify(status)) VEL_LOG_WIN32_CALL();
 }
 
 void VelSessionHolder::async_mgr_restart(std::uint32_t status) {
@@ -179,7 +179,18 @@ void VelSessionHolder::async_mgr_restart(std::uint32_t status) {
   VelLog_Print(kLogNotice,
                L"VelSessionHolder::async_mgr_restart(0x%x) - need_session()",
                status);
-  make_active();
+  const std::shared_ptr<RestartTask> task = restart_task();
+  const VelFastMutex::Scope scope(_session_lock);
+  // The manager may die again before it is seen running here.
+  task->cover_notices();
+  // A close had the lock until now: what it has ended stays so.
+  if (_in_stopping || _session == nullptr) return;
+  ensure_session_active();
+}
+
+std::shared_ptr<RestartTask> VelSessionHolder::restart_task() {
+  const VelFastMutex::Scope scope(_restart_lock);
+  return _restart_task;
 }
 
 void VelSessionHolder::wait_for_manager_end() {
@@ -192,7 +203,10 @@ void VelSessionHolder::wait_for_manager_end() {
 // The delay is used up before session_ending is looked at: a restart never
 // comes sooner, also after a logoff that was called off.
 bool VelSessionHolder::wait_for_restart(std::uint32_t status) {
+  const std::shared_ptr<RestartTask> task = restart_task();
   for (unsigned delay = restart_delay(status);; Sleep(kPollMs)) {
+    // A death after this look is that of a later session.
+    task->cover_notices();
     if (_in_stopping || _session == nullptr) return false;
     if (delay > 0) {
       --delay;

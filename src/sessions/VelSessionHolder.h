@@ -34,22 +34,27 @@ namespace vel {
 // manager from it there is no way on: a trap.
 class VelSessionHolder : public IVelSessionCallback, public IVelAsyncRestart {
  public:
-  // Only stores. `host` isn't owned, outlives the holder and may be null.
-  VelSessionHolder(IVelSessionHost* host, std::wstring config);
+  // Only stores. `host` and `shutting_down` aren't owned, outlive the holder
+  // and may be null. While `*shutting_down` is true nothing is started: a call
+  // that has waited for a close looks at it behind the lock.
+  VelSessionHolder(IVelSessionHost* host, std::wstring config,
+                   const std::atomic<bool>* shutting_down = nullptr);
   // Ends a restart that waits, and stops the session. Waits for both.
   ~VelSessionHolder() override;
   VelSessionHolder(const VelSessionHolder&) = delete;
   VelSessionHolder& operator=(const VelSessionHolder&) = delete;
 
-  // Starts the session unless it runs.
-  void make_active();
+  // Starts the session unless it runs. VEL_STATUS_OK, or
+  // VEL_STATUS_SHUTTING_DOWN.
+  std::uint32_t make_active();
   // True while the session runs or is being stopped.
   [[nodiscard]] bool is_active();
   // Asks the plug-ins and stops the session, for which it waits without a
   // limit. False when a plug-in has refused; the session runs on then.
   bool close_session(std::uint32_t shutdown_type);
   // Starts an application in the session, and the session before if need be.
-  // Any text may be empty. Gives the manager's result, a system error code.
+  // Any text may be empty. Gives the manager's result, a system error code,
+  // or VEL_STATUS_SHUTTING_DOWN.
   std::uint32_t start_app(const std::wstring& verb, const std::wstring& file,
                           const std::wstring& parameters,
                           const std::wstring& directory,
@@ -67,10 +72,11 @@ class VelSessionHolder : public IVelSessionCallback, public IVelAsyncRestart {
 
   // IVelAsyncRestart. Starts the session anew, after a delay that `status`
   // decides, and not while `session_ending` is set; gives up when the session
-  // is closed meanwhile.
+  // is closed meanwhile, also by a close that it had to wait for.
   void async_mgr_restart(std::uint32_t status) override;
 
  private:
+  [[nodiscard]] bool is_shutting_down() const;
   void ensure_session_active() VEL_REQUIRES(_session_lock);
   void create_session() VEL_REQUIRES(_session_lock);
   void stop_session() VEL_REQUIRES(_session_lock);
@@ -78,14 +84,15 @@ class VelSessionHolder : public IVelSessionCallback, public IVelAsyncRestart {
   // destructor.
   void end_session();
   void wait_for_manager_end();
+  std::shared_ptr<RestartTask> restart_task();
   // False when somebody has closed the session meanwhile.
   bool wait_for_restart(std::uint32_t status);
 
   // Constant after construction.
   IVelSessionHost* const _host;
   // Null when there is no session. Written under _session_lock; the restart
-  // task reads it and _in_stopping without, and at worst finds the session
-  // running.
+  // task waits on it and _in_stopping without, and looks again under the lock
+  // before it starts anything.
   std::atomic<IVelSession*> _session{nullptr};
   const std::wstring _config;
   // True while the session is being stopped, and from the destructor's start.
@@ -96,6 +103,8 @@ class VelSessionHolder : public IVelSessionCallback, public IVelAsyncRestart {
   std::shared_ptr<RestartTask> _restart_task VEL_GUARDED_BY(_restart_lock);
   VelFastMutex _restart_lock;
   VelFastMutex _session_lock;
+  // Constant after construction.
+  const std::atomic<bool>* const _shutting_down;
 };
 
 }  // namespace vel

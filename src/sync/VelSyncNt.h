@@ -23,10 +23,9 @@ enum WaitResult : int {
 // delivers no window messages. May log, so not for use under the log's lock.
 [[nodiscard]] WaitResult WaitExclusive(HANDLE handle) noexcept;
 
-// The same for a thread that has windows: messages are dispatched while it
-// waits, so any window procedure of the thread may run inside. A WM_QUIT that
-// comes meanwhile is back in the queue at the return. Unlike WaitExclusive it
-// doesn't look at the process's end.
+// The same for a thread that has windows: dispatches messages meanwhile, so any
+// window procedure of it may run inside, and leaves WM_QUIT for the outer loop.
+// Unlike WaitExclusive it doesn't look at the process's end.
 [[nodiscard]] WaitResult WaitWithMessages(HANDLE handle);
 
 }  // namespace vel

@@ -134,7 +134,8 @@ VelSessionHolder* TrayMenuHolder::get_session_holder(const wchar_t* config) {
                  L"TrayMenuHolder::get_session_holder creating session for "
                  L"'%s' ",
                  key.c_str());
-    const auto holder = std::make_shared<VelSessionHolder>(this, key);
+    const auto holder =
+        std::make_shared<VelSessionHolder>(this, key, &_shutting_down);
     _sessions.emplace(key, holder);
     return holder.get();
   } catch (const std::bad_alloc&) {
@@ -151,8 +152,7 @@ std::uint32_t TrayMenuHolder::need_session(const wchar_t* config) {
   VelSessionHolder* const holder = get_session_holder(config);
   if (holder == nullptr) return VEL_STATUS_OUT_OF_MEMORY;
   if (holder->is_active()) return VEL_STATUS_SESSION_ACTIVE;
-  holder->make_active();
-  return VEL_STATUS_OK;
+  return holder->make_active();
 }
 
 std::uint32_t TrayMenuHolder::close_session(const wchar_t* config,

@@ -106,6 +106,7 @@ struct FakeSession : public IVelSession {
     started_at = GetTickCount();
     state = VEL_SESSION_RUNNING;
     ++starts;
+    if (on_start) on_start();
   }
   void shutdown() override {
     events.add(L"shutdown");
@@ -137,6 +138,8 @@ struct FakeSession : public IVelSession {
   std::atomic<IVelSessionCallback*> callback{nullptr};
   std::atomic<int> starts{0};
   std::atomic<DWORD> started_at{0};
+  // Called at the end of each start, with the holder's lock held.
+  std::function<void()> on_start;
 };
 
 // A product folder with the session library.

@@ -9,6 +9,7 @@ namespace vel {
 namespace {
 
 using test::EventList;
+constexpr DWORD kPatienceForRestart = 5000;
 constexpr std::uint32_t kControlCExit = 0xC000013A;
 
 class VelSessionHolderTest : public testing::Test {
@@ -87,6 +88,37 @@ TEST_F(VelSessionHolderTest, ACloseOrTheHoldersEndCallsTheRestartOff) {
   closed.reset();
   EXPECT_LT(GetTickCount() - start, 5000u);
   for (auto& session : _rig.sessions) EXPECT_EQ(1, session.starts);
+}
+
+// The restart is due while the plug-ins are being asked, and waits for the
+// close.
+TEST_F(VelSessionHolderTest, ASessionThatIsClosedDuringItsRestartStaysClosed) {
+  const auto holder = running();
+  session_ending = true;
+  _rig.sessions.back().die(0);
+  Sleep(500);
+  _host.on_event = [](const std::wstring& event) {
+    if (event != L"query") return;
+    session_ending = false;
+    Sleep(500);
+  };
+  EXPECT_TRUE(holder->close_session(0));
+  Sleep(500);
+  EXPECT_FALSE(holder->is_active());
+  EXPECT_EQ(1u, _rig.sessions.size());
+}
+
+TEST_F(VelSessionHolderTest, ADeathAtTheEndOfARestartLeadsToTheNextOne) {
+  const auto holder = running();
+  test::FakeSession& session = _rig.sessions.back();
+  session.on_start = [&] {
+    if (session.starts == 2) session.die(0);
+  };
+  session.die(0);
+  EXPECT_TRUE(
+      test::WaitUntil([&] { return session.starts == 3; }, kPatienceForRestart))
+      << session.starts;
+  EXPECT_TRUE(holder->is_active());
 }
 
 TEST(UserLibrary, TheUsersTableOfMinimalModesWinsOverTheMachines) {

@@ -1,4 +1,6 @@
 // The tray with its icon and menu.
+#include <thread>
+
 #include "TrayFixture.h"
 #include "process/ProcessState.h"
 #include "sessions/SessionEnding.h"
@@ -94,6 +96,33 @@ TEST_F(TrayMenuHolderTest, StartsNothingNewDuringAShutdown) {
   EXPECT_EQ(tray().shutdown(VEL_SHUTDOWN_USER), VEL_STATUS_OK);
   EXPECT_FALSE(QuitPosted());
   EXPECT_TRUE(_shell.WaitForTip(L"Test Product\r\na\r\nb"));
+}
+
+// Both have passed the test of the flag and wait for the session's lock.
+TEST_F(TrayMenuHolderTest, WhatWaitsBehindAShutdownStartsNothing) {
+  tray().need_session(L"Normal");
+  VelSessionHolder* const holder = tray().get_session_holder(L"Normal");
+  std::uint32_t result = 0;
+  std::vector<std::thread> waiting;
+  _a.on_event = [&](const std::wstring& event) {
+    if (event != L"query") return;
+    waiting.emplace_back(
+        [&] { result = holder->start_app(L"", L"f", L"", L"", L""); });
+    waiting.emplace_back([&] { holder->make_active(); });
+    Sleep(300);
+  };
+  Take();
+  EXPECT_EQ(tray().close_session(L"Normal", 0), VEL_STATUS_OK);
+  for (std::thread& thread : waiting) thread.join();
+  EXPECT_EQ(result, 7u) << "any other close";
+  EXPECT_TRUE(Has(L"create"));
+  Take();
+  waiting.clear();
+  EXPECT_EQ(tray().shutdown(VEL_SHUTDOWN_USER), VEL_STATUS_OK);
+  for (std::thread& thread : waiting) thread.join();
+  EXPECT_EQ(result, std::uint32_t{VEL_STATUS_SHUTTING_DOWN});
+  EXPECT_TRUE(Has(L"release") && !Has(L"create"));
+  EXPECT_TRUE(QuitPosted());
 }
 
 TEST_F(VELTrayIconTest, WalksThroughItsStates) {
