@@ -44,7 +44,7 @@ class IVelMenuItemHandler {
   // Called on the tray's window thread, after the menu has closed. The window
   // thread must not be kept waiting, and nothing may be sent to the tray
   // window from here: start a thread or a pool task for anything that takes
-  // time.
+  // time. An event like those of IVelPlugin: the plug-in isn't ended meanwhile.
   virtual void on_menu_event(std::uint32_t event, std::uint32_t id,
                              std::uintptr_t param) = 0;
 };

@@ -29,15 +29,28 @@ constexpr wchar_t kRunningMutex[] = L"VELGUI_RUNNING";
 constexpr wchar_t kDummyMode[] = L"DUMMY";
 constexpr wchar_t kGuestText[] = L"/guest";
 
+// The mutex of the running program; null when this process doesn't hold it.
+constinit HANDLE running_mutex = nullptr;
+
 // As the system gives it: the long form would cost a look at the disk.
 std::wstring executable_path() {
-  wchar_t path[1024];
-  return {path, GetModuleFileNameW(nullptr, path, ARRAYSIZE(path))};
+  for (DWORD room = 1024;; room *= 2) {
+    std::wstring path(room, L'\0');
+    const DWORD length = GetModuleFileNameW(nullptr, path.data(), room);
+    path.resize(length);
+    if (length < room) return path;
+  }
 }
 
 void publish_program_directory() {
   const std::wstring path = executable_path();
   set_env(L"VELDIR", path.substr(0, path.find_last_of(L'\\')), true);
+}
+
+void start_anew_if_asked() {
+  if (!restart_after_exit) return;
+  ShellExecuteW(nullptr, nullptr, executable_path().c_str(), nullptr, nullptr,
+                SW_SHOWDEFAULT);
 }
 
 bool has_param(const std::wstring& cmd_line, const wchar_t* key) {
@@ -85,10 +98,7 @@ int vel_entry(HINSTANCE instance) {
   if (!process_start_mode(cmd_line)) return kExitDone;
   VEL_LOG_LINE();
   const int exit_code = BrindlemarMain(cmd_line);
-  if (restart_after_exit) {
-    ShellExecuteW(nullptr, nullptr, executable_path().c_str(), nullptr, nullptr,
-                  SW_SHOWDEFAULT);
-  }
+  start_anew_if_asked();
   return exit_code;
 }
 
@@ -96,11 +106,13 @@ int BrindlemarMain(const std::wstring& cmd_line) {
   SetLastError(ERROR_SUCCESS);
   const ScopedHandle running(CreateMutexW(nullptr, FALSE, kRunningMutex));
   already_running = running && GetLastError() == ERROR_ALREADY_EXISTS;
+  running_mutex = running.get();
   VEL_LOG_LINE();
   const int exit_code = vel_main_select(cmd_line);
   VelLog_Print(kLogNotice,
                L"BrindlemarMain: cmd_line='%s' vel_main_select()=%i",
                cmd_line.c_str(), exit_code);
+  running_mutex = nullptr;
   return exit_code;
 }
 
@@ -142,6 +154,15 @@ bool load_resources() {
 void apply_preferences() {
   UpdateSearchSettings(false);
   UpdateStartPage();
+}
+
+void end_process() {
+  vel_main_term();
+  VelLog_FlushBuffer();
+  // The next copy must not find this one running.
+  if (running_mutex != nullptr) CloseHandle(running_mutex);
+  start_anew_if_asked();
+  ExitProcess(kExitDone);
 }
 
 void request_restart() {

@@ -47,18 +47,40 @@ PluginEntry::PluginEntry(VelPluginsCtl* ctl, const std::wstring& path,
     }
     VelLog_Print(kLogNotice, L"Initialization '%s' - %u msec",
                  file_name_of(_path).c_str(), GetTickCount() - start);
+  } catch (const std::exception& error) {
+    // An exception of the library's own goes with the library.
+    const std::runtime_error kept(error.what());
+    take_back();
+    throw kept;
   } catch (...) {
-    if (_plugin != nullptr) _plugin->destroy();
-    _module.unload();
+    take_back();
     throw;
   }
 }
 
 PluginEntry::~PluginEntry() {
-  if (_plugin != nullptr) _plugin->destroy();
+  end();
+}
+
+void PluginEntry::take_back() {
+  if (IVelPlugin* const plugin = _plugin.exchange(nullptr)) plugin->destroy();
   _module.unload();
+}
+
+void PluginEntry::end() {
+  if (_plugin == nullptr) return;
+  take_back();
   _ctl->host()->set_notify_hint(_id, nullptr);
   _ctl->host()->set_notify_icon(_id, nullptr);
+  _module.wait();
+}
+
+bool PluginEntry::enter() {
+  std::uint32_t calls = _calls;
+  do {
+    if ((calls & kClosed) != 0) return false;
+  } while (!_calls.compare_exchange_weak(calls, calls + 1));
+  return true;
 }
 
 GetVELPluginFn* PluginEntry::load_library() {
@@ -104,7 +126,8 @@ bool PluginEntry::send_broadcast(const wchar_t* name, std::uintptr_t a,
                      L"'%s' %i %i ",
                      file_name_of(_path).c_str(), name, static_cast<int>(a),
                      static_cast<int>(b));
-        return _ctl->send_broadcast(_plugin, name, a, b);
+        const Call call(*this);
+        return !call || _ctl->send_broadcast(_plugin, name, a, b);
       },
       false);
 }

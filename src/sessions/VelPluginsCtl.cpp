@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
@@ -17,12 +18,15 @@
 #include "proptree/FileContents.h"
 #include "sessions/PluginEntry.h"
 #include "sessions/PluginList.h"
+#include "sync/MessagePump.h"
 
 namespace vel {
 
 namespace {
 
 constexpr DWORD kSlowStartupMs = 100;
+constexpr ULONGLONG kPatienceMs = 10000;
+constexpr DWORD kPollMs = 15;
 
 std::wstring default_plugins_dir() {
   return directory_of(module_path(nullptr)) + L"Plugins";
@@ -75,13 +79,54 @@ class BroadcastTask final : public IVelWorkItem {
   const std::uintptr_t _b;
 };
 
+template <typename Entries>
+void wait_for_calls(const Entries& entries) {
+  const auto is_idle = [](const auto& entry) { return entry->is_idle(); };
+  const ULONGLONG end = GetTickCount64() + kPatienceMs;
+  MessagePump pump;
+  while (!std::all_of(entries.begin(), entries.end(), is_idle) &&
+         GetTickCount64() < end) {
+    MsgWaitForMultipleObjects(0, nullptr, FALSE, kPollMs, QS_ALLINPUT);
+    pump.dispatch_waiting();
+  }
+}
+
 }  // namespace
+
+// An event on its way through the plug-ins, in the order of the list as it was
+// at the beginning.
+class VelPluginsCtl::Event {
+ public:
+  explicit Event(VelPluginsCtl* ctl)
+      : _ctl(ctl),
+        _on_main(GetCurrentThreadId() == ctl->_main_thread_id),
+        _entries(ctl->copy_entries()) {
+    if (_on_main) ++_ctl->_main_events;
+  }
+  ~Event() {
+    if (_on_main && --_ctl->_main_events == 0 && _ctl->_stop_is_due) {
+      _ctl->stop();
+    }
+  }
+  Event(const Event&) = delete;
+  Event& operator=(const Event&) = delete;
+
+  EntryList::const_iterator begin() const { return _entries.begin(); }
+  EntryList::const_iterator end() const { return _entries.end(); }
+
+ private:
+  VelPluginsCtl* const _ctl;
+  const bool _on_main;
+  const EntryList _entries;
+};
 
 VelPluginsCtl::VelPluginsCtl(OwnerCallback* owner)
     : VelPluginsCtl(owner, default_plugins_dir()) {}
 
 VelPluginsCtl::VelPluginsCtl(OwnerCallback* owner, std::wstring plugins_dir)
-    : _owner(owner), _plugins_dir(std::move(plugins_dir)) {
+    : _owner(owner),
+      _plugins_dir(std::move(plugins_dir)),
+      _main_thread_id(GetCurrentThreadId()) {
   add_to_path(_plugins_dir);
 }
 
@@ -95,9 +140,12 @@ void VelPluginsCtl::load_plugins(IVelSessionHost* host) {
   _stopped.compare_exchange_strong(unloaded, 0);
   _host = host;
   const FileContents file(_plugins_dir + L"\\plugins.txt", true);
+  // A library can end the process: what led to it is in the file then.
+  VelLog_FlushBuffer();
   for (const PluginLine& line : parse_plugin_list(file.data())) {
     load_plugin(line);
   }
+  VelLog_FlushBuffer();
 }
 
 void VelPluginsCtl::load_plugin(const PluginLine& line) {
@@ -121,8 +169,11 @@ VelPluginsCtl::EntryList VelPluginsCtl::copy_entries() {
 
 void VelPluginsCtl::on_tray_menu_popup(IVelTrayMenu* tray) {
   VelLog_Print(kLogNotice, L"VelPluginsCtl::on_tray_menu_popup enter");
-  for (const auto& entry : copy_entries()) {
-    entry->plugin()->on_tray_menu_popup(tray);
+  for (const auto& entry : Event(this)) {
+    const PluginEntry::Call call(*entry);
+    if (!call) continue;
+    entry->menu().begin(tray);
+    call->on_tray_menu_popup(&entry->menu());
   }
   VelLog_Print(kLogTrace, L"VelPluginsCtl::on_tray_menu_popup leave");
 }
@@ -133,9 +184,11 @@ void VelPluginsCtl::on_session_startup(IVelSession* session,
   VelLog_Print(kLogNotice,
                L"VelPluginsCtl::on_session_startup (%x, '%s') enter",
                log_bits(session), config);
-  for (const auto& entry : copy_entries()) {
+  for (const auto& entry : Event(this)) {
+    const PluginEntry::Call call(*entry);
+    if (!call) continue;
     const DWORD start = GetTickCount();
-    entry->plugin()->on_session_startup(session, config);
+    call->on_session_startup(session, config);
     const DWORD taken = GetTickCount() - start;
     VelLog_Print(taken < kSlowStartupMs ? kLogTrace : kLogWarning,
                  L"VelPluginsCtl::on_session_startup %u msec for '%s'", taken,
@@ -148,8 +201,9 @@ void VelPluginsCtl::on_session_shutdown(IVelSession* session) {
   VEL_PROFILE_SCOPE("VelPluginsCtl::on_session_shutdown");
   VelLog_Print(kLogNotice, L"VelPluginsCtl::on_session_shutdown (%x) enter",
                log_bits(session));
-  for (const auto& entry : copy_entries()) {
-    entry->plugin()->on_session_shutdown(session);
+  for (const auto& entry : Event(this)) {
+    const PluginEntry::Call call(*entry);
+    if (call) call->on_session_shutdown(session);
   }
   VelLog_Print(kLogTrace, L"VelPluginsCtl::on_session_shutdown leave");
 }
@@ -158,8 +212,9 @@ bool VelPluginsCtl::query_session_shutdown(IVelSession* session,
                                            std::uint32_t shutdown_type) {
   VEL_PROFILE_SCOPE("VelPluginsCtl::query_session_shutdown");
   bool agreed = true;
-  for (const auto& entry : copy_entries()) {
-    if (entry->plugin()->query_session_shutdown(session, shutdown_type)) {
+  for (const auto& entry : Event(this)) {
+    const PluginEntry::Call call(*entry);
+    if (!call || call->query_session_shutdown(session, shutdown_type)) {
       continue;
     }
     VelLog_Print(kLogWarning,
@@ -174,15 +229,15 @@ bool VelPluginsCtl::query_session_shutdown(IVelSession* session,
 bool VelPluginsCtl::on_broadcast(IVelPlugin* sender, const wchar_t* name,
                                  std::uintptr_t a, std::uintptr_t b) {
   if (_stopped != 0) return false;
-  // Keeps the sender alive to the end.
-  const EntryList entries = copy_entries();
-  bool sender_found = false;
-  for (const auto& entry : entries) {
+  const Event event(this);
+  PluginEntry* senders_own = nullptr;
+  for (const auto& entry : event) {
     if (entry->plugin() == sender) {
-      sender_found = true;
+      senders_own = entry.get();
       continue;
     }
-    if (entry->plugin()->on_broadcast(sender, name, a, b)) {
+    const PluginEntry::Call call(*entry);
+    if (call && call->on_broadcast(sender, name, a, b)) {
       VelLog_Print(kLogTrace,
                    L"VelPluginsCtl::on_broadcast (%x, %s, %i, %i): Plug-in "
                    L"'%s' stopped broadcast message",
@@ -191,7 +246,10 @@ bool VelPluginsCtl::on_broadcast(IVelPlugin* sender, const wchar_t* name,
       return true;
     }
   }
-  if (sender_found && sender->on_broadcast(sender, name, a, b)) return true;
+  if (senders_own != nullptr) {
+    const PluginEntry::Call call(*senders_own);
+    if (call && call->on_broadcast(sender, name, a, b)) return true;
+  }
   if (_owner != nullptr &&
       std::wcscmp(name, vel_broadcast::kUiSettingsChanged) == 0) {
     _owner->on_settings_changed();
@@ -200,8 +258,7 @@ bool VelPluginsCtl::on_broadcast(IVelPlugin* sender, const wchar_t* name,
 }
 
 void VelPluginsCtl::destroy() {
-  stop();
-  delete this;
+  if (stop()) delete this;
 }
 
 bool VelPluginsCtl::send_broadcast(IVelPlugin* sender, const wchar_t* name,
@@ -219,17 +276,35 @@ void VelPluginsCtl::post_broadcast(IVelPlugin* sender, const wchar_t* name,
 }
 
 // The plug-ins end outside the lock: one that wants to close a session from its
-// destroy() comes back here for the list.
-void VelPluginsCtl::stop() {
+// destroy() comes back here for the list. The calls are polled, since one that
+// has been counted out touches nothing here any more.
+bool VelPluginsCtl::stop() {
   std::uint32_t running = 0;
   _stopped.compare_exchange_strong(running, 1);
+  _stop_is_due = _main_events != 0;
+  if (_stop_is_due) return true;
   EntryList entries;
   {
     const VelRWLock::WriteScope scope(_entries_lock);
     entries.swap(_entries);
   }
-  entries.clear();
-  _queue.Stop();
+  for (const auto& entry : entries) entry->close();
+  wait_for_calls(entries);
+  for (const auto& entry : entries) end_plugin(entry);
+  _ended.splice(_ended.end(), entries);
+  if (!_gave_up) _queue.Stop();
+  return !_gave_up;
+}
+
+void VelPluginsCtl::end_plugin(const std::shared_ptr<PluginEntry>& entry) {
+  if (entry->is_idle()) return entry->end();
+  VelLog_Print(kLogError,
+               L"VelPluginsCtl::stop: Plug-in '%s' is still in an event and is "
+               L"given up",
+               entry->path().c_str());
+  // It is the plug-in's host for as long as the process lives.
+  static_cast<void>(new (std::nothrow) std::shared_ptr<PluginEntry>(entry));
+  _gave_up = true;
 }
 
 }  // namespace vel

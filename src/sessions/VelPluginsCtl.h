@@ -23,10 +23,12 @@ struct PluginLine;
 // plug-in: each operation of IVelPlugin goes to all of them, in the order of
 // loading.
 //
-// load_plugins, stop and the destructor are for the main thread; everything
-// else for any thread, at the same time. No lock is held during a call into a
-// plug-in, and a plug-in lives until the events that it is in have ended, also
-// through a stop. An exception of a plug-in goes up to the caller of the event.
+// The constructor, load_plugins, stop and the destructor are for the main
+// thread; everything else for any thread, at the same time. No lock is held
+// during a call into a plug-in, and a plug-in lives until the events that it is
+// in have ended, also through a stop; the choice of a menu item and a broadcast
+// that the plug-in sends count as such. An exception of a plug-in goes up to
+// the caller of the event.
 class VelPluginsCtl : public IVelPlugin {
  public:
   // Loads nothing. Appends the folder of the plug-ins, beside the program, to
@@ -50,7 +52,8 @@ class VelPluginsCtl : public IVelPlugin {
                               std::uint32_t shutdown_type) override;
   bool on_broadcast(IVelPlugin* sender, const wchar_t* name, std::uintptr_t a,
                     std::uintptr_t b) override;
-  // Stops, and deletes the object: only for one on the heap.
+  // Stops, and deletes the object unless a plug-in was given up: only for one
+  // on the heap.
   void destroy() override;
 
   // Before load_plugins and after stop there are no broadcasts: a sent one
@@ -61,9 +64,18 @@ class VelPluginsCtl : public IVelPlugin {
   void post_broadcast(IVelPlugin* sender, const wchar_t* name, std::uintptr_t a,
                       std::uintptr_t b);
 
-  // Refuses broadcasts, destroys the plug-ins in the order of loading and runs
-  // the queue out.
-  void stop();
+  // Refuses broadcasts, lets no event begin, waits for those under way,
+  // dispatching messages, and destroys the plug-ins on this thread, in the
+  // order of loading; then runs the queue out.
+  //
+  // A plug-in that is still in an event after 10 s is given up, which is
+  // logged: it isn't destroyed, its library stays, and the queue isn't waited
+  // for. False then, and the object has to stay until the process ends, because
+  // that event may come back to it.
+  //
+  // From within an event on the main thread it only refuses broadcasts; the
+  // rest is done at the end of the event.
+  bool stop();
 
   // Null before load_plugins.
   [[nodiscard]] IVelSessionHost* host() const { return _host; }
@@ -72,9 +84,11 @@ class VelPluginsCtl : public IVelPlugin {
 
  private:
   using EntryList = std::list<std::shared_ptr<PluginEntry>>;
+  class Event;
 
   void load_plugin(const PluginLine& line);
   EntryList copy_entries();
+  void end_plugin(const std::shared_ptr<PluginEntry>& entry);
 
   // Constant after construction.
   OwnerCallback* const _owner;
@@ -85,6 +99,15 @@ class VelPluginsCtl : public IVelPlugin {
   VelRWLock _entries_lock;
   // 1 before load_plugins and after stop.
   std::atomic<std::uint32_t> _stopped{1};
+  // Constant after construction.
+  const std::uint32_t _main_thread_id;
+  // Main thread only: its events under way, one inside the other; a stop that
+  // waits for their end; the plug-ins that have ended, whose handlers may be in
+  // the menu to the object's end; whether one was given up.
+  int _main_events = 0;
+  bool _stop_is_due = false;
+  EntryList _ended;
+  bool _gave_up = false;
 };
 
 }  // namespace vel

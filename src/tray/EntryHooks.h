@@ -17,6 +17,11 @@ extern HINSTANCE instance_handle;
 // be called on any thread.
 void vel_main_term();
 
+// Ends the process in order where the entry can't be gone back to: does what
+// the entry would do behind the tray, a new start that was asked for included.
+// May be called on any thread.
+[[noreturn]] void end_process();
+
 // Marks that the program is to be started anew once this process has done its
 // work. The mark is never taken back. May be called on any thread.
 void request_restart();

@@ -22,6 +22,8 @@ namespace {
 
 constexpr int kIconSize = 16;
 constexpr std::uint32_t kExitItemId = 0;
+// For a window thread that is in a plug-in which was given up.
+constexpr DWORD kLastPatienceMs = 10000;
 
 // 0 when the system doesn't tell.
 std::uint32_t windows_session_id() {
@@ -61,6 +63,8 @@ TrayMenuHolder::TrayMenuHolder(OwnerCallback* owner_callback)
 }
 
 TrayMenuHolder::~TrayMenuHolder() {
+  // Also when nobody has asked for the end: the window may have been lost.
+  _shutting_down = true;
   Stop(INFINITE);
   SetEvent(_stop_event.get());
   if (_svc_reinit_thread) {
@@ -68,12 +72,15 @@ TrayMenuHolder::~TrayMenuHolder() {
   }
   // An open menu is still there, the plug-ins soon not.
   if (VELTrayIcon* const icon = tray_icon()) icon->detach_menu_handlers();
-  _plugins.stop();
+  const bool all_ended = _plugins.stop();
+  if (!all_ended && !end_window_thread(kLastPatienceMs)) end_process();
   remove_tray_icon();
   // A holder that still has a session stops it here. It tells the plug-in host,
   // which has no plug-ins any more, but has to be there.
   _sessions.clear();
   if (_default_icon != nullptr) DestroyIcon(_default_icon);
+  // What was given up may come back to this object at any time.
+  if (!all_ended) end_process();
 }
 
 void TrayMenuHolder::start_service_watch() {
@@ -101,6 +108,11 @@ void TrayMenuHolder::make_tray_icon() {
   // The pipe is up already: its commands may look for the icon.
   const VelFastMutex::Scope scope(_notify_lock);
   _tray_icon = std::move(icon);
+}
+
+bool TrayMenuHolder::end_window_thread(DWORD timeout_ms) {
+  VELTrayIcon* const icon = tray_icon();
+  return icon == nullptr || icon->end_thread(timeout_ms);
 }
 
 // The window thread may want the lock while it ends, so the wait for it lies
@@ -190,12 +202,16 @@ std::uint32_t TrayMenuHolder::shutdown(std::uint32_t shutdown_type) {
       return VEL_STATUS_OK;
     }
   } catch (...) {
-    _shutting_down = false;
+    take_shutdown_back();
     throw;
   }
+  take_shutdown_back();
+  return VEL_STATUS_OK;
+}
+
+void TrayMenuHolder::take_shutdown_back() {
   _shutting_down = false;
   set_notify_hint(kRefreshOnly, nullptr);
-  return VEL_STATUS_OK;
 }
 
 void TrayMenuHolder::on_session_startup(IVelSession* session,

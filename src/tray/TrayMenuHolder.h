@@ -56,8 +56,11 @@ class TrayMenuHolder : public IVelSessionHost,
 
   // Brings the tray up: service, plug-ins, pipe, icon. The window that takes
   // GUI IPC exists only at the end. `owner_callback` isn't owned, outlives the
-  // object and may be null. An exception leaves nothing running behind.
+  // object and may be null. An exception that somebody catches leaves nothing
+  // running behind.
   explicit TrayMenuHolder(OwnerCallback* owner_callback);
+  // Doesn't return, but ends the process, when a plug-in had to be given up
+  // (VelPluginsCtl::stop).
   ~TrayMenuHolder() override;
   TrayMenuHolder(const TrayMenuHolder&) = delete;
   TrayMenuHolder& operator=(const TrayMenuHolder&) = delete;
@@ -122,8 +125,11 @@ class TrayMenuHolder : public IVelSessionHost,
 
   std::uint32_t internal_close_session(const wchar_t* config,
                                        std::uint32_t shutdown_type);
+  void take_shutdown_back();
   void start_service_watch();
   void make_tray_icon();
+  // False when the window thread hasn't ended in the time.
+  bool end_window_thread(DWORD timeout_ms);
   void remove_tray_icon();
   // Null stands for no icon yet, or no more: nothing is built.
   void build_popup_menu(VELTrayIcon* icon) VEL_REQUIRES(_popup_lock);

@@ -61,11 +61,20 @@ VELTrayIcon::VELTrayIcon(IVelGuiIpc* ipc, HICON icon, const std::wstring& tip,
 }
 
 VELTrayIcon::~VELTrayIcon() {
-  // Again and again: a message loop inside the window thread, that of a menu or
-  // of WaitWithMessages, may have swallowed the last one.
+  end_thread(INFINITE);
+}
+
+// Again and again: a message loop inside the window thread, that of a menu or
+// of a dialog, may have swallowed the last one.
+bool VELTrayIcon::end_thread(DWORD timeout_ms) {
+  const ULONGLONG start = GetTickCount64();
   do {
     post_quit();
-  } while (WaitForSingleObject(_thread.get(), kQuitInterval) == WAIT_TIMEOUT);
+    if (WaitForSingleObject(_thread.get(), kQuitInterval) != WAIT_TIMEOUT) {
+      return true;
+    }
+  } while (timeout_ms == INFINITE || GetTickCount64() - start < timeout_ms);
+  return false;
 }
 
 void VELTrayIcon::set_tip(const std::wstring& text) {

@@ -71,6 +71,9 @@ class VELTrayIcon : public IVelTrayMenu {
   // From now on the items of an open menu do nothing: for the time when those
   // who added them are about to go.
   void detach_menu_handlers();
+  // Ends the window thread. False when it hasn't ended in the time, INFINITE
+  // for no limit. Not on the window thread.
+  bool end_thread(DWORD timeout_ms);
   void set_visible(bool on);
   // Shows up to 255 characters of text. `handler` may be null; it is told of
   // a click on the balloon, on the window thread, until the next balloon.

@@ -56,9 +56,14 @@ struct Probe : public IVelPlugin, public IVelSessionHost {
     events.add(who + L": " + event);
     if (on_event) on_event(event.substr(0, event.find(L' ')));
   }
-  void on_tray_menu_popup(IVelTrayMenu*) override { note(L"popup"); }
+  void on_tray_menu_popup(IVelTrayMenu* menu) override {
+    note(L"popup");
+    if (on_item)
+      menu->add_menu_item(0, VEL_MENU_ITEM_PLAIN, 7, L"", on_item, 0);
+  }
   void on_session_startup(IVelSession*, const wchar_t* config) override {
     note(FormatWide(L"startup %s", config));
+    if (on_startup) on_startup(config);
   }
   void on_session_shutdown(IVelSession*) override { note(L"shutdown"); }
   bool query_session_shutdown(IVelSession* session,
@@ -87,9 +92,11 @@ struct Probe : public IVelPlugin, public IVelSessionHost {
   const std::wstring who;
   // Called in each event, with its first word.
   std::function<void(const std::wstring&)> on_event;
+  std::function<void(const std::wstring&)> on_startup;
   // False refuses what is asked and ends broadcasts.
   bool agrees = true;
-  IVelPluginHost* host = nullptr;  // the plug-in's
+  IVelPluginHost* host = nullptr;          // the plug-in's
+  IVelMenuItemHandler* on_item = nullptr;  // adds an item when there is one
 };
 
 // A session manager that is slow to stop and tells of it.

@@ -1,5 +1,7 @@
 #include "sessions/VelPluginsCtl.h"
 
+#include <thread>
+
 #include "Rig.h"
 #include "sessions/PluginList.h"
 #include "support/LogCapture.h"
@@ -123,6 +125,99 @@ TEST_F(VelPluginsCtlTest, StopEndsPluginsAndBroadcastsAndTakesWhatIsLeft) {
                        L"b: destroy", L"host: hint", L"host: icon"}),
             _events.take());
   EXPECT_EQ(nullptr, GetModuleHandleW(L"p.dll"));
+}
+
+// A window of the thread that stops: an event may wait for it.
+HWND make_window() {
+  return CreateWindowW(L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
+                       nullptr, nullptr);
+}
+
+TEST_F(VelPluginsCtlTest, StopWaitsForEventsAndDestroysOnItsOwnThread) {
+  load();
+  const HWND window = make_window();
+  std::atomic<bool> inside{false}, left{false};
+  const DWORD stopper = GetCurrentThreadId();
+  _a.on_event = [&](const std::wstring& event) {
+    EXPECT_TRUE(event != L"destroy" ||
+                (left && stopper == GetCurrentThreadId()));
+  };
+  _b.on_event = [&](const std::wstring& event) {
+    _a.on_event(event);
+    if (event != L"x") return;
+    inside = true;
+    Sleep(300);
+    SendMessageW(window, WM_NULL, 0, 0);
+  };
+  // The sender counts, too: its thread comes back to its code.
+  std::thread sender([&] {
+    EXPECT_FALSE(_a.host->send_broadcast(L"x", 0, 0));
+    left = true;
+  });
+  EXPECT_TRUE(test::WaitUntil([&] { return inside.load(); }));
+  EXPECT_TRUE(_ctl.stop());
+  sender.join();
+  EXPECT_EQ((EventList{L"b: x 0 0", L"a: destroy", L"host: hint", L"host: icon",
+                       L"b: destroy", L"host: hint", L"host: icon"}),
+            _events.take());
+  DestroyWindow(window);
+}
+
+struct CollectingMenu : public IVelTrayMenu {
+  void add_menu_item(std::uint32_t, std::uint32_t, std::uint32_t,
+                     const wchar_t*, IVelMenuItemHandler* handler,
+                     bool) override {
+    handlers.push_back(handler);
+  }
+  std::vector<IVelMenuItemHandler*> handlers;
+};
+
+struct SlowHandler : public IVelMenuItemHandler {
+  void on_menu_event(std::uint32_t, std::uint32_t, std::uintptr_t) override {
+    ++begun;
+    Sleep(500);
+    ++ended;
+  }
+  std::atomic<int> begun{0}, ended{0};
+};
+
+TEST_F(VelPluginsCtlTest, AMenuEventCountsAndNoneBeginsAfterTheStop) {
+  load();
+  CollectingMenu menu;
+  SlowHandler handler;
+  _a.on_item = &handler;
+  _ctl.on_tray_menu_popup(&menu);
+  std::thread chosen([&] { menu.handlers[0]->on_menu_event(5, 7, 0); });
+  EXPECT_TRUE(test::WaitUntil([&] { return handler.begun == 1; }));
+  _ctl.stop();
+  EXPECT_EQ(1, handler.ended);
+  menu.handlers[0]->on_menu_event(5, 7, 0);
+  EXPECT_EQ(1, handler.begun);
+  chosen.join();
+}
+
+TEST_F(VelPluginsCtlTest, StopGivesUpAPluginWhoseEventDoesNotEnd) {
+  load();
+  const test::LogCapture log;
+  std::atomic<bool> inside{false}, let_go{false};
+  _a.on_event = [&](const std::wstring& event) {
+    if (event != L"popup") return;
+    inside = true;
+    EXPECT_TRUE(test::WaitUntil([&] { return let_go.load(); }));
+  };
+  std::thread popup([&] { _ctl.on_tray_menu_popup(nullptr); });
+  EXPECT_TRUE(test::WaitUntil([&] { return inside.load(); }));
+  const ULONGLONG start = GetTickCount64();
+  EXPECT_FALSE(_ctl.stop());
+  EXPECT_GE(GetTickCount64() - start, 9900u);
+  EXPECT_TRUE(log.Contains(3, L"p.dll"));
+  let_go = true;
+  popup.join();
+  // Neither the one given up nor an event for those that have gone.
+  EXPECT_EQ(
+      (EventList{L"a: popup", L"b: destroy", L"host: hint", L"host: icon"}),
+      _events.take());
+  EXPECT_TRUE(FreeLibrary(GetModuleHandleW(L"p.dll")));
 }
 
 // From every event a plug-in may go to the host, and come back through it.

@@ -110,7 +110,6 @@ struct TrayPlugin : public Probe {
     return answer && answer(name, a, b);
   }
 
-  IVelMenuItemHandler* on_item = nullptr;
   std::function<bool(const std::wstring&, std::uintptr_t, std::uintptr_t)>
       answer;
 };
