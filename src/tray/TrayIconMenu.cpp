@@ -9,6 +9,8 @@
 namespace vel {
 namespace {
 
+constexpr UINT kMenuClosePatience = 1000;  // ms
+
 class [[nodiscard]] MutexScope {
  public:
   [[nodiscard]] explicit MutexScope(HANDLE mutex) : _mutex(mutex) {
@@ -60,7 +62,7 @@ LRESULT VELTrayIcon::on_tray_mouse(WPARAM icon_id, LPARAM mouse_message) {
       show_popup();
       break;
     case NIN_BALLOONUSERCLICK:
-      if (_balloon_handler != nullptr) {
+      if (_balloon_handler != nullptr && !_handlers_detached) {
         _balloon_handler->on_menu_event(VEL_MENU_EVENT_BALLOON_CLICK,
                                         VEL_BALLOON_CLICK_ID, icon_id);
       }
@@ -98,7 +100,7 @@ void VELTrayIcon::with_prepared_menu(Action action) {
   const MutexScope scope(_menu_mutex.get());
   _menu_open = true;
   prepare_menu();
-  if (_menu) action(*_menu);
+  if (_menu && !_handlers_detached) action(*_menu);
   _menu_open = false;
 }
 
@@ -152,6 +154,7 @@ void VELTrayIcon::add_menu_item(std::uint32_t parent, std::uint32_t type,
     const auto reference = std::make_shared<MenuHandlerRef>(handler);
     {
       const VelFastMutex::Scope handlers(_handlers_lock);
+      if (_handlers_detached) reference->detach();
       _menu_handlers.push_back(reference);
     }
     make_menu();
@@ -165,7 +168,25 @@ void VELTrayIcon::add_menu_item(std::uint32_t parent, std::uint32_t type,
 
 void VELTrayIcon::detach_menu_handlers() {
   const VelFastMutex::Scope scope(_handlers_lock);
+  _handlers_detached = true;
   for (const auto& reference : _menu_handlers) reference->detach();
+}
+
+void VELTrayIcon::close_menu() {
+  if (window() == nullptr) return;
+  DWORD_PTR closed = 0;
+  SendMessageTimeoutW(window(), kTrayCloseMenuMessage, 0, 0, SMTO_NORMAL,
+                      kMenuClosePatience, &closed);
+}
+
+// Inside the menu's own message loop. A menu that isn't a native one gets the
+// message, too.
+LRESULT VELTrayIcon::on_close_menu() {
+  if (_menu_open) {
+    SendMessageW(window(), WM_CANCELMODE, 0, 0);
+    EndMenu();
+  }
+  return 1;
 }
 
 }  // namespace vel

@@ -70,11 +70,16 @@ TrayMenuHolder::~TrayMenuHolder() {
   if (_svc_reinit_thread) {
     WaitForSingleObject(_svc_reinit_thread.get(), INFINITE);
   }
-  // An open menu is still there, the plug-ins soon not.
-  if (VELTrayIcon* const icon = tray_icon()) icon->detach_menu_handlers();
+  // A menu that is open now would keep the window thread for as long as the
+  // user likes.
+  if (VELTrayIcon* const icon = tray_icon()) {
+    icon->detach_menu_handlers();
+    icon->close_menu();
+  }
   const bool all_ended = _plugins.stop();
   if (!all_ended && !end_window_thread(kLastPatienceMs)) end_process();
   remove_tray_icon();
+  if (all_ended) _exit_task.wait();
   // A holder that still has a session stops it here. It tells the plug-in host,
   // which has no plug-ins any more, but has to be there.
   _sessions.clear();
@@ -101,6 +106,13 @@ void TrayMenuHolder::make_tray_icon() {
     VELTrayIcon* const shown = holder->tray_icon();
     const VelFastMutex::Scope scope(holder->_popup_lock);
     holder->build_popup_menu(shown);
+  };
+  owner.request_exit = [](void* self) {
+    static_cast<TrayMenuHolder*>(self)->_exit_task.request();
+  };
+  owner.window_lost = [](void* self) {
+    PostThreadMessageW(static_cast<TrayMenuHolder*>(self)->_main_thread_id,
+                       WM_QUIT, 0, 0);
   };
   owner.arg = this;
   std::shared_ptr<VELTrayIcon> icon(new VELTrayIcon(

@@ -35,6 +35,7 @@
 #include "sync/ThreadAnnotations.h"
 #include "sync/VelFastMutex.h"
 #include "sync/VelRWLock.h"
+#include "tray/ExitTask.h"
 #include "tray/IVelGuiIpc.h"
 #include "vel/IVelTrayMenu.h"
 
@@ -166,6 +167,7 @@ class TrayMenuHolder : public IVelSessionHost,
   const DWORD _main_thread_id;
   std::atomic<std::uint32_t> _runcmd_seen{0};
   const std::uint32_t _session_id;
+  ExitTask _exit_task{this};
 };
 
 }  // namespace vel

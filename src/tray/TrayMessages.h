@@ -18,6 +18,8 @@ enum TrayMessage : UINT {
   // wParam: an IVelMenuItemHandler or null, lParam: a NOTIFYICONDATAW from
   // calloc, which the window frees. Result 1.
   kTrayShowBalloonMessage = 2149,
+  // Closes the popup if it is open. Result 1.
+  kTrayCloseMenuMessage = 2150,
 };
 
 // Sent by a shell that has come up, and by the tray to itself whenever the

@@ -43,7 +43,9 @@ VELTrayIcon::VELTrayIcon(IVelGuiIpc* ipc, HICON icon, const std::wstring& tip,
       _build_menu(owner.build_menu),
       _build_menu_arg(owner.arg),
       _menu_mutex(CreateMutexW(nullptr, FALSE, nullptr)),
-      _ipc(ipc) {
+      _ipc(ipc),
+      _request_exit(owner.request_exit),
+      _window_lost(owner.window_lost) {
   if (!_ready_event || !_menu_mutex) vel_trap();
   _nid.cbSize = kNotifyRecordSize;
   _nid.uID = static_cast<UINT>(reinterpret_cast<std::uintptr_t>(this));
@@ -65,10 +67,12 @@ VELTrayIcon::~VELTrayIcon() {
 }
 
 // Again and again: a message loop inside the window thread, that of a menu or
-// of a dialog, may have swallowed the last one.
+// of a dialog, may have swallowed the last one, and a menu may have opened only
+// just now.
 bool VELTrayIcon::end_thread(DWORD timeout_ms) {
   const ULONGLONG start = GetTickCount64();
   do {
+    post(kTrayCloseMenuMessage, 0, 0);
     post_quit();
     if (WaitForSingleObject(_thread.get(), kQuitInterval) != WAIT_TIMEOUT) {
       return true;
@@ -131,7 +135,14 @@ unsigned __stdcall VELTrayIcon::tray_window_thread(void* self) {
                  L"VELTrayIcon::tray_window_thread PostMessage error %u",
                  GetLastError());
   }
-  icon->run_message_loop();
+  if (!icon->run_message_loop()) {
+    VelLog_Print(kLogError,
+                 L"VELTrayIcon::tray_window_thread GetMessage error %u",
+                 GetLastError());
+    if (icon->_window_lost != nullptr) {
+      icon->_window_lost(icon->_build_menu_arg);
+    }
+  }
   icon->arm_click_timer(false);
   invoke_Shell_NotifyIcon(NIM_DELETE, icon->_nid);
   return 0;
@@ -154,9 +165,11 @@ void VELTrayIcon::create_window() {
                     static_cast<LONG>(reinterpret_cast<LONG_PTR>(this)));
 }
 
-void VELTrayIcon::run_message_loop() {
+bool VELTrayIcon::run_message_loop() {
   MSG message;
-  while (GetMessageW(&message, nullptr, 0, 0) > 0) {
+  for (;;) {
+    const BOOL got = GetMessageW(&message, nullptr, 0, 0);
+    if (got <= 0) return got == 0;
     TranslateMessage(&message);
     DispatchMessageW(&message);
   }
@@ -180,6 +193,8 @@ LRESULT VELTrayIcon::handle_message(HWND window, UINT message, WPARAM wparam,
       return on_end_session(wparam, lparam);
     case WM_COPYDATA:
       return on_copy_data(reinterpret_cast<const COPYDATASTRUCT*>(lparam));
+    case WM_CLOSE:
+      return on_close();
     case WM_SYSCOMMAND:
       // The low four bits are the system's own.
       if ((wparam & 0xFFF0) == SC_CLOSE) return 0;
@@ -197,6 +212,8 @@ LRESULT VELTrayIcon::handle_message(HWND window, UINT message, WPARAM wparam,
     case kTrayShowBalloonMessage:
       return on_show_balloon(reinterpret_cast<NOTIFYICONDATAW*>(lparam),
                              reinterpret_cast<IVelMenuItemHandler*>(wparam));
+    case kTrayCloseMenuMessage:
+      return on_close_menu();
     default:
       if (message == taskbar_created_message) refresh_icon();
       break;
@@ -219,6 +236,12 @@ LRESULT VELTrayIcon::on_end_session(WPARAM wparam, LPARAM lparam) {
   const bool ending = wparam != 0;
   if (ending) vel_main_term();
   session_ending = ending;
+  return 0;
+}
+
+// The window stays: it goes with the tray, which a plug-in can keep.
+LRESULT VELTrayIcon::on_close() {
+  if (_request_exit != nullptr) _request_exit(_build_menu_arg);
   return 0;
 }
 

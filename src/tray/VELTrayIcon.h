@@ -31,10 +31,16 @@
 
 namespace vel {
 
-// The owner of the menu: `build_menu(arg)` adds all items by add_menu_item. It
-// runs on the window thread, before each showing.
+// The owner of the icon. All of it runs on the window thread, which nothing may
+// keep waiting.
 struct TrayMenuOwner {
+  // Adds all items by add_menu_item, before each showing.
   void (*build_menu)(void* arg) = nullptr;
+  // Somebody wants the window closed: the tray is to end as by the menu's Exit.
+  void (*request_exit)(void* arg) = nullptr;
+  // The window thread ends without having been asked to: nobody can reach the
+  // tray any more.
+  void (*window_lost)(void* arg) = nullptr;
   void* arg = nullptr;
 };
 
@@ -68,9 +74,12 @@ class VELTrayIcon : public IVelTrayMenu {
   void set_tip(const std::wstring& text);
   // `icon` isn't owned and must live until it has been replaced.
   void set_icon(HICON icon);
-  // From now on the items of an open menu do nothing: for the time when those
-  // who added them are about to go.
+  // From now on no item and no balloon reaches its handler, whenever it was
+  // added, and no menu is shown: for the time when those who added them are
+  // about to go. A call into a handler that has begun goes on.
   void detach_menu_handlers();
+  // Closes a menu that is open. Returns when that is done, or after a second.
+  void close_menu();
   // Ends the window thread. False when it hasn't ended in the time, INFINITE
   // for no limit. Not on the window thread.
   bool end_thread(DWORD timeout_ms);
@@ -101,12 +110,15 @@ class VELTrayIcon : public IVelTrayMenu {
 
   // The rest is for the window thread.
   void create_window();
-  void run_message_loop();
+  // False when the loop has ended without WM_QUIT, with the last error set.
+  bool run_message_loop();
   LRESULT handle_message(HWND window, UINT message, WPARAM wparam,
                          LPARAM lparam);
 
   LRESULT on_query_end_session(WPARAM wparam, LPARAM lparam);
   LRESULT on_end_session(WPARAM wparam, LPARAM lparam);
+  LRESULT on_close();
+  LRESULT on_close_menu();
   LRESULT on_copy_data(const COPYDATASTRUCT* data);
   LRESULT on_tray_mouse(WPARAM icon_id, LPARAM mouse_message);
   LRESULT on_set_tip(const wchar_t* text);
@@ -137,6 +149,8 @@ class VELTrayIcon : public IVelTrayMenu {
   VelFastMutex _handlers_lock;
   std::vector<std::shared_ptr<MenuHandlerRef>> _menu_handlers
       VEL_GUARDED_BY(_handlers_lock);
+  // Set under _handlers_lock, and for good.
+  std::atomic<bool> _handlers_detached{false};
   // Constant.
   void (*_build_menu)(void* arg);
   void* _build_menu_arg;
@@ -157,6 +171,9 @@ class VELTrayIcon : public IVelTrayMenu {
   // Window thread only. A belief: wrong after a crash of the shell, until its
   // TaskbarCreated message sets it right.
   bool _icon_added = false;
+  // Constant.
+  void (*_request_exit)(void* arg);
+  void (*_window_lost)(void* arg);
 };
 
 }  // namespace vel

@@ -67,6 +67,8 @@ TEST_F(TrayMenuHolderTest, BuildsTheMenuAnewWithExitLastAndEndsByIt) {
   // The plug-in is about to go, and the menu may still be open.
   icon().detach_menu_handlers();
   _menu.handlers[0]->on_menu_event(VEL_MENU_EVENT_CHOSEN, 7, 0);
+  icon().add_menu_item(0, VEL_MENU_ITEM_PLAIN, 7, L"late", this, false);
+  _menu.handlers.back()->on_menu_event(VEL_MENU_EVENT_CHOSEN, 7, 0);
   EXPECT_FALSE(Has(L"event 5 7 0"));
 }
 
@@ -123,6 +125,47 @@ TEST_F(TrayMenuHolderTest, WhatWaitsBehindAShutdownStartsNothing) {
   EXPECT_EQ(result, std::uint32_t{VEL_STATUS_SHUTTING_DOWN});
   EXPECT_TRUE(Has(L"release") && !Has(L"create"));
   EXPECT_TRUE(QuitPosted());
+}
+
+TEST_F(VELTrayIconTest, ACloseOfTheWindowAsksForTheEndAsExitDoes) {
+  tray().need_session(L"Normal");
+  const HWND window = Window();
+  _a.on_event = [&](const std::wstring&) {
+    EXPECT_NE(GetCurrentThreadId(), GetWindowThreadProcessId(window, nullptr));
+  };
+  for (const bool agrees : {false, true}) {
+    Take();
+    _a.agrees = agrees;
+    EXPECT_EQ(Send(WM_CLOSE), 0);
+    EXPECT_TRUE(test::WaitUntil([&] { return Has(L"a: query 0"); }));
+    EXPECT_TRUE(IsWindow(window));
+    Sleep(100);
+  }
+  EXPECT_TRUE(test::WaitUntil(QuitPosted));
+}
+
+TEST_F(VELTrayIconTest, TheEndClosesAnOpenMenu) {
+  const HWND window = Window();
+  std::atomic<bool> open{false};
+  _menu.on_show = [&] {
+    const HMENU menu = CreatePopupMenu();
+    AppendMenuW(menu, MF_STRING, 1, L"item");
+    open = true;
+    TrackPopupMenu(menu, TPM_RETURNCMD, 0, 0, 0, window, nullptr);
+    DestroyMenu(menu);
+  };
+  PostMessageW(window, kTrayCallbackMessage, 0, WM_RBUTTONUP);
+  EXPECT_TRUE(test::WaitUntil([&] { return open.load(); }));
+  Sleep(300);
+  // Nobody else closes it in time.
+  std::thread user([&] {
+    Sleep(6000);
+    PostMessageW(window, WM_CANCELMODE, 0, 0);
+  });
+  const ULONGLONG start = GetTickCount64();
+  _tray.reset();
+  EXPECT_LT(GetTickCount64() - start, 5000u);
+  user.join();
 }
 
 TEST_F(VELTrayIconTest, WalksThroughItsStates) {
