@@ -12,16 +12,21 @@
 //   LoadLibraryW
 //   GetVELPlugin(host, parameters)      main thread, before the icon exists
 //     null: the library is unloaded, nothing else is called
-//   on_broadcast, on_session_*, query_session_shutdown, on_tray_menu_popup
-//                                       any number, on the threads named
+//   on_broadcast, on_session_*, query_session_shutdown, on_tray_menu_popup,
+//   IVelMenuItemHandler::on_menu_event  any number, on the threads named
 //                                       below, several at the same time
-//   destroy                             main thread, or that of an event that
-//   is
-//                                       under way at the end; the plug-in frees
-//                                       its object. host is valid until it
-//                                       returns
+//   destroy                             main thread, when every event has
+//                                       ended, the plug-ins in the order of
+//                                       loading; the plug-in frees its object.
+//                                       host is valid until it returns
 //   VelDllCanUnloadNow                  if exported, asked until it gives 0
 //   FreeLibrary
+//
+// At the end of the tray the main thread waits for the events under way, and
+// for the broadcasts that a plug-in sends from threads of its own; it
+// dispatches messages meanwhile. A plug-in that is still in one after 10
+// seconds is given up: nothing more is called, its library stays, and the
+// process ends around it.
 //
 // The plug-in isn't in the tray's list while GetVELPlugin runs: it may post
 // broadcasts from there, but doesn't get them.
@@ -43,6 +48,8 @@ enum VelStatus : std::uint32_t {
   VEL_STATUS_SHUTTING_DOWN = 0x8007045B,
   VEL_STATUS_OUT_OF_MEMORY = 0x8007000E,
   VEL_STATUS_SESSION_ACTIVE = 0x80070964,
+  // The call comes from inside a session event and would wait for itself.
+  VEL_STATUS_POSSIBLE_DEADLOCK = 0x8007046B,
 };
 
 // Why a session or the program is to end.
@@ -62,16 +69,18 @@ class IVelPlugin {
   virtual void on_tray_menu_popup(IVelTrayMenu* tray) = 0;
   // A manager was made for `config` and is about to be started. A session
   // that dies and is brought back doesn't come here again.
-  // The session's lock is held in this and the next two: don't call
-  // need_session or close_session for the same configuration from here, nor
-  // wait for a thread that does.
+  // The session's lock is held in this and the next two, in these also what
+  // keeps the list of sessions. Call neither need_session nor close_session nor
+  // shutdown from here, for whatever configuration, nor wait for a thread that
+  // does. A call from this thread that would wait for itself is refused with
+  // VEL_STATUS_POSSIBLE_DEADLOCK; a thread that is waited for can't be seen.
   virtual void on_session_startup(IVelSession* session,
                                   const wchar_t* config) = 0;
   // The session has stopped; `session` is released after this call.
   virtual void on_session_shutdown(IVelSession* session) = 0;
   // May the session end? False refuses, and whatever wanted it goes on
   // running. `session` is null when the configuration has no session now. May
-  // take as long as it needs.
+  // take as long as it needs; other configurations wait for it, too.
   virtual bool query_session_shutdown(IVelSession* session,
                                       std::uint32_t shutdown_type) = 0;
   // A message of the tray (`sender` null) or of a plug-in. True ends the
@@ -87,7 +96,8 @@ class IVelPlugin {
 // has returned. Every operation may be called on any thread.
 class IVelPluginHost {
  public:
-  // Makes sure that `config` has a session. A VelStatus.
+  // Makes sure that `config` has a session; waits for a close that is under
+  // way, whatever its configuration. A VelStatus.
   virtual std::uint32_t need_session(const wchar_t* config) = 0;
   // Asks the plug-ins and ends the session of `config`, or all sessions for
   // null. A VelStatus.

@@ -92,21 +92,37 @@ GetVELPluginFn* PluginEntry::load_library() {
   return get_plugin;
 }
 
+// Names the plug-in that would have waited for itself.
+std::uint32_t PluginEntry::noted(const wchar_t* call,
+                                 std::uint32_t status) const {
+  if (status == VEL_STATUS_POSSIBLE_DEADLOCK) {
+    VelLog_Print(kLogError,
+                 L"VelPluginsCtl::PluginEntry::%s: dll='%s' would wait for its "
+                 L"own session event, 0x%x",
+                 call, file_name_of(_path).c_str(), status);
+  }
+  return status;
+}
+
 std::uint32_t PluginEntry::need_session(const wchar_t* config) {
-  return guarded([&] { return _ctl->host()->need_session(config); },
-                 VEL_STATUS_OUT_OF_MEMORY);
+  return noted(L"need_session",
+               guarded([&] { return _ctl->host()->need_session(config); },
+                       VEL_STATUS_OUT_OF_MEMORY));
 }
 
 std::uint32_t PluginEntry::close_session(const wchar_t* config,
                                          std::uint32_t shutdown_type) {
-  return guarded(
-      [&] { return _ctl->host()->close_session(config, shutdown_type); },
-      VEL_STATUS_OUT_OF_MEMORY);
+  return noted(
+      L"close_session",
+      guarded(
+          [&] { return _ctl->host()->close_session(config, shutdown_type); },
+          VEL_STATUS_OUT_OF_MEMORY));
 }
 
 std::uint32_t PluginEntry::shutdown(std::uint32_t shutdown_type) {
-  return guarded([&] { return _ctl->host()->shutdown(shutdown_type); },
-                 VEL_STATUS_OUT_OF_MEMORY);
+  return noted(L"shutdown",
+               guarded([&] { return _ctl->host()->shutdown(shutdown_type); },
+                       VEL_STATUS_OUT_OF_MEMORY));
 }
 
 void PluginEntry::set_notify_hint(const wchar_t* hint) {

@@ -88,6 +88,7 @@ class PluginEntry : public IVelPluginHost {
   GetVELPluginFn* load_library();
   // Ends the plug-in, if there is one, and unloads the library.
   void take_back();
+  std::uint32_t noted(const wchar_t* call, std::uint32_t status) const;
 
   VelDllHolder _module;
   const std::wstring _path;

@@ -157,7 +157,16 @@ std::uint32_t TrayMenuHolder::dispatch_command(std::uint32_t command,
 std::uint32_t TrayMenuHolder::soft_shutdown(const std::wstring& text) {
   _sys_shutdown = true;
   const auto type = static_cast<std::uint32_t>(_wtoi(text.c_str()));
-  if (close_session(nullptr, type) == VEL_STATUS_OK) return kDone;
+  try {
+    const std::uint32_t status = close_session(nullptr, type);
+    // The tray has begun to end by itself: what this asked for.
+    if (status == VEL_STATUS_OK || status == VEL_STATUS_SHUTTING_DOWN) {
+      return kDone;
+    }
+  } catch (...) {
+    _sys_shutdown = false;
+    throw;
+  }
   _sys_shutdown = false;
   return kRefused;
 }

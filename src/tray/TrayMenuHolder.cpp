@@ -81,8 +81,9 @@ TrayMenuHolder::~TrayMenuHolder() {
   remove_tray_icon();
   if (all_ended) _exit_task.wait();
   // A holder that still has a session stops it here. It tells the plug-in host,
-  // which has no plug-ins any more, but has to be there.
-  _sessions.clear();
+  // which has no plug-ins any more, but has to be there. One whose event was
+  // given up is still in use.
+  if (!_session_waits.has_events()) _sessions.clear();
   if (_default_icon != nullptr) DestroyIcon(_default_icon);
   // What was given up may come back to this object at any time.
   if (!all_ended) end_process();
@@ -173,7 +174,11 @@ std::uint32_t TrayMenuHolder::need_session(const wchar_t* config) {
       L"TrayMenuHolder::need_session('%s') _shutting_down=%i, _sys_shutdown=%i",
       config, _shutting_down.load(), _sys_shutdown.load());
   if (_shutting_down || _sys_shutdown) return VEL_STATUS_SHUTTING_DOWN;
+  SessionWaits::Call call(&_session_waits, config,
+                          SessionWaits::Purpose::kStart);
+  if (call.refused()) return VEL_STATUS_POSSIBLE_DEADLOCK;
   VelSessionHolder* const holder = get_session_holder(config);
+  call.looked_up();
   if (holder == nullptr) return VEL_STATUS_OUT_OF_MEMORY;
   if (holder->is_active()) return VEL_STATUS_SESSION_ACTIVE;
   return holder->make_active();
@@ -182,6 +187,9 @@ std::uint32_t TrayMenuHolder::need_session(const wchar_t* config) {
 std::uint32_t TrayMenuHolder::close_session(const wchar_t* config,
                                             std::uint32_t shutdown_type) {
   if (_shutting_down) return VEL_STATUS_SHUTTING_DOWN;
+  const SessionWaits::Call call(&_session_waits, config,
+                                SessionWaits::Purpose::kClose);
+  if (call.refused()) return VEL_STATUS_POSSIBLE_DEADLOCK;
   return internal_close_session(config, shutdown_type);
 }
 
@@ -206,6 +214,10 @@ std::uint32_t TrayMenuHolder::shutdown(std::uint32_t shutdown_type) {
   // Before the next test, and never taken back: a request during a shutdown
   // counts, and so does one that is refused.
   if (shutdown_type == VEL_SHUTDOWN_RESTART) request_restart();
+  if (_shutting_down) return VEL_STATUS_SHUTTING_DOWN;
+  const SessionWaits::Call call(&_session_waits, nullptr,
+                                SessionWaits::Purpose::kClose);
+  if (call.refused()) return VEL_STATUS_POSSIBLE_DEADLOCK;
   if (_shutting_down.exchange(true)) return VEL_STATUS_SHUTTING_DOWN;
   set_notify_hint(kRefreshOnly, nullptr);
   try {
@@ -228,15 +240,18 @@ void TrayMenuHolder::take_shutdown_back() {
 
 void TrayMenuHolder::on_session_startup(IVelSession* session,
                                         const wchar_t* config) {
+  const SessionWaits::Event event(&_session_waits, config);
   _plugins.on_session_startup(session, config);
 }
 
 void TrayMenuHolder::on_session_shutdown(IVelSession* session) {
+  const SessionWaits::Event event(&_session_waits, nullptr);
   _plugins.on_session_shutdown(session);
 }
 
 bool TrayMenuHolder::query_session_shutdown(IVelSession* session,
                                             std::uint32_t shutdown_type) {
+  const SessionWaits::Event event(&_session_waits, nullptr);
   return _plugins.query_session_shutdown(session, shutdown_type);
 }
 

@@ -8,12 +8,14 @@
 // thread. Every other operation may be called on any thread.
 //
 // Locks, outermost first: _sessions_lock, then a holder's own lock. The walk of
-// a close holds _sessions_lock for reading across calls into plug-ins, so a
-// configuration that is asked for the first time waits for its end. _popup_lock
-// is for the window thread; the plug-ins add their items under it. _notify_lock
-// is held for a moment and never across a call into a plug-in. The tray takes
-// each of these two alone; a plug-in that is called under another lock may come
-// to _notify_lock by setting its hint or icon.
+// a close holds _sessions_lock for reading across calls into plug-ins, so
+// whoever asks for a configuration meanwhile, be it another one, waits for its
+// end. A plug-in that does so from inside a session event would wait for
+// itself, and is refused (SessionWaits). _popup_lock is for the window thread;
+// the plug-ins add their items under it. _notify_lock is held for a moment and
+// never across a call into a plug-in. The tray takes each of these two alone; a
+// plug-in that is called under another lock may come to _notify_lock by setting
+// its hint or icon.
 #ifndef VEL_TRAY_TRAYMENUHOLDER_H_
 #define VEL_TRAY_TRAYMENUHOLDER_H_
 
@@ -37,6 +39,7 @@
 #include "sync/VelRWLock.h"
 #include "tray/ExitTask.h"
 #include "tray/IVelGuiIpc.h"
+#include "tray/SessionWaits.h"
 #include "vel/IVelTrayMenu.h"
 
 namespace vel {
@@ -167,6 +170,7 @@ class TrayMenuHolder : public IVelSessionHost,
   const DWORD _main_thread_id;
   std::atomic<std::uint32_t> _runcmd_seen{0};
   const std::uint32_t _session_id;
+  SessionWaits _session_waits;
   ExitTask _exit_task{this};
 };
 

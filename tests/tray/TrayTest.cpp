@@ -4,6 +4,8 @@
 #include "TrayFixture.h"
 #include "process/ProcessState.h"
 #include "sessions/SessionEnding.h"
+#include "support/LogCapture.h"
+#include "support/Threads.h"
 
 namespace vel {
 namespace {
@@ -125,6 +127,85 @@ TEST_F(TrayMenuHolderTest, WhatWaitsBehindAShutdownStartsNothing) {
   EXPECT_EQ(result, std::uint32_t{VEL_STATUS_SHUTTING_DOWN});
   EXPECT_TRUE(Has(L"release") && !Has(L"create"));
   EXPECT_TRUE(QuitPosted());
+}
+
+constexpr std::uint32_t kRing = VEL_STATUS_POSSIBLE_DEADLOCK;
+
+TEST_F(TrayMenuHolderTest, RefusesWhatWouldWaitForItsOwnSessionEvent) {
+  tray().process_runcmd(L"");
+  const test::LogCapture log;
+  bool inside = false;
+  EventList asked;
+  _a.on_event = [&](const std::wstring& event) {
+    if (std::exchange(inside, true)) return;
+    asked.push_back(event);
+    for (const wchar_t* own : {L"Normal", L"normal"}) {
+      EXPECT_EQ(_a.host->need_session(own), kRing) << event;
+      EXPECT_EQ(_a.host->close_session(own, 0), kRing) << event;
+    }
+    EXPECT_EQ(_a.host->close_session(nullptr, 0), kRing) << event;
+    EXPECT_EQ(_a.host->shutdown(VEL_SHUTDOWN_RESTART), kRing) << event;
+    EXPECT_TRUE(restart_after_exit.exchange(false)) << "marked all the same";
+    // Another configuration is in no ring until something is closed.
+    const std::uint32_t other = event == L"startup" ? VEL_STATUS_OK : kRing;
+    EXPECT_EQ(_a.host->need_session(L"Other"), other) << event;
+    EXPECT_EQ(_a.host->close_session(L"Other", 0), other) << event;
+    inside = false;
+  };
+  EXPECT_EQ(tray().need_session(L"Normal"), VEL_STATUS_OK);
+  EXPECT_TRUE(log.Contains(3, L"FakePlugin.dll"));
+  EXPECT_EQ(tray().close_session(L"Normal", 0), VEL_STATUS_OK);
+  _a.on_event = nullptr;
+  EXPECT_EQ(asked, (EventList{L"startup", L"query", L"shutdown"}));
+  EXPECT_FALSE(QuitPosted());
+  EXPECT_TRUE(_shell.WaitForTip(L"Test Product\r\na\r\nb"));
+}
+
+// One thread is in the start of a session and needs another one; the other
+// closes all of them and waits for the start, or needs the first in turn.
+TEST_F(TrayMenuHolderTest, RefusesTheCallThatClosesARingOfTwoThreads) {
+  test::Meeting both(2);
+  std::atomic<int> refused{0};
+  const auto ask = [&](const wchar_t* config) {
+    both.Join();
+    Sleep(200);
+    refused += _a.host->need_session(config) == kRing;
+  };
+  std::atomic<bool> crossing{true};
+  _a.on_startup = [&](const std::wstring& config) {
+    if (crossing) ask(config == L"One" ? L"Two" : L"One");
+  };
+  test::RunTogether(2, [&](int i) {
+    EXPECT_EQ(tray().need_session(i ? L"One" : L"Two"), VEL_STATUS_OK);
+  });
+  EXPECT_GE(refused, 1);
+  crossing = false;
+  tray().need_session(L"Later");
+  EXPECT_EQ(tray().close_session(nullptr, 0), VEL_STATUS_OK);
+  std::atomic<bool> starting{false};
+  _a.on_startup = [&](const std::wstring&) {
+    starting = true;
+    Sleep(500);
+    EXPECT_EQ(_a.host->need_session(L"Later"), kRing);
+  };
+  std::thread start([&] { tray().need_session(L"One"); });
+  EXPECT_TRUE(test::WaitUntil([&] { return starting.load(); }));
+  EXPECT_EQ(tray().close_session(nullptr, 0), VEL_STATUS_OK);
+  start.join();
+}
+
+TEST_F(TrayMenuHolderTest, AShutdownThatAnExceptionEndsTakesItsTipBack) {
+  tray().process_runcmd(L"");
+  tray().need_session(L"Normal");
+  _a.on_event = [&](const std::wstring& event) {
+    if (event == L"query") throw std::bad_alloc();
+  };
+  EXPECT_THROW(tray().shutdown(VEL_SHUTDOWN_USER), std::bad_alloc);
+  EXPECT_TRUE(_shell.WaitForTip(L"Test Product\r\na\r\nb"));
+  // A soft one that ends so counts as refused.
+  EXPECT_EQ(tray().on_gui_ipc(3, L"0"), 0u);
+  _a.on_event = nullptr;
+  EXPECT_EQ(tray().need_session(L"Normal"), VEL_STATUS_SESSION_ACTIVE);
 }
 
 TEST_F(VELTrayIconTest, ACloseOfTheWindowAsksForTheEndAsExitDoes) {
