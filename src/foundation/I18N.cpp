@@ -24,7 +24,7 @@ I18NApi* make_i18n() {
 
 }  // namespace
 
-I18NModule::I18NModule() : _path(component_path(L"VELRCS.dll")) {
+I18NModule::I18NModule() : _path(component_path(kResourceLibrary)) {
   if (_path.empty()) {
     throw std::runtime_error("I18NApi: Failed to locate installation path");
   }

@@ -10,6 +10,8 @@
 
 namespace vel {
 
+inline constexpr wchar_t kResourceLibrary[] = L"VELRCS.dll";
+
 // Where the texts come from. Any thread.
 class I18NApi {
  public:

@@ -7,6 +7,7 @@
 #include "foundation/CommandLine.h"
 #include "foundation/Environment.h"
 #include "foundation/I18N.h"
+#include "foundation/Paths.h"
 #include "foundation/VolatileFlag.h"
 #include "log/VelLog.h"
 #include "process/MainRun.h"
@@ -60,6 +61,13 @@ bool has_param(const std::wstring& cmd_line, const wchar_t* key) {
 void show_resource_message(unsigned text, UINT icon) {
   MessageBoxW(nullptr, load_string(text).c_str(),
               load_string(VEL_STRING_PRODUCT_NAME).c_str(), icon);
+}
+
+// The message box is empty without the texts. The log isn't open yet.
+void report_missing_resources() {
+  OutputDebugStringW((L"VELGUI: no language resources, tried '" +
+                      component_path(kResourceLibrary) + L"'\n")
+                         .c_str());
 }
 
 bool is_install_pending() {
@@ -139,6 +147,7 @@ int vel_main_select(const std::wstring& cmd_line) {
   init_version_state();
   VEL_LOG_LINE();
   if (!load_resources()) {
+    report_missing_resources();
     show_resource_message(VEL_STRING_RESOURCES_MISSING, MB_ICONHAND);
     return kExitNoResources;
   }

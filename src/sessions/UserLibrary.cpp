@@ -23,12 +23,16 @@ bool is_min_mode(const wchar_t* config) {
   return RegGetDword(root, kMinModesKey, name, 0, kRegViewDefault) != 0;
 }
 
+std::wstring vel_ul_path(bool reduced) {
+  return component_path(reduced ? kReducedBuild : kFullBuild);
+}
+
 HMODULE load_vel_ul() {
-  return LoadLibraryW(component_path(kFullBuild).c_str());
+  return LoadLibraryW(vel_ul_path(false).c_str());
 }
 
 HMODULE load_vel_ul_min() {
-  return LoadLibraryW(component_path(kReducedBuild).c_str());
+  return LoadLibraryW(vel_ul_path(true).c_str());
 }
 
 }  // namespace vel

@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <string>
+
 namespace vel {
 
 // Whether the configuration `config` is a minimal mode: its DWORD in the table
@@ -16,6 +18,9 @@ bool is_min_mode(const wchar_t* config);
 // last error set, when it can't be loaded.
 HMODULE load_vel_ul();
 HMODULE load_vel_ul_min();
+
+// Where these look.
+std::wstring vel_ul_path(bool reduced);
 
 }  // namespace vel
 

@@ -35,6 +35,15 @@ unsigned restart_delay(std::uint32_t status) {
   }
 }
 
+// The record is on the disk before its level ends the process.
+[[noreturn]] void trap_without_library(bool reduced, DWORD error) {
+  VelLog_Print(kLogFatal,
+               L"VelSessionHolder::create_session: no session library in '%s', "
+               L"error %u",
+               vel_ul_path(reduced).c_str(), error);
+  vel_trap();
+}
+
 }  // namespace
 
 VelSessionHolder::VelSessionHolder(IVelSessionHost* host, std::wstring config,
@@ -120,11 +129,11 @@ void VelSessionHolder::ensure_session_active() {
 void VelSessionHolder::create_session() {
   const bool reduced = is_min_mode(_config.c_str());
   const HMODULE module = reduced ? load_vel_ul_min() : load_vel_ul();
-  if (module == nullptr) vel_trap();
+  if (module == nullptr) trap_without_library(reduced, GetLastError());
   _module = ModuleRef(module);
   auto* const create =
       proc_address<VelCreateSessionFn*>(module, VEL_CREATE_SESSION_EXPORT);
-  if (create == nullptr) vel_trap();
+  if (create == nullptr) trap_without_library(reduced, GetLastError());
   IVelSession* const session = create();
   if (session == nullptr) vel_trap();
   _session = session;

@@ -4,6 +4,8 @@
 #include "foundation/Registry.h"
 #include "sessions/SessionEnding.h"
 #include "sessions/UserLibrary.h"
+#include "support/ChildProcess.h"
+#include "support/LogCapture.h"
 
 namespace vel {
 namespace {
@@ -119,6 +121,28 @@ TEST_F(VelSessionHolderTest, ADeathAtTheEndOfARestartLeadsToTheNextOne) {
       test::WaitUntil([&] { return session.starts == 3; }, kPatienceForRestart))
       << session.starts;
   EXPECT_TRUE(holder->is_active());
+}
+
+VEL_CHILD_MAIN(HasNoSessionLibrary) {
+  const test::ScratchDirectory empty;
+  set_env(L"VELDIR", empty.path(), true);
+  const test::LogCapture log(1, argument);
+  VelSessionHolder(nullptr, L"Normal").make_active();
+  return 0;
+}
+
+TEST(VelSessionHolder, WithoutItsLibraryTheLogsLastRecordNamesThePath) {
+  // A log has to come before its reader in a process.
+  const test::LogCapture first;
+  const test::ScratchDirectory directory;
+  const std::wstring path = directory.File(L"log");
+  test::ChildProcess child(L"HasNoSessionLibrary", path);
+  EXPECT_EQ(child.Wait(), DWORD{STATUS_BREAKPOINT});
+  const auto lines = test::ReadLog(path);
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(5u, lines.back().level);
+  EXPECT_NE(std::wstring::npos,
+            lines.back().text.find(L"\\VELUL.dll', error "));
 }
 
 TEST(UserLibrary, TheUsersTableOfMinimalModesWinsOverTheMachines) {
