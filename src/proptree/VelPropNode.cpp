@@ -1,6 +1,7 @@
 #include "proptree/VelPropNode.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cwchar>
 #include <iterator>
@@ -17,6 +18,9 @@ VelPropNode::~VelPropNode() {
     const Child child = std::move(doomed.back());
     doomed.pop_back();
     if (child == nullptr || child.use_count() != 1) continue;
+    // The last other holder may have been another thread, which changed the
+    // children; the count alone is read without order.
+    std::atomic_thread_fence(std::memory_order_acquire);
     std::move(child->_children.begin(), child->_children.end(),
               std::back_inserter(doomed));
     child->_children.clear();
