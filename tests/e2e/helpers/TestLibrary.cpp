@@ -3,7 +3,13 @@
 // beside the program. While the file "veto" there isn't empty every shutdown is
 // refused, and while "no_session" isn't, no session is made.
 //
-// Command 6 with the text "5" has it restart the program.
+// Command 6 with the text "5" has it restart the program, with "6" close all
+// sessions. The parameters of the plug-in give it more to do:
+//   ends    its default item shuts the program down and takes a second more
+//   hangs   its default item never comes back
+//   sends   a thread of its own sends "tick" until destroy
+//   slow    takes half a second for a "tick"
+//   asks    asks for sessions in its session events
 #include <windows.h>
 
 #include <atomic>
@@ -12,6 +18,7 @@
 #include <filesystem>
 #include <mutex>
 #include <string>
+#include <thread>
 
 #include "vel/IVelPlugin.h"
 #include "vel/IVelSession.h"
@@ -48,7 +55,10 @@ void Record(const char* format, ...) {
 
 class TestPlugin final : public IVelPlugin, private IVelMenuItemHandler {
  public:
-  explicit TestPlugin(IVelPluginHost* host) : _host(host) {}
+  TestPlugin(IVelPluginHost* host, const std::wstring& part)
+      : _host(host), _part(part) {
+    if (_part == L"sends") _sender = std::thread([this] { Send(); });
+  }
 
   void on_tray_menu_popup(IVelTrayMenu* tray) override {
     Record("popup");
@@ -57,6 +67,11 @@ class TestPlugin final : public IVelPlugin, private IVelMenuItemHandler {
   }
   void on_session_startup(IVelSession*, const wchar_t* config) override {
     Record("startup %ls", config);
+    if (_part != L"asks") return;
+    Record("needs its own: %x", _host->need_session(config));
+    if (std::wstring(config) == L"Normal") {
+      Record("needs another: %x", _host->need_session(L"Another"));
+    }
   }
   void on_session_shutdown(IVelSession*) override { Record("shutdown"); }
   bool query_session_shutdown(IVelSession* session,
@@ -64,6 +79,10 @@ class TestPlugin final : public IVelPlugin, private IVelMenuItemHandler {
     const bool agreed = !Told(L"veto");
     Record("query %u %s %s", type, session ? "session" : "null",
            agreed ? "agreed" : "refused");
+    if (_part == L"asks") {
+      Record("needs one in a close: %x", _host->need_session(L"Other"));
+      Record("shuts down in a close: %x", _host->shutdown(VEL_SHUTDOWN_USER));
+    }
     return agreed;
   }
   bool on_broadcast(IVelPlugin* sender, const wchar_t* name, std::uintptr_t a,
@@ -80,10 +99,21 @@ class TestPlugin final : public IVelPlugin, private IVelMenuItemHandler {
     if (text == vel_broadcast::kOpenUnprotectedBrowser && a == 5) {
       _host->shutdown(VEL_SHUTDOWN_RESTART);
     }
+    if (text == vel_broadcast::kOpenUnprotectedBrowser && a == 6) {
+      Record("closes: %x", _host->close_session(nullptr, VEL_SHUTDOWN_USER));
+    }
+    if (text == L"tick" && _part == L"slow") {
+      Sleep(500);
+      Record("ticked");
+    }
     return false;
   }
   void destroy() override {
     Record("destroy");
+    Record("%ls destroyed on %s", _part.c_str(),
+           GetCurrentThreadId() == _loader ? "main" : "another thread");
+    _ended = true;
+    if (_sender.joinable()) _sender.join();
     delete this;
   }
 
@@ -93,9 +123,25 @@ class TestPlugin final : public IVelPlugin, private IVelMenuItemHandler {
   void on_menu_event(std::uint32_t event, std::uint32_t id,
                      std::uintptr_t) override {
     Record("menu event %u id %u", event, id);
+    if (_part == L"hangs") Sleep(INFINITE);
+    if (_part == L"ends") {
+      _host->shutdown(VEL_SHUTDOWN_USER);
+      Sleep(1000);
+      Record("left the menu event");
+    }
+  }
+  void Send() {
+    while (!_ended) {
+      _host->send_broadcast(L"tick", 0, 0);
+      Sleep(10);
+    }
   }
 
   IVelPluginHost* const _host;
+  const std::wstring _part;
+  const DWORD _loader = GetCurrentThreadId();
+  std::atomic<bool> _ended = false;
+  std::thread _sender;
 };
 
 class TestSession final : public IVelSession {
@@ -141,7 +187,7 @@ class TestSession final : public IVelSession {
 extern "C" __declspec(dllexport)
     IVelPlugin* GetVELPlugin(IVelPluginHost* host, const wchar_t* parameters) {
   Record("load '%ls'", parameters);
-  return new TestPlugin(host);
+  return new TestPlugin(host, parameters);
 }
 
 extern "C" __declspec(dllexport) IVelSession* VelCreateSession() {

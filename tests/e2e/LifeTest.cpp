@@ -1,0 +1,116 @@
+// The end of the tray with a plug-in that is in the middle of something, and
+// what else wants the tray to end.
+#include "channels/VelPipeClient.h"
+#include "harness/Product.h"
+#include "support/LogCapture.h"
+#include "tray/TrayMessages.h"
+
+namespace vel::test {
+namespace {
+
+class LifeTest : public ProductTest {
+ protected:
+  // The test library several times, with these parameters.
+  void UsePlugins(std::initializer_list<const char*> parts) {
+    UseTestLibrary();
+    std::string list;
+    for (const char* part : parts)
+      list += std::string("test.dll,") + part + "\r\n";
+    product.Write(L"Plugins\\plugins.txt", list);
+  }
+  // As the shell tells the window of the mouse on the icon.
+  static void DoubleClick() {
+    for (int click = 0; click < 2; ++click) {
+      PostMessageW(FindTray(), kTrayCallbackMessage, 0, WM_LBUTTONUP);
+    }
+  }
+  static std::wstring Pipe() {
+    DWORD session = 0;
+    ProcessIdToSessionId(GetCurrentProcessId(), &session);
+    return L"\\\\.\\pipe\\VELGUIAPI_" + std::to_wstring(session);
+  }
+};
+
+TEST_F(LifeTest, AMenuItemThatEndsTheTrayIsNotUnloadedUnderItsThread) {
+  UsePlugins({"ends", ""});
+  ASSERT_TRUE(StartTray());
+  DoubleClick();
+  EXPECT_EQ(WaitForTray(), 0u);
+  EXPECT_EQ(Seen("left the menu event"), 1u) << Log();
+  EXPECT_EQ(Seen("destroy"), 2u) << Log();
+}
+
+TEST_F(LifeTest, APluginsOwnBroadcastHoldsNoDestroyAndGetsNone) {
+  UsePlugins({"sends", "slow", ""});
+  ASSERT_TRUE(StartTray());
+  Expect("ticked");
+  EXPECT_EQ(Shutdown(), 0u);
+  for (const char* part : {"sends", "slow", ""}) {
+    EXPECT_EQ(Seen(std::string(part) + " destroyed on main"), 1u) << Log();
+  }
+}
+
+TEST_F(LifeTest, APluginThatNeverComesBackIsGivenUp) {
+  const ScopedVariable temp(L"TEMP", data.path());
+  const ScopedVariable tmp(L"TMP", data.path());
+  const ScopedVariable plain(L"VELLOGFLAGS", L"1");
+  UsePlugins({"hangs", ""});
+  ASSERT_TRUE(StartTray());
+  DoubleClick();
+  Expect("menu event 5 id 71");
+  EXPECT_NE(VelPipeCommand(Pipe(), VELGUI_IPC_SHUTDOWN, L"", false), 0u);
+  EXPECT_EQ(WaitForTray(), 0u);
+  EXPECT_EQ(Seen("destroy"), 1u) << "the other one, " << Log();
+  EXPECT_FALSE(data.Read(L"Tessavane\\VEL\\.version").empty());
+  const auto lines = ReadLog(data.File(L"VelTmp\\Logs\\VELGUI.swl"));
+  EXPECT_TRUE(
+      LogCapture::Contains(lines, 3, L"test.dll' is still in an event"));
+}
+
+TEST_F(LifeTest, CallsFromSessionEventsAreRefusedInsteadOfWaiting) {
+  UsePlugins({"asks"});
+  ASSERT_TRUE(StartTray(L"/shex_file=\"own\""));
+  Expect("needs its own: 8007046b", 2);
+  EXPECT_EQ(Seen("needs another: 0"), 1u);
+  EXPECT_TRUE(SendCommand(VELGUI_IPC_OPEN_UNPROTECTED_BROWSER, L"6"));
+  Expect("closes: 0");
+  EXPECT_EQ(Seen("needs one in a close: 8007046b"), 2u) << Log();
+  EXPECT_EQ(Seen("shuts down in a close: 8007046b"), 2u) << Log();
+}
+
+TEST_F(LifeTest, AnOpenMenuDoesNotHoldTheEndUp) {
+  UsePlugins({""});
+  ASSERT_TRUE(StartTray());
+  PostMessageW(FindTray(), kTrayCallbackMessage, 0, WM_RBUTTONUP);
+  const auto is_open = [] {
+    const HWND menu = FindWindowW(L"#32768", nullptr);
+    return menu != nullptr && IsWindowVisible(menu);
+  };
+  ASSERT_TRUE(WaitUntil(is_open));
+  EXPECT_EQ(Shutdown(), 0u);
+}
+
+TEST_F(LifeTest, ACloseOfTheWindowEndsTheTray) {
+  UsePlugins({""});
+  ASSERT_TRUE(StartTray());
+  PostMessageW(FindTray(), WM_CLOSE, 0, 0);
+  EXPECT_EQ(WaitForTray(), 0u);
+  EXPECT_EQ(Seen("query 0*") + Seen("destroy"), 1u) << Log();
+}
+
+// A message that the system can't hand to the window ends the thread's loop.
+TEST_F(LifeTest, AWindowThreadThatEndsTakesTheTrayWithIt) {
+  UsePlugins({""});
+  ASSERT_TRUE(StartTray());
+  // Wine's window thread gets an error for what is only just too much; a
+  // little more isn't even delivered.
+  const std::wstring large(1045000, L'x');
+  if (SendCommand(VELGUI_IPC_CONFIGURE, large)) {
+    GTEST_SKIP() << "this system hands over every message";
+  }
+  EXPECT_EQ(WaitForTray(), 0u);
+  EXPECT_EQ(Seen("destroy"), 1u) << Log();
+}
+
+}  // namespace
+}  // namespace vel::test
