@@ -24,9 +24,9 @@ class PluginEntry : public IVelPluginHost {
  public:
   // A call into the plug-in, for the length of the scope. False when the entry
   // is closed: the plug-in must not be called then.
-  class Call {
+  class [[nodiscard]] Call {
    public:
-    explicit Call(PluginEntry& entry)
+    [[nodiscard]] explicit Call(PluginEntry& entry)
         : _entry(entry.enter() ? &entry : nullptr) {}
     ~Call() {
       if (_entry != nullptr) --_entry->_calls;

@@ -95,9 +95,9 @@ void wait_for_calls(const Entries& entries) {
 
 // An event on its way through the plug-ins, in the order of the list as it was
 // at the beginning.
-class VelPluginsCtl::Event {
+class [[nodiscard]] VelPluginsCtl::Event {
  public:
-  explicit Event(VelPluginsCtl* ctl)
+  [[nodiscard]] explicit Event(VelPluginsCtl* ctl)
       : _ctl(ctl),
         _on_main(GetCurrentThreadId() == ctl->_main_thread_id),
         _entries(ctl->copy_entries()) {

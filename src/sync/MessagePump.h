@@ -6,9 +6,9 @@ namespace vel {
 // A message loop inside another one, of the same thread. WM_QUIT is meant for
 // the outer loop: one that is taken here is put back at the end of the scope,
 // with its exit code.
-class MessagePump {
+class [[nodiscard]] MessagePump {
  public:
-  MessagePump() = default;
+  [[nodiscard]] MessagePump() = default;
   ~MessagePump();
   MessagePump(const MessagePump&) = delete;
   MessagePump& operator=(const MessagePump&) = delete;

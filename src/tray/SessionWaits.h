@@ -24,11 +24,11 @@ namespace vel {
 class SessionWaits {
  public:
   // A session event on the calling thread, for the length of the scope.
-  class Event {
+  class [[nodiscard]] Event {
    public:
     // `config` is that of the session that is being started, null for the
     // events of a close. Not copied.
-    Event(SessionWaits* waits, const wchar_t* config);
+    [[nodiscard]] Event(SessionWaits* waits, const wchar_t* config);
     ~Event();
     Event(const Event&) = delete;
     Event& operator=(const Event&) = delete;
@@ -47,10 +47,11 @@ class SessionWaits {
   enum class Purpose { kStart, kClose };
 
   // A call for a configuration, for the length of the scope.
-  class Call {
+  class [[nodiscard]] Call {
    public:
     // Null for all configurations. `config` isn't copied.
-    Call(SessionWaits* waits, const wchar_t* config, Purpose purpose);
+    [[nodiscard]] Call(SessionWaits* waits, const wchar_t* config,
+                       Purpose purpose);
     ~Call();
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
