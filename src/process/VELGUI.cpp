@@ -167,7 +167,7 @@ void apply_preferences() {
 
 void end_process() {
   vel_main_term();
-  VelLog_FlushBuffer();
+  VelLog_TryFlushBuffer();
   // The next copy must not find this one running.
   if (running_mutex != nullptr) CloseHandle(running_mutex);
   start_anew_if_asked();

@@ -141,11 +141,11 @@ void VelPluginsCtl::load_plugins(IVelSessionHost* host) {
   _host = host;
   const FileContents file(_plugins_dir + L"\\plugins.txt", true);
   // A library can end the process: what led to it is in the file then.
-  VelLog_FlushBuffer();
+  VelLog_TryFlushBuffer();
   for (const PluginLine& line : parse_plugin_list(file.data())) {
     load_plugin(line);
   }
-  VelLog_FlushBuffer();
+  VelLog_TryFlushBuffer();
 }
 
 void VelPluginsCtl::load_plugin(const PluginLine& line) {

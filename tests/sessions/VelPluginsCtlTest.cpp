@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "Rig.h"
+#include "log/VelLog.h"
 #include "sessions/PluginList.h"
 #include "support/LogCapture.h"
 
@@ -78,6 +79,20 @@ TEST_F(VelPluginsCtlTest, LoadsInListOrderAndLeavesOutWhatFails) {
         L"dll module '' failed: 'Cannot load plugin dll'"}) {
     EXPECT_TRUE(log.Contains(2, failure)) << failure;
   }
+}
+
+// A library can end the process while it is loaded.
+TEST_F(VelPluginsCtlTest, TheLogIsInItsFileAroundTheLoad) {
+  const test::LogCapture log;
+  bool before = false;
+  _a.on_event = [&](const std::wstring&) {
+    before = log.Contains(log.LinesOnDisk(), 4, L"earlier");
+  };
+  VelLog_Print(kLogNotice, L"earlier");
+  load("p.dll,a\r\n");
+  EXPECT_TRUE(before);
+  EXPECT_TRUE(log.Contains(log.LinesOnDisk(), 4, L"Initialization 'p.dll'"));
+  _a.on_event = nullptr;
 }
 
 TEST_F(VelPluginsCtlTest, BroadcastsReachTheSenderLastUnlessOneEndsThem) {
