@@ -68,13 +68,13 @@ void VelLogStream::keep(unsigned level, const wchar_t* format,
 void VelLogStream::flush_buffer() noexcept {
   const LastErrorKeeper keeper;
   const LogLock::Scope scope(_lock);
-  if (_fill != 0) push_buffer(GetTickCount());
+  if (_fill != 0) push_buffer();
 }
 
 void VelLogStream::try_flush_buffer() noexcept {
   const LastErrorKeeper keeper;
   if (!_lock.try_lock_for(kTryPatience)) return;
-  if (_fill != 0) push_buffer(GetTickCount());
+  if (_fill != 0) push_buffer();
   _lock.unlock();
 }
 
@@ -82,9 +82,9 @@ void VelLogStream::enqueue(unsigned flags, void* data,
                            std::uint32_t length) noexcept {
   const DWORD now = GetTickCount();
   const LogLock::Scope scope(_lock);
-  if (_fill != 0 && must_push(flags, length, now)) push_buffer(now);
+  if (_fill != 0 && must_push(flags, length, now)) push_buffer();
   if (length < kPushBytes && (flags & kSynchronous) == 0) {
-    collect(data, length, now);
+    collect(data, length);
   } else {
     write_through(flags, data, length);
   }
@@ -97,11 +97,10 @@ bool VelLogStream::must_push(unsigned flags, std::uint32_t length,
          (flags & kSynchronous) != 0 || now >= _next_flush_tick;
 }
 
-void VelLogStream::collect(const void* data, std::uint32_t length,
-                           DWORD now) noexcept {
+void VelLogStream::collect(const void* data, std::uint32_t length) noexcept {
   std::memcpy(_buffer + _fill, data, length);
   _fill += length;
-  if (_fill >= kPushBytes) push_buffer(now);
+  if (_fill >= kPushBytes) push_buffer();
 }
 
 void VelLogStream::write_through(unsigned flags, void* data,
@@ -114,11 +113,11 @@ void VelLogStream::write_through(unsigned flags, void* data,
 }
 
 // The buffer is replaced, not reused: the writer may change it in place.
-void VelLogStream::push_buffer(DWORD now) noexcept {
+void VelLogStream::push_buffer() noexcept {
   hand_over_buffer();
   _buffer = new_buffer();
   _fill = 0;
-  _next_flush_tick = now + kPushInterval;
+  _next_flush_tick = GetTickCount() + kPushInterval;
 }
 
 void VelLogStream::hand_over_buffer() noexcept {

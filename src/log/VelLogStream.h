@@ -76,11 +76,11 @@ class VelLogStream {
       VEL_EXCLUDES(_lock);
   [[nodiscard]] bool must_push(unsigned flags, std::uint32_t length,
                                DWORD now) const noexcept VEL_REQUIRES(_lock);
-  void collect(const void* data, std::uint32_t length, DWORD now) noexcept
+  void collect(const void* data, std::uint32_t length) noexcept
       VEL_REQUIRES(_lock);
   void write_through(unsigned flags, void* data, std::uint32_t length) noexcept
       VEL_REQUIRES(_lock);
-  void push_buffer(DWORD now) noexcept VEL_REQUIRES(_lock);
+  void push_buffer() noexcept VEL_REQUIRES(_lock);
   void hand_over_buffer() noexcept;
   [[nodiscard]] unsigned char* new_buffer() noexcept;
 
