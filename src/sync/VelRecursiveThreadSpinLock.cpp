@@ -84,7 +84,7 @@ void VelRecursiveThreadSpinLock::Leave() {
   }
   if (_ctx->recursion_cnt.fetch_sub(1) != 1) return;
   _ctx->owner_tid.exchange(0);
-  if (handle != 0) CloseHandle(reinterpret_cast<HANDLE>(UINT_PTR{handle}));
+  const ScopedHandle closed(reinterpret_cast<HANDLE>(UINT_PTR{handle}));
 }
 
 bool VelRecursiveThreadSpinLock::IsHeld() const noexcept {
