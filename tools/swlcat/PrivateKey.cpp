@@ -39,7 +39,7 @@ std::optional<PrivateKey> PrivateKey::load(const std::wstring& path,
     return {};
   }
   if (EVP_PKEY_base_id(result._key.get()) != EVP_PKEY_RSA ||
-      EVP_PKEY_size(result._key.get()) != int{kWrappedKeySize}) {
+      EVP_PKEY_size(result._key.get()) != int{vel::kWrappedKeyBytes}) {
     error = path + L": not an RSA key of 512 bits";
     return {};
   }

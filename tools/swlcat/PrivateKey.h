@@ -7,12 +7,13 @@
 #include <optional>
 #include <string>
 
+#include "log/LogFormat.h"
+
 using EVP_PKEY = struct evp_pkey_st;
 
 namespace swlcat {
 
-inline constexpr std::size_t kWrappedKeySize = 64;
-using WrappedKey = std::array<unsigned char, kWrappedKeySize>;
+using WrappedKey = std::array<unsigned char, vel::kWrappedKeyBytes>;
 // AES-256.
 using StreamKey = std::array<unsigned char, 32>;
 

@@ -65,13 +65,13 @@ bool StreamFile::take(void* target, std::size_t wanted) {
 }
 
 bool StreamFile::read_header(const PrivateKey& key, std::wstring& error) {
-  char mark[8];
+  char mark[vel::kLogMarkBytes];
   if (!take(mark, sizeof mark)) {
     error = size() == 0 ? L"" : L"cut off within its header";
     return false;
   }
-  if (std::memcmp(mark, "VELLOG.0", sizeof mark) == 0) return true;
-  if (std::memcmp(mark, "VELLOG.1", sizeof mark) == 0) {
+  if (std::memcmp(mark, vel::kLogPlainMark, sizeof mark) == 0) return true;
+  if (std::memcmp(mark, vel::kLogCipherMark, sizeof mark) == 0) {
     return start_deciphering(key, error);
   }
   error = L"not a log file";

@@ -9,13 +9,14 @@
 #include <memory>
 #include <string>
 
+#include "log/LogFormat.h"
 #include "swlcat/PrivateKey.h"
 
 using EVP_CIPHER_CTX = struct evp_cipher_ctx_st;
 
 namespace swlcat {
 
-inline constexpr std::size_t kUnitSize = 16;
+inline constexpr std::size_t kUnitSize = vel::kLogUnitBytes;
 
 // Files are read while others write, rename and empty them.
 class StreamFile {
