@@ -119,7 +119,8 @@ TEST_F(SessionTest, SessionViewOpensUrlsFromTheProductsFolder) {
             0u);
   HWND view = nullptr;
   ASSERT_TRUE(WaitUntil([&] {
-    view = FindWindowW(L"VEL_SESSION_VIEW", L"SessionView - Of a test");
+    view = FindWindowW(L"VEL_SESSION_VIEW",
+                       L"ftp://x.invalid/A - Of a test - SessionView");
     return IsWindowVisible(view) != FALSE;
   }));
   wchar_t text[16384] = {};

@@ -73,6 +73,7 @@ TEST_F(SessionViewTest, OnlyTheFirstArgumentIsASwitch) {
   const auto options = sessionview::parse_options({L"--text", L"--help", L""});
   EXPECT_TRUE(options.text && !options.help);
   EXPECT_EQ(options.opened_with, (Values{L"--help", L""}));
+  EXPECT_TRUE(sessionview::parse_options({L"--list"}).list);
   EXPECT_FALSE(sessionview::parse_options({L"a", L"--text"}).text);
   EXPECT_EQ(
       sessionview::format_facts({{{L"a", {L"1", L"2"}}, {L"long", {L"3"}}},
