@@ -68,10 +68,10 @@ std::optional<std::int64_t> parse_age(const std::wstring& text) {
       seconds = 60;
       break;
     case L'h':
-      seconds = 60 * 60;
+      seconds = std::int64_t{60} * 60;
       break;
     case L'd':
-      seconds = 24 * 60 * 60;
+      seconds = std::int64_t{24} * 60 * 60;
       break;
     default:
       return {};
