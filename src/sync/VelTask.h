@@ -15,8 +15,8 @@ namespace vel {
 //
 // A library that holds this code isn't unloaded before its tasks have ended;
 // starting one after that is a trap. Its tasks must run or be over when it is
-// unloaded: one that needs a new thread of the pool waits for the loader's lock,
-// which the unload holds, and both wait for ever.
+// unloaded: one that needs a new thread of the pool waits for the loader's
+// lock, which the unload holds, and both wait for ever.
 class VelTask {
  public:
   // Idle. An event that can't be made is a trap.
