@@ -63,6 +63,11 @@ VEL_CHILD_MAIN(StoreLiesAt) {
   return DownloadedFilesPath() == argument ? 0 : 1;
 }
 
+VEL_CHILD_MAIN(DeletesTheStore) {
+  DeleteDownloadSources();
+  return 0;
+}
+
 // The user's profile is read once per process, so each case has its own.
 TEST(DwlSources, LiesInTheProfileOrIsCopiedThereOnce) {
   const std::wstring old_place = L"program\\DownloadedFiles.ptp";
@@ -84,7 +89,7 @@ TEST(DwlSources, LiesInTheProfileOrIsCopiedThereOnce) {
   scratch.Write(old_place, "second");
   EXPECT_TRUE(lies_at(new_place));
   EXPECT_EQ(scratch.Read(new_place), "first");
-  DeleteDownloadSources();
+  EXPECT_EQ(test::ChildProcess(L"DeletesTheStore").Wait(), 0u);
   EXPECT_FALSE(test::FileExists(scratch.File(new_place)));
   EXPECT_EQ(scratch.Read(old_place), "second");
 }
