@@ -85,7 +85,7 @@ std::vector<std::vector<LONG>> ReadBoth(const std::wstring& path) {
 // Emptied files take the beginning of each writer's records away; a writer may
 // also have ended before all that is left. What is left has no other gap.
 TEST(LogSharing, EightProcessesSomeSlowSomeKilled) {
-  constexpr unsigned pushes = 1500;
+  constexpr unsigned pushes = 500;
   const test::LogDirectory logs(test::HasPrivateKey() ? L"0" : L"1");
   Progress& progress = OpenProgress();
   std::memset(const_cast<LONG*>(progress.begun), 0, sizeof progress);
