@@ -1,10 +1,13 @@
 #include "security/AccountSids.h"
 
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "foundation/Product.h"
 #include "foundation/Registry.h"
 #include "log/VelLog.h"
+#include "security/KeptUntilExit.h"
 #include "security/Tokens.h"
 #include "sync/LastErrorKeeper.h"
 #include "sync/ThreadAnnotations.h"
@@ -15,12 +18,15 @@ namespace {
 
 constexpr DWORD kNameCapacity = 260;
 
+using Bytes = std::vector<BYTE>;
+
 constinit VelFastMutex accounts_lock;
 // A TOKEN_USER with the SID that it points to.
-constinit std::vector<BYTE> current_user VEL_GUARDED_BY(accounts_lock);
-constinit std::vector<BYTE> restricted_group VEL_GUARDED_BY(accounts_lock);
+constinit Kept<Bytes> current_user VEL_GUARDED_BY(accounts_lock);
+constinit Kept<Bytes> restricted_group VEL_GUARDED_BY(accounts_lock);
+const FreeAtExit free_accounts(accounts_lock, current_user, restricted_group);
 
-std::vector<BYTE> ReadCurrentUser() {
+Bytes ReadCurrentUser() {
   HANDLE raw_token = nullptr;
   if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &raw_token)) {
     VelLog_Print(kLogWarning, L"LookupSidCurrentUser: OpenProcessToken: %u",
@@ -28,8 +34,7 @@ std::vector<BYTE> ReadCurrentUser() {
     return {};
   }
   const ScopedHandle token(raw_token);
-  std::vector<BYTE> user =
-      ReadTokenInformation(token.get(), TokenUser, kAskForSize);
+  Bytes user = ReadTokenInformation(token.get(), TokenUser, kAskForSize);
   if (user.empty()) {
     VelLog_Print(kLogWarning, L"LookupSidCurrentUser: GetTokenInformation: %u",
                  GetLastError());
@@ -38,7 +43,7 @@ std::vector<BYTE> ReadCurrentUser() {
 }
 
 // `sid` is empty to ask for the size.
-bool LookupGroup(const wchar_t* system, std::vector<BYTE>& sid, DWORD& size) {
+bool LookupGroup(const wchar_t* system, Bytes& sid, DWORD& size) {
   wchar_t domain[kNameCapacity];
   DWORD domain_size = kNameCapacity;
   SID_NAME_USE use = SidTypeUnknown;
@@ -46,13 +51,13 @@ bool LookupGroup(const wchar_t* system, std::vector<BYTE>& sid, DWORD& size) {
                             &domain_size, &use) != 0;
 }
 
-std::vector<BYTE> LookupGroupByName() {
+Bytes LookupGroupByName() {
   // With the machine's name the lookup doesn't wander to a domain.
   wchar_t computer[kNameCapacity];
   DWORD length = kNameCapacity;
   const wchar_t* system =
       GetComputerNameW(computer, &length) ? computer : nullptr;
-  std::vector<BYTE> sid;
+  Bytes sid;
   DWORD size = 0;
   LookupGroup(system, sid, size);
   if (size == 0) return {};
@@ -61,33 +66,41 @@ std::vector<BYTE> LookupGroupByName() {
   return sid;
 }
 
-std::vector<BYTE> ReadRestrictedGroup() {
-  std::vector<BYTE> sid =
-      RegGetBinary(HKEY_LOCAL_MACHINE, kProductKey, kRestrictedGroupSidValue,
-                   kRegViewDefault);
-  return sid.empty() ? LookupGroupByName() : sid;
+// Whether the bytes are a SID, whole. Anybody who may write the machine's
+// registry may have put them there.
+bool is_sid(Bytes& bytes) {
+  const PSID sid = bytes.data();
+  return bytes.size() >= GetSidLengthRequired(0) && IsValidSid(sid) &&
+         GetLengthSid(sid) <= bytes.size();
+}
+
+Bytes ReadRestrictedGroup() {
+  Bytes sid = RegGetBinary(HKEY_LOCAL_MACHINE, kProductKey,
+                           kRestrictedGroupSidValue, kRegViewDefault);
+  return is_sid(sid) ? sid : LookupGroupByName();
+}
+
+// What `kept` holds, read if need be; null when there is nothing to read.
+Bytes* Need(Kept<Bytes>& kept, Bytes (*read)()) {
+  if (kept.get() != nullptr) return kept.get();
+  const LastErrorKeeper keeper;
+  auto made = std::make_unique<Bytes>(read());
+  return made->empty() ? nullptr : kept.keep(std::move(made));
 }
 
 }  // namespace
 
 PSID LookupSidCurrentUser() {
   const VelFastMutex::Scope scope(accounts_lock);
-  if (current_user.empty()) {
-    const LastErrorKeeper keeper;
-    current_user = ReadCurrentUser();
-    if (current_user.empty()) return nullptr;
-  }
-  return reinterpret_cast<const TOKEN_USER*>(current_user.data())->User.Sid;
+  const Bytes* const user = Need(current_user, &ReadCurrentUser);
+  if (user == nullptr) return nullptr;
+  return reinterpret_cast<const TOKEN_USER*>(user->data())->User.Sid;
 }
 
 PSID LookupSidVel() {
   const VelFastMutex::Scope scope(accounts_lock);
-  if (restricted_group.empty()) {
-    const LastErrorKeeper keeper;
-    restricted_group = ReadRestrictedGroup();
-    if (restricted_group.empty()) return nullptr;
-  }
-  return restricted_group.data();
+  Bytes* const group = Need(restricted_group, &ReadRestrictedGroup);
+  return group == nullptr ? nullptr : group->data();
 }
 
 }  // namespace vel

@@ -1,10 +1,12 @@
 #include "security/Acls.h"
 
 #include <initializer_list>
+#include <memory>
 #include <utility>
 #include <vector>
 
 #include "security/AccountSids.h"
+#include "security/KeptUntilExit.h"
 #include "security/WellKnownSids.h"
 #include "sync/LastErrorKeeper.h"
 #include "sync/ThreadAnnotations.h"
@@ -15,35 +17,36 @@ namespace {
 
 constexpr DWORD kListBlock = 1024;
 
-constinit VelFastMutex lists_lock;
-constinit std::vector<BYTE> dacl_system VEL_GUARDED_BY(lists_lock);
-constinit std::vector<BYTE> dacl_user VEL_GUARDED_BY(lists_lock);
+using Block = std::vector<BYTE>;
 
-ACL* as_acl(std::vector<BYTE>& block) {
+constinit VelFastMutex lists_lock;
+constinit Kept<Block> dacl_system VEL_GUARDED_BY(lists_lock);
+constinit Kept<Block> dacl_user VEL_GUARDED_BY(lists_lock);
+const FreeAtExit free_lists(lists_lock, dacl_system, dacl_user);
+
+ACL* as_acl(Block& block) {
   return reinterpret_cast<ACL*>(block.data());
 }
 
 using SidLookup = PSID (*)();
 
-// Makes the list unless it is there. An empty block stands for none.
-ACL* need_list(std::vector<BYTE>& block,
-               std::initializer_list<SidLookup> lookups)
+// Makes the list unless it is there.
+ACL* need_list(Kept<Block>& kept, std::initializer_list<SidLookup> lookups)
     VEL_REQUIRES(lists_lock) {
-  if (!block.empty()) return as_acl(block);
+  if (kept.get() != nullptr) return as_acl(*kept.get());
   const LastErrorKeeper keeper;
-  std::vector<BYTE> made(kListBlock);
-  if (!InitializeAcl(as_acl(made), kListBlock, ACL_REVISION)) return nullptr;
+  auto made = std::make_unique<Block>(kListBlock);
+  if (!InitializeAcl(as_acl(*made), kListBlock, ACL_REVISION)) return nullptr;
   bool any = false;
   for (const SidLookup lookup : lookups) {
     const PSID sid = lookup();
     if (sid == nullptr) continue;
-    if (AddAccessAllowedAce(as_acl(made), ACL_REVISION, GENERIC_ALL, sid)) {
+    if (AddAccessAllowedAce(as_acl(*made), ACL_REVISION, GENERIC_ALL, sid)) {
       any = true;
     }
   }
   if (!any) return nullptr;
-  block = std::move(made);
-  return as_acl(block);
+  return as_acl(*kept.keep(std::move(made)));
 }
 
 }  // namespace

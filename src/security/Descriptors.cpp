@@ -1,9 +1,11 @@
 #include "security/Descriptors.h"
 
+#include <memory>
 #include <utility>
 #include <vector>
 
 #include "security/Acls.h"
+#include "security/KeptUntilExit.h"
 #include "security/LowLabel.h"
 #include "sync/LastErrorKeeper.h"
 #include "sync/ThreadAnnotations.h"
@@ -19,7 +21,7 @@ constexpr DWORD kSlack = 128;
 using Block = std::vector<BYTE>;
 
 // A descriptor in absolute form, and what it points to when it was made of a
-// self-relative one. Moving it moves no bytes.
+// self-relative one.
 struct Descriptor {
   Block block;
   Block dacl;
@@ -29,11 +31,13 @@ struct Descriptor {
 };
 
 constinit VelFastMutex low_lock;
-constinit Descriptor user_low VEL_GUARDED_BY(low_lock);
+constinit Kept<Descriptor> user_low VEL_GUARDED_BY(low_lock);
+const FreeAtExit free_low(low_lock, user_low);
 
 constinit VelFastMutex plain_lock;
-constinit Descriptor user_plain VEL_GUARDED_BY(plain_lock);
-constinit Descriptor system_plain VEL_GUARDED_BY(plain_lock);
+constinit Kept<Descriptor> user_plain VEL_GUARDED_BY(plain_lock);
+constinit Kept<Descriptor> system_plain VEL_GUARDED_BY(plain_lock);
+const FreeAtExit free_plain(plain_lock, user_plain, system_plain);
 
 // The sizes of the blocks go in, those that the system wants come out.
 struct BlockSizes {
@@ -78,18 +82,18 @@ bool make_plain(Descriptor& made) {
 
 // The descriptor in `kept`, made unless it is there. One with a null list would
 // let everyone in, so none is made then.
-PSECURITY_DESCRIPTOR need(Descriptor& kept, bool labelled, ACL* (*list)()) {
-  if (!kept.block.empty()) return kept.block.data();
+PSECURITY_DESCRIPTOR need(Kept<Descriptor>& kept, bool labelled,
+                          ACL* (*list)()) {
+  if (kept.get() != nullptr) return kept.get()->block.data();
   const LastErrorKeeper keeper;
-  Descriptor made;
-  if (!(labelled && make_labelled(made)) && !make_plain(made)) return nullptr;
+  auto made = std::make_unique<Descriptor>();
+  if (!(labelled && make_labelled(*made)) && !make_plain(*made)) return nullptr;
   ACL* const dacl = list();
   if (dacl == nullptr ||
-      !SetSecurityDescriptorDacl(made.block.data(), TRUE, dacl, FALSE)) {
+      !SetSecurityDescriptorDacl(made->block.data(), TRUE, dacl, FALSE)) {
     return nullptr;
   }
-  kept = std::move(made);
-  return kept.block.data();
+  return kept.keep(std::move(made))->block.data();
 }
 
 }  // namespace

@@ -122,7 +122,7 @@ void SetSidAccessOnPath(const std::wstring& path, PSID sid, DWORD mask,
     VelLog_Print(kLogTrace,
                  L"SetSidAccessOnPath('%s', 0x%x) - failed to create marker "
                  L"'%s' - le=%u",
-                 path.c_str(), mask, marker.c_str(), GetLastError());
+                 directory.c_str(), mask, marker.c_str(), GetLastError());
   }
 }
 

@@ -21,7 +21,8 @@ constexpr DWORD kListBlock = 128;
 void SetObjectSecurityEveryone(HANDLE handle, DWORD mask) {
   const PSID everyone = LookupSidEveryone();
   if (everyone == nullptr) return;
-  alignas(ACL) BYTE block[kListBlock] = {};
+  // The entry in it holds words of 32 bits.
+  alignas(DWORD) BYTE block[kListBlock] = {};
   ACL* const acl = reinterpret_cast<ACL*>(block);
   SECURITY_DESCRIPTOR descriptor = {};
   if (!InitializeAcl(acl, kListBlock, ACL_REVISION)) VEL_LOG_WIN32_CALL();
@@ -55,6 +56,10 @@ bool SetObjectDefaultDacl(HANDLE handle, HANDLE token) {
   ACL* const dacl =
       reinterpret_cast<const TOKEN_DEFAULT_DACL*>(information.data())
           ->DefaultDacl;
+  if (dacl == nullptr) {
+    SetLastError(ERROR_NO_SECURITY_ON_OBJECT);
+    return false;
+  }
   SECURITY_DESCRIPTOR descriptor = {};
   return InitializeSecurityDescriptor(&descriptor,
                                       SECURITY_DESCRIPTOR_REVISION) &&

@@ -1,5 +1,5 @@
-// Setting the access lists of open objects, and asking who owns one. No state,
-// any thread.
+// Setting the access lists of open objects, which is for the system's other
+// programs, and asking who owns one. No state, any thread.
 #ifndef VEL_SECURITY_OBJECTSECURITY_H_
 #define VEL_SECURITY_OBJECTSECURITY_H_
 
@@ -13,9 +13,10 @@ namespace vel {
 void SetObjectSecurityEveryone(HANDLE handle, DWORD mask);
 
 // Gives the object the list that `token`, null for OpenCurrentToken(), has for
-// new objects. A token whose default list is null makes the object open to
-// everyone, as a new one would be. False, with the last error, when a step
-// fails. `handle` needs WRITE_DAC, `token` TOKEN_QUERY.
+// new objects. False, with the last error, when a step fails; a token without a
+// list gives ERROR_NO_SECURITY_ON_OBJECT and leaves the object as it is, for a
+// null list would open it to everyone. `handle` needs WRITE_DAC, `token`
+// TOKEN_QUERY.
 bool SetObjectDefaultDacl(HANDLE handle, HANDLE token);
 
 // Whether the owner of the object is the token's user or its owner for new

@@ -44,6 +44,7 @@ std::vector<BYTE> ReadTokenInformation(HANDLE token,
 // for denials only doesn't count. False also when the token can't be read or
 // `sid` is null. `token` needs TOKEN_QUERY.
 bool TokenHasGroup(HANDLE token, PSID sid);
+// The two fixed forms are for the system's other programs.
 bool TokenHasEveryone(HANDLE token);
 // The product's own group; see LookupSidVel.
 bool TokenHasVelGroup(HANDLE token);
@@ -53,7 +54,7 @@ inline constexpr DWORD kUnknownSession = 0xFFFFFFFF;
 // The token of the user at the console. `state` is the console's session,
 // looked up when it is kUnknownSession, as the caller sets it at first, and
 // kept by the caller. Empty where nobody is logged on, or where the caller
-// isn't the system account.
+// isn't the system account. For the system's other programs.
 ScopedHandle GetConsoleUserToken(DWORD& state);
 
 }  // namespace vel

@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "security/KeptUntilExit.h"
 #include "sync/LastErrorKeeper.h"
 #include "sync/ThreadAnnotations.h"
 #include "sync/VelFastMutex.h"
@@ -13,19 +14,20 @@ namespace {
 
 constinit VelFastMutex sids_lock;
 
-// One of the six, which share the lock.
+// One of the six, which share the lock. No destructor: it may be asked for
+// after it was freed.
 class KeptSid {
  public:
   explicit constexpr KeptSid(const wchar_t* literal) noexcept
       : _literal(literal) {}
-  ~KeptSid() {
-    const VelFastMutex::Scope scope(sids_lock);
-    LocalFree(std::exchange(_sid, nullptr));
-  }
   KeptSid(const KeptSid&) = delete;
   KeptSid& operator=(const KeptSid&) = delete;
 
   PSID get();
+  // Under the lock, which FreeAtExit takes.
+  void free() noexcept VEL_NO_THREAD_ANALYSIS {
+    LocalFree(std::exchange(_sid, nullptr));
+  }
 
  private:
   const wchar_t* const _literal;
@@ -38,6 +40,8 @@ constinit KeptSid restricted{L"S-1-5-12"};
 constinit KeptSid local_system{L"S-1-5-18"};
 constinit KeptSid interactive{L"S-1-5-4"};
 constinit KeptSid administrators{L"S-1-5-32-544"};
+const FreeAtExit free_sids(sids_lock, local, everyone, restricted, local_system,
+                           interactive, administrators);
 
 PSID KeptSid::get() {
   const VelFastMutex::Scope scope(sids_lock);

@@ -1,7 +1,12 @@
 #include <aclapi.h>
 #include <gtest/gtest.h>
+#include <process.h>
 #include <sddl.h>
 
+#include <optional>
+#include <vector>
+
+#include "foundation/LongPath.h"
 #include "foundation/Product.h"
 #include "foundation/Registry.h"
 #include "foundation/Text.h"
@@ -63,6 +68,46 @@ TEST(DescriptorsTest, HoldTheListsAndTheLabel) {
     EXPECT_EQ(AclText(made->Dacl), row.dacl);
     EXPECT_EQ(AclText(made->Sacl), row.sacl);
   }
+}
+
+// What was made before the exit handlers ran is asked for after them, when the
+// memory that they gave back is in use again.
+struct AsksAfterTheExitHandlers {
+  ~AsksAfterTheExitHandlers() {
+    if (!is_due) return;
+    std::vector<std::vector<BYTE>> reused;
+    for (std::size_t size = 16; size <= 8192; size += 16) {
+      reused.emplace_back(size, BYTE{0xCD});
+    }
+    for (ACL* list : {DaclUser(), DaclSystem()}) {
+      if (!IsValidAcl(list) || list->AclSize != 1024) _exit(2);
+    }
+    for (PSID sid : {LookupSidCurrentUser(), LookupSidEveryone()}) {
+      if (!IsValidSid(sid)) _exit(3);
+    }
+    for (PSECURITY_DESCRIPTOR descriptor :
+         {GetSecurityDescriptorUser(), GetSecurityDescriptorUserLow(),
+          GetSecurityDescriptorSystem()}) {
+      if (!IsValidSecurityDescriptor(descriptor)) _exit(4);
+    }
+    _exit(5);
+  }
+  static inline bool is_due = false;
+};
+// The first to be made is the last to go.
+[[gnu::init_priority(101)]] AsksAfterTheExitHandlers asks;
+
+VEL_CHILD_MAIN(AsksToTheVeryEnd) {
+  DaclUser();
+  GetSecurityDescriptorUser();
+  GetSecurityDescriptorUserLow();
+  GetSecurityDescriptorSystem();
+  AsksAfterTheExitHandlers::is_due = true;
+  return 0;
+}
+
+TEST(DescriptorsTest, AreMadeAgainAfterTheExitHandlers) {
+  EXPECT_EQ(test::ChildProcess(L"AsksToTheVeryEnd").Wait(), 5u);
 }
 
 ScopedHandle OwnToken() {
@@ -133,13 +178,65 @@ TEST(ClientRightsTest, OnlyAThreadThatImpersonatesHasAClient) {
   EXPECT_TRUE(ImpersonatedMayActForProcess());
 }
 
+std::wstring DaclOf(HANDLE object) {
+  ACL* dacl = nullptr;
+  ScopedDescriptor descriptor;
+  GetSecurityInfo(object, SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
+                  nullptr, &dacl, nullptr, descriptor.put());
+  return AclText(dacl);
+}
+
+TEST(ObjectSecurityTest, GivesObjectsTheListOfEveryoneOrOfAToken) {
+  const ScopedHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  SetObjectSecurityEveryone(event.get(), EVENT_ALL_ACCESS);
+  EXPECT_EQ(DaclOf(event.get()), L"0 1f0003 S-1-1-0;");
+  const ScopedHandle token = DuplicateTokenFor(
+      OwnToken().get(), TOKEN_ALL_ACCESS, SecurityImpersonation, TokenPrimary);
+  TOKEN_DEFAULT_DACL list = {DaclSystem()};
+  ASSERT_TRUE(
+      SetTokenInformation(token.get(), TokenDefaultDacl, &list, sizeof list));
+  EXPECT_TRUE(SetObjectDefaultDacl(event.get(), token.get()));
+  const std::wstring of_token = AclText(DaclSystem());
+  EXPECT_EQ(DaclOf(event.get()), of_token);
+  // No list isn't the list that lets everyone in.
+  list.DefaultDacl = nullptr;
+  ASSERT_TRUE(
+      SetTokenInformation(token.get(), TokenDefaultDacl, &list, sizeof list));
+  EXPECT_FALSE(SetObjectDefaultDacl(event.get(), token.get()));
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_SECURITY_ON_OBJECT});
+  EXPECT_EQ(DaclOf(event.get()), of_token);
+  EXPECT_TRUE(SetObjectDefaultDacl(event.get(), nullptr));
+  EXPECT_NE(DaclOf(event.get()), of_token);
+}
+
+TEST(TokensTest, KnowTheirGroupsAndTheUserAtTheConsole) {
+  const ScopedHandle own = OwnToken();
+  EXPECT_TRUE(TokenHasEveryone(own.get()));
+  EXPECT_FALSE(TokenHasGroup(own.get(), LookupSidRestricted()));
+  EXPECT_EQ(TokenHasVelGroup(own.get()),
+            TokenHasGroup(own.get(), LookupSidVel()));
+  EXPECT_FALSE(TokenHasGroup(nullptr, LookupSidEveryone()));
+  DWORD session = kUnknownSession;
+  static_cast<void>(GetConsoleUserToken(session));
+  EXPECT_NE(session, kUnknownSession);
+  DWORD known = 4711;
+  static_cast<void>(GetConsoleUserToken(known));
+  EXPECT_EQ(known, 4711u);
+}
+
+TEST(SessionObjectNameTest, Session0HasTheNamesOfTheMachine) {
+  EXPECT_EQ(MakeSessionObjectName(0, L"X"), L"\\BaseNamedObjects\\X");
+  EXPECT_EQ(MakeSessionObjectName(3, L"%s%u", L"X", 7u),
+            L"\\Sessions\\3\\BaseNamedObjects\\X7");
+}
+
 constexpr DWORD kMask = 0x80100000;
 constexpr int kSkip = 77;
 
 struct ListBlock {
   ListBlock() { InitializeAcl(acl(), sizeof bytes, ACL_REVISION); }
   ACL* acl() { return reinterpret_cast<ACL*>(bytes); }
-  alignas(ACL) BYTE bytes[512] = {};
+  alignas(DWORD) BYTE bytes[512] = {};
 };
 
 TEST(EnsureSidInDaclTest, AddsOnlyWhatIsMissing) {
@@ -182,6 +279,13 @@ TEST(SetSidAccessOnPathTest, AMarkerKeepsTheGrantFromBeingMadeTwice) {
   ExpectGrant(kMask, true, true, true);
   ExpectGrant(0x10100000, false, false, true);
   const test::LogCapture log;
+  // A directory in the marker's place; the final path is told.
+  CreateDirectoryW(scratch.File(L"a\\b\\c\\vel_acc_1").c_str(), nullptr);
+  SetSidAccessOnPath(L"%VEL_GRANT%\\c", LookupSidRestricted(), 1, true);
+  const std::wstring directory = long_path(scratch.File(L"a\\b\\c"));
+  EXPECT_TRUE(log.Contains(1, L"SetSidAccessOnPath('" + directory +
+                                  L"', 0x1) - failed to create marker '" +
+                                  directory + L"\\vel_acc_1' - le="));
   SetSidAccessOnPath(L"%VEL_NONE%\\x", LookupSidRestricted(), 1, true);
   EXPECT_TRUE(log.Contains(
       2, L"SetSidAccessOnPath'%VEL_NONE%\\x', 0x1) - failed to expand path"));
@@ -209,6 +313,22 @@ VEL_CHILD_MAIN(WithoutGroup) {
   return log.Contains(4, L"init_group: LookupSidVel failed") ? 0 : 2;
 }
 
+// Bytes that are no SID count as none.
+VEL_CHILD_MAIN(WithBadGroup) {
+  const std::vector<BYTE> rows[] = {
+      {1},
+      {1, 1, 0, 0, 0, 0, 0, 5},
+      {1, 15, 0, 0, 0, 0, 0, 5, 4, 0, 0, 0},
+      {2, 1, 0, 0, 0, 0, 0, 5, 4, 0, 0, 0},
+  };
+  for (const auto& row : rows) {
+    SetMachineValue(row);
+    if (MachineValue() != row) return kSkip;
+    if (LookupSidVel() != nullptr) return 1;
+  }
+  return 0;
+}
+
 VEL_CHILD_MAIN(WithGroup) {
   const auto* bytes = static_cast<const BYTE*>(LookupSidInteractive());
   const std::vector<BYTE> value(bytes, bytes + 12);
@@ -231,7 +351,7 @@ VEL_CHILD_MAIN(WithGroup) {
 
 TEST(RestrictedAccountTest, LivesWithAndWithoutTheGroup) {
   const std::vector<BYTE> before = MachineValue();
-  for (const wchar_t* name : {L"WithoutGroup", L"WithGroup"}) {
+  for (const wchar_t* name : {L"WithoutGroup", L"WithBadGroup", L"WithGroup"}) {
     const test::ScratchDirectory temp;
     const auto result = test::ChildProcess(name, temp.path()).Wait();
     SetMachineValue(before);
