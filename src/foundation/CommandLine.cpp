@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "foundation/Environment.h"
+#include "foundation/ReplaceChars.h"
 
 namespace vel {
 namespace {
@@ -27,17 +28,17 @@ int unescaped(wchar_t digit) {
   }
 }
 
-// The digit that stands for a character behind the escape, or 0.
-wchar_t escape_digit(wchar_t character) {
+// The pair that stands for a character, or nothing.
+std::wstring_view escape_pair(wchar_t character) {
   switch (character) {
     case kEscape:
-      return L'1';
+      return L"\a1";
     case kQuote:
-      return L'2';
+      return L"\a2";
     case 0:
-      return L'3';
+      return L"\a3";
     default:
-      return 0;
+      return {};
   }
 }
 
@@ -107,12 +108,7 @@ void add_param(std::wstring& out, std::wstring_view key, int number) {
 }
 
 void escape_value(std::wstring& text) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const wchar_t digit = escape_digit(text[i]);
-    if (digit == 0) continue;
-    text[i] = kEscape;
-    text.insert(++i, 1, digit);
-  }
+  ReplaceChars(text, &escape_pair);
 }
 
 void unescape_value(std::wstring& text) {

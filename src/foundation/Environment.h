@@ -52,7 +52,8 @@ void set_env(const std::wstring& name, const std::wstring& value, bool process);
 std::wstring expand_env(const std::wstring& text, bool strict);
 
 // Enters the shell's folders into the table under their CSIDL_ names, with no
-// backslash at the end. A folder that isn't known is left out.
+// backslash at the end. A folder that isn't known is left out. For the system's
+// other programs.
 void publish_folder_names();
 
 }  // namespace vel

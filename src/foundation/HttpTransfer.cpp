@@ -4,12 +4,14 @@
 #include <wininet.h>
 
 #include <new>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "foundation/CodePageConverter.h"
 #include "foundation/Product.h"
 #include "foundation/Registry.h"
+#include "foundation/ReplaceChars.h"
 #include "foundation/Text.h"
 #include "sync/ScopedHandle.h"
 #include "sync/VelFastMutex.h"
@@ -136,11 +138,9 @@ bool send_request(const InternetHandle& request, const std::wstring& headers,
 void url_encode_char(wchar_t character, std::wstring& text) {
   const std::wstring code =
       FormatWide(L"%%%X", static_cast<unsigned>(character));
-  std::size_t position = 0;
-  while ((position = text.find(character, position)) != std::wstring::npos) {
-    text.replace(position, 1, code);
-    position += code.size();
-  }
+  ReplaceChars(text, [character, &code](wchar_t found) {
+    return found == character ? std::wstring_view(code) : std::wstring_view();
+  });
 }
 
 void url_encode(std::wstring& text) {

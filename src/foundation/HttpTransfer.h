@@ -2,7 +2,8 @@
 // kept, no cache is read or written, the user's proxy settings hold. Calls
 // block for as long as the system's time limits allow (minutes, when a server
 // accepts and says nothing), so they belong on threads that can wait. Any
-// thread.
+// thread. All but http_request and http_post are for the system's other
+// programs.
 //
 // True means that there was a reply, whatever its HTTP status: an error page is
 // a reply like any other, and so is one that was cut off. On failure the
@@ -30,7 +31,7 @@ bool url_exists(const std::wstring& url);
 
 // Any verb. The request goes to port 80 of the URL's host, whatever scheme and
 // port it names. `body` is sent in the ANSI code page. `headers` are lines with
-// CRLF between them; none when empty.
+// LF or CRLF between them; none when empty.
 bool http_request(const std::wstring& url, const std::wstring& body,
                   std::string& reply, const std::wstring& headers,
                   const std::wstring& verb);

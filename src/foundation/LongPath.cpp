@@ -1,7 +1,5 @@
 #include "foundation/LongPath.h"
 
-#include <windows.h>
-
 #include <functional>
 
 #include "foundation/FindHandle.h"
@@ -13,41 +11,20 @@
 namespace vel {
 namespace {
 
-struct LongForm {
-  std::wstring text;
-  bool is_complete;  // Each short component was found.
-};
-
 bool may_be_short(const std::wstring& component) {
   return component.find(L'~') != std::wstring::npos &&
          component.find_first_of(L"*?") == std::wstring::npos;
 }
 
-// Puts the name that the file system has for the last component of `path`,
-// `length` characters long, in its place.
-bool lengthen_last(std::wstring& path, std::size_t length) {
+DWORD look_up_name(const std::wstring& path, std::wstring& name) {
   const FindScope find(win32_path(path));
-  if (!find) return false;
-  path.replace(path.size() - length, length, find.data().cFileName);
-  return true;
+  if (!find) return GetLastError();
+  name = find.data().cFileName;
+  return ERROR_SUCCESS;
 }
 
-LongForm lengthen(const std::wstring& path) {
-  const std::size_t start =
-      StartsWith(path, kNtPathPrefix) ? kNtPathPrefix.size() : 0;
-  LongForm form = {path.substr(0, start), true};
-  for (std::size_t begin = start;;) {
-    const std::size_t end = path.find(L'\\', begin);
-    const std::wstring component = path.substr(begin, end - begin);
-    form.text += component;
-    if (begin != start && may_be_short(component) &&
-        !lengthen_last(form.text, component.size())) {
-      form.is_complete = false;
-    }
-    if (end == std::wstring::npos) return form;
-    form.text += L'\\';
-    begin = end + 1;
-  }
+bool is_missing(DWORD error) {
+  return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
 
 // Never destroyed: threads ask for paths until the very end.
@@ -106,17 +83,44 @@ void LongPathCache::prune(std::uint64_t now) {
   });
 }
 
+LongForm lengthen_path(const std::wstring& path, NameLookup look_up) {
+  const std::size_t start =
+      StartsWith(path, kNtPathPrefix) ? kNtPathPrefix.size() : 0;
+  LongForm form = {path.substr(0, start), true};
+  // Nothing lies below what isn't there, unless the path goes up again.
+  const bool goes_up = path.find(L"..") != std::wstring::npos;
+  bool may_exist = true;
+  for (std::size_t begin = start;;) {
+    const std::size_t end = path.find(L'\\', begin);
+    std::wstring component = path.substr(begin, end - begin);
+    const std::size_t place = form.text.size();
+    form.text += component;
+    if (begin != start && may_be_short(component)) {
+      may_exist &= form.text.size() <= kLongestPath;
+      const DWORD error =
+          may_exist ? look_up(form.text, component) : ERROR_PATH_NOT_FOUND;
+      form.text.replace(place, std::wstring::npos, component);
+      form.is_complete &= error == ERROR_SUCCESS;
+      may_exist &= goes_up || !is_missing(error);
+    }
+    if (end == std::wstring::npos) return form;
+    form.text += L'\\';
+    begin = end + 1;
+  }
+}
+
 std::wstring long_path(const std::wstring& path) {
-  if (path.empty()) return path;
+  if (path.empty() || path.size() > kLongestPath) return path;
   LastErrorKeeper keeper;
   LongPathCache& cache = long_path_cache();
   if (auto known = cache.find(path, GetTickCount64())) return *known;
-  const LongForm form = lengthen(path);
+  const LongForm form = lengthen_path(path, &look_up_name);
   if (form.is_complete) cache.enter(path, form.text, GetTickCount64());
   return form.text;
 }
 
 std::wstring short_path(const std::wstring& path) {
+  if (path.size() > kLongestPath) return path;
   LastErrorKeeper keeper;
   wchar_t buffer[MAX_PATH] = {};
   const DWORD length = GetShortPathNameW(path.c_str(), buffer, MAX_PATH);

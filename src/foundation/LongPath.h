@@ -3,6 +3,8 @@
 #ifndef VEL_FOUNDATION_LONGPATH_H_
 #define VEL_FOUNDATION_LONGPATH_H_
 
+#include <windows.h>
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -52,9 +54,27 @@ class LongPathCache {
   std::uint64_t _next_prune VEL_GUARDED_BY(_lock) = 0;
 };
 
+// The characters of the longest path that the system knows. What is longer is
+// text that somebody sent: it is handed back as it is, without a look at a
+// disk.
+inline constexpr std::size_t kLongestPath = 32767;
+
 // `path` with each 8.3 component replaced by its long name. A component that
 // can't be looked up stays. A leading \??\ is kept.
 std::wstring long_path(const std::wstring& path);
+
+struct LongForm {
+  std::wstring text;
+  bool is_complete;  // Each short component was found.
+};
+
+// Finds the name that the file system has for the last component of `path`: 0,
+// or the system's error.
+using NameLookup = DWORD (*)(const std::wstring& path, std::wstring& name);
+
+// long_path without its memory of earlier answers, by another way to look names
+// up. Each component is looked up once at most.
+LongForm lengthen_path(const std::wstring& path, NameLookup look_up);
 
 // The 8.3 form of an existing path of up to 259 characters, else the path
 // itself.

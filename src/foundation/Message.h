@@ -22,7 +22,7 @@ std::wstring message_text(const std::wstring& text);
 // no number left.
 UINT RegisterDummyMsg();
 // The number of the message, registered at the first call; WM_PAINT when there
-// is none. Any thread.
+// is none. Any thread. For the system's other programs.
 UINT GetDummyMsg();
 
 }  // namespace vel

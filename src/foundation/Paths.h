@@ -45,6 +45,8 @@ std::wstring brand();
 // file exists, else the name in product_directory().
 std::wstring component_path(const std::wstring& name);
 
+// The next three are for the system's other programs.
+
 // The same path in the subdirectory of the 32-bit files, WOW64.
 std::wstring GetWow64ModulePath(const std::wstring& path);
 // Whether a process runs in the 32-bit subsystem; false if that can't be told.

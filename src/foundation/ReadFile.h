@@ -1,4 +1,5 @@
-// Files and directories whose absence is an exception.
+// Files and directories whose absence is an exception. For the system's other
+// programs.
 #ifndef VEL_FOUNDATION_READFILE_H_
 #define VEL_FOUNDATION_READFILE_H_
 

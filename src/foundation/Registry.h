@@ -54,7 +54,8 @@ bool RegKeyExists(HKEY root, const std::wstring& subkey, std::uint32_t view);
 // backslash.
 HKEY RegParseRootKey(const std::wstring& full_path, std::wstring& subkey_out);
 
-// RegOpen, without `create`, of a path with its root key in front.
+// RegOpen, without `create`, of a path with its root key in front. For the
+// system's other programs.
 [[nodiscard]] RegKeyHolder RegOpenFullPath(const std::wstring& full_path,
                                            std::uint32_t view);
 
@@ -67,7 +68,8 @@ std::wstring RegGetString(HKEY root, const std::wstring& subkey,
                           const std::wstring& name, std::uint32_t view);
 
 // The strings of a REG_MULTI_SZ value without the empty ones. A value of
-// another type gives one entry: what RegGetString reads.
+// another type gives one entry: what RegGetString reads. For the system's other
+// programs.
 std::vector<std::wstring> RegGetMultiString(HKEY root,
                                             const std::wstring& subkey,
                                             const std::wstring& name,
@@ -85,6 +87,7 @@ std::uint64_t RegGetQword(HKEY root, const std::wstring& subkey,
 
 std::vector<BYTE> RegGetBinary(HKEY root, const std::wstring& subkey,
                                const std::wstring& name, std::uint32_t view);
+// For the system's other programs.
 std::vector<BYTE> RegGetBinaryFullPath(const std::wstring& full_path,
                                        const std::wstring& name,
                                        std::uint32_t view);

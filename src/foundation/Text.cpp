@@ -5,6 +5,7 @@
 #include <limits>
 #include <type_traits>
 
+#include "foundation/ReplaceChars.h"
 #include "sync/LastErrorKeeper.h"
 #include "sync/Trap.h"
 
@@ -98,7 +99,7 @@ bool equals_no_case(View a, View b) {
   return compare_no_case(a, b) == CSTR_EQUAL;
 }
 
-const char* xml_entity(char character) {
+std::string_view xml_entity(char character) {
   switch (character) {
     case '"':
       return "&quot;";
@@ -111,7 +112,7 @@ const char* xml_entity(char character) {
     case '>':
       return "&gt;";
     default:
-      return nullptr;
+      return {};
   }
 }
 
@@ -265,10 +266,7 @@ std::wstring GuidToText(const GUID& guid) {
 }
 
 void XmlEscape(std::string& text) {
-  // Backwards, so that no replacement is looked at again.
-  for (std::size_t i = text.size(); i-- > 0;) {
-    if (const char* entity = xml_entity(text[i])) text.replace(i, 1, entity);
-  }
+  ReplaceChars(text, &xml_entity);
 }
 
 }  // namespace vel

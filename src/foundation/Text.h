@@ -46,7 +46,8 @@ std::string FormatNarrow(const char* format, First first, Rest... rest) {
   return FormatNarrowArgs(format, first, rest...);
 }
 
-// Sends the formatted text with a line feed to the debugger.
+// Sends the formatted text with a line feed to the debugger. For the system's
+// other programs.
 void DebugPrintText(const std::wstring& text);
 template <class... Args>
 void DebugPrint(const wchar_t* format, Args... args) {
@@ -97,6 +98,8 @@ inline wchar_t FoldChar(wchar_t value) {
 inline bool CharEqualsNoCase(wchar_t a, wchar_t b) {
   return a == b || FoldChar(a) == FoldChar(b);
 }
+
+// The next three are for the system's other programs.
 
 // Two upper-case hexadecimal digits per byte.
 std::wstring HexText(const void* bytes, std::size_t length);

@@ -35,6 +35,8 @@ bool read_memory_block(std::vector<BYTE>& data, const wchar_t* name);
 // `mapping` stays the caller's and allows reading.
 bool read_memory_block(std::vector<BYTE>& data, HANDLE mapping);
 
+// The next two are for the system's other programs.
+
 // The whole of a global handle, which stays the caller's. GlobalSize may be
 // more than was asked for when it was made.
 bool read_global_memory(std::vector<BYTE>& data, HGLOBAL memory);

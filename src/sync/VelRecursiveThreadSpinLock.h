@@ -50,6 +50,7 @@ class VEL_CAPABILITY("mutex") VelRecursiveThreadSpinLock {
   // caller isn't the owner or the count isn't above zero.
   void Leave() VEL_RELEASE();
 
+  // For the system's other programs.
   [[nodiscard]] bool IsHeld() const noexcept;
   [[nodiscard]] bool IsHeldByMe() const noexcept;
 

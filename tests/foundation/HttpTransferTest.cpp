@@ -108,6 +108,12 @@ TEST_F(HttpTransferTest, RequestsGoToPort80WithVerbHeadersAndNarrowBody) {
   ASSERT_TRUE(http_put_text(server.Url(L"/404", 1), L"", text, L""));
   EXPECT_EQ(text, L"gone");
   EXPECT_EQ(server.requests().back().find("PUT /404 "), 0u);
+  ASSERT_TRUE(http_put(server.Url(L"/404", 1), L"", reply, L""));
+  EXPECT_EQ(reply, "gone");
+  EXPECT_EQ(server.requests().back().find("PUT /404 "), 0u);
+  ASSERT_TRUE(http_post_text(server.Url(L"/500", 1), L"", text, L""));
+  EXPECT_EQ(text, L"broken");
+  EXPECT_EQ(server.requests().back().find("POST /500 "), 0u);
   EXPECT_EQ(server.requests().back().find("X-One"), std::string::npos);
 }
 

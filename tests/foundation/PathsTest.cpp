@@ -3,10 +3,16 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
+#include "foundation/Environment.h"
 #include "foundation/LongPath.h"
+#include "foundation/Message.h"
 #include "foundation/Product.h"
+#include "foundation/ReadFile.h"
 #include "foundation/Registry.h"
 #include "foundation/Text.h"
+#include "support/LogCapture.h"
 #include "support/ScopedRegistry.h"
 #include "support/ScopedVariable.h"
 #include "support/ScratchDirectory.h"
@@ -71,6 +77,33 @@ TEST(LongPath, LeavesOtherPathsAlone) {
   EXPECT_EQ(file_name_of(long_path(path)), L"name~1.txt");
 }
 
+TEST(LongPath, LooksEachComponentUpOnceAndNoPathThatCannotBe) {
+  static std::size_t look_ups;
+  // Of `count` short components; each is found, or none is.
+  const auto looked_up = [](std::size_t count, bool found,
+                            const wchar_t* first = L"C:") {
+    std::wstring path = first;
+    for (std::size_t i = 0; i < count; ++i) path += L"\\~";
+    look_ups = 0;
+    lengthen_path(path, found ? [](const std::wstring&, std::wstring&) -> DWORD {
+      ++look_ups;
+      return ERROR_SUCCESS;
+    } : [](const std::wstring&, std::wstring&) -> DWORD {
+      ++look_ups;
+      return ERROR_FILE_NOT_FOUND;
+    });
+    return look_ups;
+  };
+  EXPECT_EQ(looked_up(1000, true), 1000u);
+  EXPECT_EQ(looked_up(2000, true), 2000u);
+  EXPECT_EQ(looked_up(100000, true), looked_up(50000, true));
+  EXPECT_EQ(looked_up(2000, false), 1u);
+  // What isn't there may be left again.
+  EXPECT_EQ(looked_up(2000, false, L"C:\\x\\.."), 2000u);
+  const std::wstring longest(kLongestPath + 1, L'~');
+  EXPECT_EQ(long_path(longest), longest);
+}
+
 TEST_F(PathsTest, FindsTheInstallationInItsOrder) {
   const std::wstring uninstall =
       L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
@@ -101,6 +134,56 @@ TEST_F(PathsTest, FindsTheProductsFiles) {
   EXPECT_TRUE(FileExists(_scratch.File(L"Tessavane\\Other")));
   _product.Set(L"");
   EXPECT_EQ(product_directory(), directory_of(module_path(nullptr)));
+}
+
+TEST_F(PathsTest, FindsWhat32BitProgramsHave) {
+  for (const auto& [path, expected] :
+       {std::pair{L"c:\\VELDIR\\a\\x.dll", L"C:\\veldir\\WOW64\\a\\x.dll"},
+        {L"D:\\other\\x.dll", L"D:\\other\\WOW64\\x.dll"},
+        {L"x.dll", L"C:\\veldir\\WOW64\\x.dll"}}) {
+    EXPECT_TRUE(EqualsNoCase(GetWow64ModulePath(path), expected)) << path;
+  }
+  EXPECT_FALSE(is_wow64_process(GetCurrentProcess()));
+  EXPECT_FALSE(is_wow64_process(nullptr));
+  const std::wstring directory = wow64_system_directory();
+  EXPECT_TRUE(directory.empty() ||
+              (FileExists(directory) && !directory.ends_with(L'\\')));
+}
+
+TEST_F(PathsTest, PublishesTheFoldersThatAreKnown) {
+  const ScopedVariable profile(L"USERPROFILE", L"C:\\who\\");
+  publish_folder_names();
+  EXPECT_EQ(expand_env(L"%CSIDL_PROFILE%\\x", true), L"C:\\who\\x");
+  EXPECT_EQ(get_env(L"csidl_temp"), without_slash(get_env(L"TEMP")));
+  for (const wchar_t* name : {L"CSIDL_PROFILE", L"CSIDL_TEMP"}) {
+    set_env(name, L"", false);
+  }
+}
+
+TEST(ReadFile, ReadsWholeFilesAndThrowsForOthers) {
+  const TempDirectory made;
+  EXPECT_TRUE(FileExists(made.path()));
+  EXPECT_NE(TempDirectory().path(), made.path());
+  const ScratchDirectory scratch;
+  const std::wstring path = scratch.Write(L"x", std::string("a\0b", 3));
+  EXPECT_EQ(readFile(path), (std::vector<BYTE>{'a', 0, 'b'}));
+  try {
+    readFile(L"C:\\none");
+    FAIL() << "there is no such file";
+  } catch (const std::runtime_error& error) {
+    EXPECT_STREQ(error.what(),
+                 "readFile: CreateFile(C:\\none) failed, error=2");
+  }
+  RemoveDirectoryW(made.path().c_str());
+}
+
+TEST(Message, HasANumberOfItsOwn) {
+  const test::LogCapture log(4);
+  const UINT number = RegisterDummyMsg();
+  EXPECT_EQ(number, RegisterWindowMessageW(L"Brindlemar_DummyWindowsMsg"));
+  EXPECT_EQ(GetDummyMsg(), number);
+  EXPECT_TRUE(log.Contains(4, FormatWide(L"RegisterDummyMsg: 0x%x", number)));
+  EXPECT_EQ(message_text(L"\\??\\C:\\x"), L"path: \\??\\C:\\x");
 }
 
 TEST_F(PathsTest, RedirectsAComponentToAFileThatExists) {

@@ -6,7 +6,9 @@
 #include <stdexcept>
 
 #include "foundation/Base64.h"
+#include "foundation/ReplaceChars.h"
 #include "foundation/WildcardMatch.h"
+#include "support/CountingTraits.h"
 
 namespace vel {
 namespace {
@@ -35,6 +37,65 @@ TEST(Text, FoldsAsTheSystemDoes) {
   ToLowerInPlace(text);
   EXPECT_EQ(text, L"az[`{@1\x00e4\x0436z");
   EXPECT_EQ(GetLastError(), 1234u);
+}
+
+TEST(Text, ReplacesCharactersInLinearTime) {
+  const auto work = [](std::size_t length) {
+    test::CountingString<char> text(length, '<');
+    const std::uint64_t touched = test::CharactersTouched<char>([&] {
+      ReplaceChars(text, [](char) { return std::string_view("&lt;"); });
+    });
+    EXPECT_EQ(text.size(), 4 * length);
+    return touched;
+  };
+  EXPECT_LE(work(20000), 2 * work(10000) + 10);
+  std::string text = "a<b>&amp;\"'";
+  XmlEscape(text);
+  EXPECT_EQ(text, "a&lt;b&gt;&amp;amp;&quot;&apos;");
+}
+
+TEST(Text, HasTheFormsOfBinaryData) {
+  EXPECT_EQ(HexText("\x01\xAF\x00", 3), L"01AF00");
+  EXPECT_EQ(GuidToText({}), L"{00000000-0000-0000-0000-000000000000}");
+  EXPECT_EQ(GuidToText({0x1A, 2, 0xB, {1, 2, 3, 4, 5, 6, 7, 0xFF}}),
+            L"{0000001a-0002-000b-0102-0304050607ff}");
+}
+
+TEST(Text, ComparesAtItsEndsAndBetween) {
+  const std::tuple<const wchar_t*, std::size_t, const wchar_t*, bool> rows[] = {
+      {L"abc", 0, L"ab", true},   {L"abc", 1, L"bc", true},
+      {L"abc", 1, L"bcd", false}, {L"abc", 3, L"", true},
+      {L"abc", 4, L"", false},    {L"abc", 0, L"AB", false}};
+  for (const auto& [text, position, part, is_there] : rows) {
+    EXPECT_EQ(MatchesAt(text, position, part), is_there) << text << part;
+    EXPECT_EQ(EndsWith(text, part), *part == 0 || (position == 1 && is_there));
+  }
+  EXPECT_TRUE(IsAscii("a\x7f") && IsAscii(L"") && IsAscii(L"\x7f"));
+  EXPECT_FALSE(IsAscii("a\x80") || IsAscii(L"\x80"));
+}
+
+std::wstring to_debugger;
+
+// As a debugger sees it, in either of the forms that systems have.
+LONG CALLBACK SeeDebugPrint(EXCEPTION_POINTERS* exception) {
+  constexpr DWORD kNarrow = 0x40010006, kWide = 0x4001000A;
+  const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
+  if (record.ExceptionCode == kWide) {
+    to_debugger = reinterpret_cast<wchar_t*>(record.ExceptionInformation[1]);
+  } else if (record.ExceptionCode == kNarrow) {
+    to_debugger =
+        WideFromAnsi(reinterpret_cast<char*>(record.ExceptionInformation[1]));
+  }
+  return EXCEPTION_CONTINUE_SEARCH;
+}
+
+TEST(Text, GoesToTheDebuggerInALine) {
+  void* const handler = AddVectoredExceptionHandler(1, SeeDebugPrint);
+  SetLastError(1234);
+  DebugPrint(L"%s %u", L"text", 7u);
+  EXPECT_EQ(GetLastError(), 1234u);
+  RemoveVectoredExceptionHandler(handler);
+  EXPECT_EQ(to_debugger, L"text 7\n");
 }
 
 TEST(WildcardMatch, MatchesPatterns) {

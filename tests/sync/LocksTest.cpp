@@ -145,10 +145,12 @@ TEST(VelRecursiveThreadSpinLock, MisuseThrowsAndADeadOwnerIsReplaced) {
     CloseHandle(reinterpret_cast<HANDLE>(handle));
   });
   EXPECT_FALSE(lock.TryEnter());
+  EXPECT_TRUE(lock.IsHeld() && !lock.IsHeldByMe());
   EXPECT_THROW(lock.Leave(), std::runtime_error);
   EXPECT_EQ(ctx.recursion_cnt, 1);
   owner.Kill();
   EXPECT_TRUE(lock.TryEnter());
+  EXPECT_TRUE(lock.IsHeld() && lock.IsHeldByMe());
   EXPECT_EQ(ctx.recursion_cnt, 1);
   EXPECT_EQ(ctx.owner_tid, GetCurrentThreadId());
   ctx.recursion_cnt = -1;

@@ -95,5 +95,19 @@ TEST(VelMemUtilsTest, ABlockShorterThanItSaysIsAFaultAndNoAllocation) {
   }
 }
 
+TEST(VelMemUtilsTest, AGlobalHandleHasTheBytesAndNoLock) {
+  for (const UINT flags : {GMEM_MOVEABLE, GMEM_FIXED}) {
+    const std::vector<BYTE> data = {1, 0, 3};
+    const HGLOBAL memory = write_global_memory(data, flags);
+    std::vector<BYTE> read;
+    EXPECT_TRUE(read_global_memory(read, memory));
+    ASSERT_GE(read.size(), data.size());
+    read.resize(data.size());
+    EXPECT_EQ(read, data);
+    EXPECT_EQ(GlobalFlags(memory) & GMEM_LOCKCOUNT, 0u);
+    GlobalFree(memory);
+  }
+}
+
 }  // namespace
 }  // namespace vel
