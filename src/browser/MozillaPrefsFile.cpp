@@ -20,14 +20,14 @@ MozillaPrefsFile::MozillaPrefsFile(std::wstring path) : _path(std::move(path)) {
     _size_hint = file.data().size();
     scan_prefs(file.data(), *this);
   } catch (const std::bad_alloc&) {
-    // Half a table must not take the place of the file.
+    // Half a table must not take the place of the file, nor what is set later.
     _prefs.clear();
-    _dirty = false;
+    _lost = true;
   }
 }
 
 MozillaPrefsFile::~MozillaPrefsFile() {
-  if (!_dirty) return;
+  if (!_dirty || _lost) return;
   try {
     std::string text;
     append_text(text);

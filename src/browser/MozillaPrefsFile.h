@@ -22,8 +22,9 @@ namespace vel {
 // and unescape_pref_string are for the caller.
 //
 // No operation tells of a failure but by a getter's false. A file that can't be
-// read, be it for want of memory, is an empty table; one that can't be written
-// stays as it is.
+// read is an empty table; one that can't be written stays as it is. A file that
+// memory can't hold is an empty table too, and is never written, whatever is
+// set.
 class MozillaPrefsFile : public PrefSink {
  public:
   explicit MozillaPrefsFile(std::wstring path);
@@ -68,6 +69,8 @@ class MozillaPrefsFile : public PrefSink {
   std::map<std::string, std::shared_ptr<PrefValue>, std::less<>> _prefs;
   const std::wstring _path;
   bool _dirty = false;
+  // Memory ran out while the file was read.
+  bool _lost = false;
   // The length of the file as it was read.
   std::uint64_t _size_hint = 0;
 };

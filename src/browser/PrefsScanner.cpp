@@ -1,6 +1,8 @@
 #include "browser/PrefsScanner.h"
 
-#include <cstdlib>
+#include <charconv>
+#include <cstdint>
+#include <limits>
 #include <string_view>
 
 #include "sync/VelFastMutex.h"
@@ -34,6 +36,7 @@ class PrefsScanner {
   bool find_statement();
   bool read_name();
   bool read_value();
+  std::int32_t read_number();
   bool read_string();
   void send_string(std::string_view raw);
   bool find_end();
@@ -86,9 +89,7 @@ bool PrefsScanner::read_value() {
   for (; !at_end(); ++_at) {
     if (take("\"")) return read_string();
     if (is_digit(_text[_at])) {
-      // The string's own zero ends a number that is the last of the text.
-      _sink.set_int(_name, std::atoi(_text.data() + _at));
-      while (!at_end() && is_digit(_text[_at])) ++_at;
+      _sink.set_int(_name, read_number());
       return true;
     }
     const bool value = take("true");
@@ -98,6 +99,18 @@ bool PrefsScanner::read_value() {
     }
   }
   return false;
+}
+
+// The largest number stands for those past 32 bits, as the documentation of
+// atoi has it: runtimes differ there, and what is saved has to be read alike.
+std::int32_t PrefsScanner::read_number() {
+  const char* const begin = _text.data() + _at;
+  std::int32_t number = 0;
+  const auto [end, error] =
+      std::from_chars(begin, _text.data() + _text.size(), number);
+  _at += static_cast<std::size_t>(end - begin);
+  return error == std::errc() ? number
+                              : std::numeric_limits<std::int32_t>::max();
 }
 
 bool PrefsScanner::read_string() {

@@ -13,7 +13,7 @@ namespace vel {
 //
 //   - # and /* */ are comments, // isn't.
 //   - Bytes ahead of a value don't count: -5 is 5. Nor do those behind it: 1.5
-//     is 1. A number has 32 bits, as atoi takes it.
+//     is 1. A number has 32 bits; one past them is 2147483647.
 //   - A name is what stands before the quote with the comma: a\"b is b. An
 //     empty one means the name of the statement before.
 //   - A name ends at a NUL byte, and a string loses its NUL bytes.

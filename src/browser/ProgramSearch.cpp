@@ -98,13 +98,15 @@ std::wstring find_in_app_paths(HKEY root, const std::wstring& name,
   std::wstring target = plain.target();
   if (target.empty()) target = with_ext.target();
   target = unquoted(target);
+  // Every name contains the empty one: a value that names no file isn't taken.
   const std::wstring file = lower_case(file_name_of(target));
-  if (lower_case(name).find(file) != npos) return target;
+  if (!file.empty() && lower_case(name).find(file) != npos) return target;
   std::wstring directory = plain.read(L"Path");
   if (directory.empty()) directory = with_ext.read(L"Path");
+  directory = expand_env(directory, true);
+  // Without a directory the search would go through the system's path.
   if (directory.empty()) return target;
-  const std::wstring found =
-      search_path(expand_env(directory, true).c_str(), name, ext);
+  const std::wstring found = search_path(directory.c_str(), name, ext);
   return found.empty() ? target : found;
 }
 

@@ -18,7 +18,7 @@ namespace vel {
 
 // The path that the App Paths key of `name`, else of `name` + `ext`, gives. The
 // key's value `_Brindlemar`, the product's own, goes before its default value.
-// A default value that names another file counts only if the search in the
+// A value that names another file, or none, counts only if the search in the
 // key's `Path` finds nothing. `view` is one of Registry.h.
 std::wstring find_in_app_paths(HKEY root, const std::wstring& name,
                                const std::wstring& ext, std::uint32_t view);

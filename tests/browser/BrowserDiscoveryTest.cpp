@@ -82,6 +82,35 @@ TEST_F(BrowserDiscoveryTest, FindsProgramsInTextsOfAllKinds) {
   EXPECT_EQ(find_executable(L"%VELTEST_DIR%\\other\\web"), _other);
 }
 
+TEST_F(BrowserDiscoveryTest, LooksIntoThePathOfAKeyWhoseFileIsAnother) {
+  const test::ScopedVariable directory(L"VELTEST_DIR", _scratch.path());
+  // On the system's path, which isn't the key's.
+  const test::ScopedVariable path(L"PATH", _scratch.File(L"other"));
+  const struct {
+    std::wstring value, path, found;
+  } rows[] = {
+      {_other, L"", _other},
+      {_other, _scratch.File(L"Fire Fox"), _firefox},
+      {_other, L"%VELTEST_DIR%\\Fire Fox", _firefox},
+      {_other, _scratch.File(L"ie"), _other},
+      {L"", _scratch.File(L"Fire Fox"), _firefox},
+      {_scratch.File(L"ie\\"), _scratch.File(L"Fire Fox"), _firefox},
+      {L"", _scratch.File(L"ie"), L""},
+      {L"\"" + _firefox + L"\" -x", _scratch.File(L"ie"), _firefox},
+  };
+  for (const auto& row : rows) {
+    SetUser(kAppPaths + L"firefox.exe", L"", row.value);
+    SetUser(kAppPaths + L"firefox.exe", L"Path", row.path);
+    for (const wchar_t* name : {L"firefox", L"firefox.exe"}) {
+      EXPECT_EQ(find_in_app_paths(HKEY_CURRENT_USER, name, L".exe", 0),
+                row.found)
+          << row.value << row.path;
+    }
+  }
+  SetUser(kAppPaths + L"web.exe", L"Path", L"%VELTEST_NONE%");
+  EXPECT_EQ(find_in_app_paths(HKEY_CURRENT_USER, L"web.exe", L".exe", 0), L"");
+}
+
 TEST_F(BrowserDiscoveryTest, TheDefaultIsOneOfTheTwoBrowsers) {
   SetMachine(kAppPaths + L"IEXPLORE.EXE", L"", _explorer);
   EXPECT_EQ(default_browser_path(), _explorer);

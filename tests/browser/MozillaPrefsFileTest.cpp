@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <optional>
 #include <tuple>
+#include <utility>
 
+#include "support/Allocations.h"
 #include "support/ScratchDirectory.h"
 #include "sync/ScopedHandle.h"
 
@@ -36,9 +39,12 @@ TEST(MozillaPrefsFile, RewritesFilesWithPreferencesOnly) {
        "pref(\"c\", 1);user_pref(\"B\", true);user_pref(\"a.b\", 0017)",
        kHeader + line("B", "true") + line("a", "\"x\\\"\n\\\\\xff\"") +
            line("a.b", "17")},
+      {"user_pref(\"a\", -12345678901);", kHeader + line("a", "2147483647")},
   };
+  const auto nothing = [](MozillaPrefsFile&) {};
   for (const auto& [before, after] : rows) {
-    EXPECT_EQ(rewritten(before, [](MozillaPrefsFile&) {}), after);
+    EXPECT_EQ(rewritten(before, nothing), after);
+    EXPECT_EQ(rewritten(after, nothing), after);
   }
 }
 
@@ -118,6 +124,26 @@ TEST(MozillaPrefsFile, EscapesSoThatAnyTextSurvivesAFile) {
   EXPECT_EQ(after, kHeader + line("a", '"' + raw + '"'));
   EXPECT_EQ(escape_pref_string("\n\r\"\\"), "\\n\\r\\\"\\\\");
   EXPECT_EQ(unescape_pref_string("\\a\\\\n\\"), "a\\n\\");
+}
+
+TEST(MozillaPrefsFile, NeverReplacesAFileThatMemoryCouldNotHold) {
+  const std::string before =
+      line("a", "\"" + std::string(40, 'x') + "\"") + line("b", "2");
+  const std::string after = kHeader + before + line("c", "3");
+  std::size_t passed = 0;
+  for (bool ran_out = true; ran_out && passed < 1000; ++passed) {
+    const test::ScratchDirectory scratch;
+    std::wstring path = scratch.Write(L"prefs.js", before);
+    {
+      std::optional<test::MemoryRunsOut> memory(std::in_place, passed);
+      MozillaPrefsFile prefs(std::move(path));
+      ran_out = memory->happened();
+      memory.reset();
+      prefs.set_int("c", 3);
+    }
+    EXPECT_EQ(scratch.Read(L"prefs.js"), ran_out ? before : after) << passed;
+  }
+  EXPECT_GT(passed, 5u);
 }
 
 TEST(MozillaPrefsFile, LeavesFilesThatItCannotWrite) {

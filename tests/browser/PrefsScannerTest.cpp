@@ -55,6 +55,9 @@ TEST(PrefsScanner, TakesWhatTheRulesTake) {
        "b=2;"},
       {"/*/ user_pref(\"a\", 1); **/user_pref(\"b\", 2);", "b=2;"},
       {"user_pref(\"a\", -5);user_pref(\"b\",\n x1.5);", "a=5;b=1;"},
+      {"user_pref(\"a\", 2147483647);user_pref(\"b\", 2147483648);"
+       "user_pref(\"c\", -99999999999999999999)",
+       "a=2147483647;b=2147483647;c=2147483647;"},
       {"user_pref(\"a\", truex);user_pref(\"b\", ttrue);", "a=true;b=true;"},
       {"user_pref(\"a\", 1)\nuser_pref(\"b\", 2);user_pref(\"c\", 3) \t;"
        "user_pref(\"d\", 4);",

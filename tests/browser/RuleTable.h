@@ -94,7 +94,10 @@ class RuleTable {
         {kValue, "false", kEnd,
          [](Me me, auto) { me._sink.set_bool(me._name, false); }},
         {kValue, "[0-9]+", kEnd,
-         [](Me me, auto text) { me._sink.set_int(me._name, std::atoi(text)); }},
+         // 32 bits; the largest number stands for what is beyond.
+         [](Me me, auto text) {
+           me._sink.set_int(me._name, std::strtol(text, nullptr, 10));
+         }},
         {kValue, "\"", kString, [](Me me, auto) { me._buffer.clear(); }},
         {kString, "\\\\[^\\n]", kString,
          [](Me me, auto text) { me._buffer += text; }},
