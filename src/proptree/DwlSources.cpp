@@ -3,12 +3,14 @@
 #include <windows.h>
 
 #include <ctime>
+#include <functional>
 
 #include "foundation/Environment.h"
 #include "foundation/LongPath.h"
 #include "foundation/Paths.h"
 #include "log/VelLog.h"
 #include "proptree/VelPropTreeStore.h"
+#include "sync/LastErrorKeeper.h"
 #include "sync/OnceGuard.h"
 
 namespace vel {
@@ -22,9 +24,14 @@ constexpr wchar_t kSource[] = L"source";
 constexpr wchar_t kTime[] = L"ts";
 constexpr wchar_t kFileName[] = L"DownloadedFiles.ptp";
 
-// Read once per process: the profile doesn't move under a running one.
+// Read once per process: the profile doesn't move under a running one. Never
+// destroyed: exit handlers may ask for the store.
 const std::wstring& lower_user_profile() {
-  return once_static([] { return lower_case(get_env(L"USERPROFILE")); });
+  return once_static([] {
+           return std::ref(
+               *new std::wstring(lower_case(get_env(L"USERPROFILE"))));
+         })
+      .get();
 }
 
 // A process without a profile counts as one whose product lies outside of it.
@@ -36,6 +43,7 @@ bool lies_in_user_profile(const std::wstring& path) {
 }  // namespace
 
 std::wstring DownloadedFilesPath() {
+  const LastErrorKeeper keeper;
   std::wstring old_place = product_directory() + kFileName;
   if (lies_in_user_profile(old_place)) return old_place;
   std::wstring new_place = app_data_directory() + kFileName;

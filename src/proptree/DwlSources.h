@@ -12,7 +12,7 @@ namespace vel {
 
 // The store's file: below the product when that lies in the user's profile,
 // else in the user's data directory. In the second case a file that an older
-// version left below the product is copied over first.
+// version left below the product is copied over first. The last error is kept.
 std::wstring DownloadedFilesPath();
 
 // The store under the lock that all processes of the user's session share: one
@@ -39,7 +39,8 @@ class [[nodiscard]] DwlSources {
   VelPropNode _tree;
 };
 
-// The operations with the path in its long form.
+// The operations with the path in its long form, for the system's other
+// programs.
 void AddDownloadSource(const std::wstring& file_path,
                        const std::wstring& source);
 bool GetDownloadSource(const std::wstring& file_path, std::wstring& source_out);

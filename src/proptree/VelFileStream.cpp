@@ -25,7 +25,9 @@ ScopedFileHandle open(const std::wstring& path, bool writing) {
 }  // namespace
 
 VelFileStream::VelFileStream(const std::wstring& path, bool writing)
-    : _writing(writing), _file(open(path, writing)) {}
+    : _writing(writing), _file(open(path, writing)) {
+  note(_file.valid());
+}
 
 VelFileStream::~VelFileStream() {
   if (!_file || !_writing) return;
@@ -62,19 +64,25 @@ bool VelFileStream::Read(void* buffer, std::size_t size) {
                       size - buffered);
 }
 
+// Passes on what came of a call, and keeps its error.
+bool VelFileStream::note(bool done) {
+  if (!done && _error == 0) _error = GetLastError();
+  return done;
+}
+
 bool VelFileStream::write_through(const void* buffer, std::size_t size) {
   if (size == 0) return true;
   DWORD written = 0;
-  _failed = !WriteFile(_file.get(), buffer, static_cast<DWORD>(size), &written,
-                       nullptr) ||
+  _failed = !note(WriteFile(_file.get(), buffer, static_cast<DWORD>(size),
+                            &written, nullptr)) ||
             written != size;
   return !_failed;
 }
 
 bool VelFileStream::read_through(void* buffer, std::size_t size) {
   DWORD read = 0;
-  return ReadFile(_file.get(), buffer, static_cast<DWORD>(size), &read,
-                  nullptr) &&
+  return note(ReadFile(_file.get(), buffer, static_cast<DWORD>(size), &read,
+                       nullptr)) &&
          read == size;
 }
 
@@ -82,7 +90,8 @@ bool VelFileStream::refill() {
   _buffer.resize(kBufferSize);
   _read_pos = 0;
   DWORD read = 0;
-  if (!ReadFile(_file.get(), _buffer.data(), kBufferSize, &read, nullptr)) {
+  if (!note(
+          ReadFile(_file.get(), _buffer.data(), kBufferSize, &read, nullptr))) {
     _buffer.clear();
     return false;
   }

@@ -27,8 +27,12 @@ class VelFileStream final : public VelStream {
   bool Read(void* buffer, std::size_t size) override;
   bool IsOpen() const override { return _file.valid(); }
   bool CanWrite() const override { return _writing; }
+  // The system's error of the open, read or write that failed first; 0 when
+  // none has.
+  std::uint32_t error() const { return _error; }
 
  private:
+  bool note(bool done);
   bool write_through(const void* buffer, std::size_t size);
   bool read_through(void* buffer, std::size_t size);
   bool refill();
@@ -40,6 +44,7 @@ class VelFileStream final : public VelStream {
   std::uint64_t _read_pos = 0;
   // A write came up short.
   bool _failed = false;
+  std::uint32_t _error = 0;
 };
 
 }  // namespace vel

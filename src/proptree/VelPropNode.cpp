@@ -4,26 +4,43 @@
 #include <atomic>
 #include <cstdlib>
 #include <cwchar>
-#include <iterator>
 #include <utility>
 
 #include "foundation/WildcardMatch.h"
 
 namespace vel {
+namespace {
 
-// The children of children that nobody else holds are taken out before they go.
+// Whether nobody else holds the node. Who held it before has let go of it, and
+// what that thread did to it is seen from here on.
+bool is_last_owner(const VelPropNode::Child& node) {
+  if (node.use_count() != 1) return false;
+  std::atomic_thread_fence(std::memory_order_acquire);
+  return true;
+}
+
+}  // namespace
+
+// Goes down the last children and up again, and takes no memory for the way
+// back: the place of the child that it is in holds the parent's parent.
 VelPropNode::~VelPropNode() {
-  std::vector<Child> doomed = std::move(_children);
-  while (!doomed.empty()) {
-    const Child child = std::move(doomed.back());
-    doomed.pop_back();
-    if (child == nullptr || child.use_count() != 1) continue;
-    // The last other holder may have been another thread, which changed the
-    // children; the count alone is read without order.
-    std::atomic_thread_fence(std::memory_order_acquire);
-    std::move(child->_children.begin(), child->_children.end(),
-              std::back_inserter(doomed));
-    child->_children.clear();
+  Child parent;
+  while (!_children.empty()) {
+    Child node = std::move(_children.back());
+    _children.pop_back();
+    while (node != nullptr) {
+      if (is_last_owner(node) && !node->_children.empty()) {
+        Child child = std::move(node->_children.back());
+        node->_children.back() = std::move(parent);
+        parent = std::exchange(node, std::move(child));
+      } else {
+        node.reset();
+      }
+      if (node != nullptr || parent == nullptr) continue;
+      node = std::move(parent);
+      parent = std::move(node->_children.back());
+      node->_children.pop_back();
+    }
   }
 }
 

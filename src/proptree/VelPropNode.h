@@ -25,7 +25,7 @@ class VelPropNode {
 
   VelPropNode() = default;
   explicit VelPropNode(std::wstring name) : _name(std::move(name)) {}
-  // A tree of any depth goes without deep recursion.
+  // A tree of any depth goes without deep recursion and without memory.
   ~VelPropNode();
   VelPropNode(const VelPropNode&) = delete;
   VelPropNode& operator=(const VelPropNode&) = delete;

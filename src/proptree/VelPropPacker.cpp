@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -16,6 +17,9 @@ namespace {
 constexpr std::size_t kSeenLimit = 0xFFFE;
 constexpr std::uint32_t kOnce = 0xFFFFFFFF;
 constexpr wchar_t kLastAscii = 0x7F;
+// What a load takes from the table in all, in characters. Each index makes a
+// text of its own, so that a small file could ask for any amount of memory.
+constexpr std::size_t kTableTextLimit = 0x4000000;
 
 // A node whose children are being read or written.
 struct Level {
@@ -38,34 +42,48 @@ void widen(const std::string& text, std::wstring& out) {
 
 void VelPropPacker::Load(VelStreamIo stream) {
   std::string mark;
-  stream.ReadNarrow(mark);
-  if (mark != kPropLeadIn) fail("Lead-in failed");
+  if (!stream.ReadNarrow(mark) || mark != kPropLeadIn) fail("Lead-in failed");
   if (!stream.ReadRaw(_id.data(), _id.size())) fail("Encode ID failed");
   std::uint16_t count = 0;
   stream.ReadU16(count);
   _table.assign(count, {});
+  _table_text = 0;
   for (std::string& entry : _table) stream.ReadNarrow(entry);
   LoadNode(*_root, stream);
   mark.clear();
-  stream.ReadNarrow(mark);
-  if (mark != kPropLeadOut) fail("Lead-out failed");
+  if (!stream.ReadNarrow(mark) || mark != kPropLeadOut) {
+    fail("Lead-out failed");
+  }
 }
 
 // A node joins its parent when it is whole.
 bool VelPropPacker::LoadNode(VelPropNode& node, VelStreamIo& stream) {
+  _open.clear();
+  _top = &node;
   if (!load_head(node, stream)) return false;
-  std::vector<VelPropNode::Child> open;
   for (;;) {
-    auto child = std::make_shared<VelPropNode>();
-    if (load_head(*child, stream)) {
-      open.push_back(std::move(child));
-      continue;
-    }
-    if (open.empty()) return true;
-    VelPropNode::Child done = std::move(open.back());
-    open.pop_back();
-    (open.empty() ? node : *open.back()).AppendChild(std::move(done));
+    _open.push_back(std::make_shared<VelPropNode>());
+    if (load_head(*_open.back(), stream)) continue;
+    _open.pop_back();
+    if (_open.empty()) return true;
+    close_last();
   }
+}
+
+// Joins the innermost open node to its parent.
+void VelPropPacker::close_last() {
+  VelPropNode& parent = _open.size() == 1 ? *_top : *_open[_open.size() - 2];
+  parent.AppendChild(_open.back());
+  _open.pop_back();
+}
+
+void VelPropPacker::KeepPartial() {
+  // The last one may not even have begun.
+  if (!_open.empty() && _open.back()->Name().empty() &&
+      _open.back()->Attributes().empty()) {
+    _open.pop_back();
+  }
+  while (!_open.empty()) close_last();
 }
 
 // The name and the attributes; false at the end of a list of children. What
@@ -157,6 +175,8 @@ void VelPropPacker::StringFromTable(VelStreamIo& stream, std::wstring& out) {
   stream.ReadU16(index);
   if (index > _table.size()) fail("StringFromTable: invalid node table index");
   if (index == _table.size()) vel_trap();
+  _table_text += _table[index].size();
+  if (_table_text > kTableTextLimit) throw std::bad_alloc();
   widen(_table[index], out);
 }
 

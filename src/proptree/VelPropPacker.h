@@ -26,8 +26,12 @@ class VelPropPacker {
   // root has what was read until then, whole children only.
   //
   // A node whose name isn't ASCII is written, but can't be read back. That
-  // stays so: no such name is in use.
+  // stays so: no such name is in use. Texts from the table that make more than
+  // 128 MiB count as memory exhausted.
   void Load(VelStreamIo stream);
+  // After a load that failed: joins the children that aren't whole to their
+  // parents, as far as they were read.
+  void KeepPartial();
   // A write that fails may show only when the stream is closed.
   void Save(VelStreamIo stream);
 
@@ -44,6 +48,7 @@ class VelPropPacker {
     }
   };
 
+  void close_last();
   bool load_head(VelPropNode& node, VelStreamIo& stream);
   void load_name(std::uint8_t tag, std::wstring& name, VelStreamIo& stream);
   void load_attribute(std::uint8_t tag, VelPropNode& node, VelStreamIo& stream);
@@ -70,7 +75,13 @@ class VelPropPacker {
   bool narrow_into(const std::wstring& text);
 
   VelPropNode* const _root;
+  // The node that LoadNode was given, and those below it, each the child of the
+  // one before, that aren't whole.
+  VelPropNode* _top = nullptr;
+  std::vector<VelPropNode::Child> _open;
   std::vector<std::string> _table;
+  // The characters that a load has taken from the table.
+  std::size_t _table_text = 0;
   // The strings met in a save, with their place in the table or kOnce.
   std::unordered_map<std::string, std::uint32_t, Hash, std::equal_to<>> _seen;
   std::wstring _value_text;

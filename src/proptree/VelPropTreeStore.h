@@ -9,7 +9,8 @@ namespace vel {
 
 // A property tree in a file of its packed form. For one thread at a time;
 // keeping other processes away from the file is the caller's. Failures are
-// logged.
+// logged; the last error is that of the system's call that failed, and as it
+// was where none did: the file's contents are bad, or memory ran out.
 class VelPropTreeStore {
  public:
   // `root` isn't owned.

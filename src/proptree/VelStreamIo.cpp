@@ -31,12 +31,16 @@ bool VelStreamIo::read_string(String& text) {
   std::uint32_t length = 0;
   if (!ReadU32(length)) return false;
   constexpr std::size_t kUnit = sizeof(typename String::value_type);
+  constexpr typename String::value_type kZero = 0;
   text.clear();
   while (text.size() < length) {
     const std::size_t at = text.size();
     const std::size_t piece = std::min<std::size_t>(kPieceChars, length - at);
     text.resize(at + piece);
-    if (!_stream->Read(text.data() + at, piece * kUnit)) return false;
+    if (_stream->Read(text.data() + at, piece * kUnit)) continue;
+    // What didn't come is still zero.
+    text.resize(std::max(at, text.find_last_not_of(kZero) + 1));
+    return false;
   }
   return true;
 }

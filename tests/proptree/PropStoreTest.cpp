@@ -14,6 +14,7 @@
 #include "proptree/VelFileStream.h"
 #include "proptree/VelPropPacker.h"
 #include "proptree/VelPropTreeStore.h"
+#include "support/Allocations.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 #include "support/ScopedVariable.h"
@@ -57,6 +58,11 @@ class PropStoreTest : public testing::Test {
   std::string Save(VelPropNode& tree) {
     EXPECT_TRUE(VelPropTreeStore(&tree).StorePlain(_path));
     return _scratch.Read(L"tree.ptp");
+  }
+  // What comes ahead of the table.
+  std::string Head() {
+    VelPropNode empty;
+    return Save(empty).substr(0, 45);
   }
   bool Load(const std::string& bytes, VelPropNode& tree) {
     _scratch.Write(L"tree.ptp", bytes);
@@ -284,8 +290,39 @@ TEST_F(PropStoreTest, FailsClearlyOnDamagedFiles) {
       {head + std::string("\0\0\xF2\0\0\0\0\x24", 8), name},
       {head + std::string("\0\0\xF2\0\0\0\0\x60", 8), value},
       {bytes.substr(0, bytes.size() - 13), "Lead-out failed"},
+      {bytes.substr(0, bytes.size() - 13) + long_text + ":VELPROP>",
+       "Lead-out failed"},
   };
   for (const auto& [file, text] : rows) EXPECT_EQ(Unpack(file), text);
+}
+
+TEST_F(PropStoreTest, KeepsOfACutTextWhatCame) {
+  const std::string head = Head();
+  VelPropNode narrow, wide;
+  Load(head + std::string("\0\0\xF2\0\0\0\x80", 7) + "abc", narrow);
+  EXPECT_TRUE(narrow.Name() == L"abc") << narrow.Name().size();
+  Load(head + std::string("\0\0\xF1\0\0\0\x80"
+                          "a\0b\0",
+                          11),
+       wide);
+  EXPECT_TRUE(wide.Name() == L"ab") << wide.Name().size();
+}
+
+TEST_F(PropStoreTest, BoundsWhatTheTableIsCopiedTo) {
+  const std::string head = Head();
+  const std::string entry =
+      std::string("\1\0\0\0\x80\0", 6) + std::string(0x800000, 'x');
+  const auto memory = [&](int children) {
+    std::string file = head + entry + std::string("\xF2\0\0\0\0\xFE", 6);
+    while (children-- > 0) file += std::string("\xF3\0\0\xFE\xFF", 5);
+    file += "\xFF" + std::string("\x09\0\0\0:VELPROP>", 13);
+    VelPropNode read;
+    const std::uint64_t before = test::AllocatedBytes();
+    Load(file, read);
+    return test::AllocatedBytes() - before;
+  };
+  const std::uint64_t bounded = memory(9);
+  EXPECT_NEAR(double(memory(18)), double(bounded), 0x100000);
 }
 
 TEST_F(PropStoreTest, HoldsDeepTreesAndManyStrings) {
@@ -298,6 +335,21 @@ TEST_F(PropStoreTest, HoldsDeepTreesAndManyStrings) {
   VelPropNode::Child at = read.ChildAt(0);
   while (at->ChildCount() != 0) at = at->ChildAt(0);
   EXPECT_TRUE(at->NumberEquals(L"end", 1));
+  // It goes without memory, all but what somebody holds.
+  {
+    VelPropNode gone;
+    gone.AppendChild(deep.ChildAt(0));
+    deep.EraseChild(0);
+    const auto second = gone.AddChild(L"second").get();
+    for (int i = 0; i < 9; ++i) second->AddChild(L"a")->AddChild(L"b");
+    for (int i = 0; i < 9; ++i) second->ChildAt(8)->AddChild(L"c");
+    const std::weak_ptr<VelPropNode> first = gone.ChildAt(0);
+    const test::MemoryRunsOut memory(0);
+    while (gone.ChildCount() != 0) gone.EraseChild(0);
+    EXPECT_FALSE(memory.happened());
+    EXPECT_TRUE(first.expired());
+  }
+  EXPECT_TRUE(inner->NumberEquals(L"end", 1));
 
   // The 65,534th string is noted, the next one isn't.
   VelPropNode many;
@@ -388,6 +440,42 @@ TEST_F(DownloadStoreTest, KeepsOneSourceForEachPath) {
   EXPECT_EQ(Source(L"C:\\new"), L"n");
   DeleteDownloadSources();
   EXPECT_FALSE(test::FileExists(DownloadedFilesPath()));
+}
+
+// In a process of its own: its first exception is the one that counts. The
+// argument is what has to fail, and the log's text.
+VEL_CHILD_MAIN(LogsWhyItFailed) {
+  const LogCapture log;
+  ScopedHandle other;
+  if (argument == L"lock") {
+    // The name belongs to an object of another kind.
+    other.reset(CreateEventW(nullptr, TRUE, FALSE, L"VEL_DWLSTORE_LOCK"));
+  }
+  if (argument == L"save") {
+    CreateDirectoryW((DownloadedFilesPath() + L".tmp").c_str(), nullptr);
+    VelPropNode tree;
+    const bool saved =
+        VelPropTreeStore(&tree).StorePlain(DownloadedFilesPath());
+    return saved ? 999 : static_cast<int>(GetLastError());
+  }
+  std::vector<std::wstring> paths;
+  ListDownloadSources(paths);
+  for (const test::LogLine& line : log.Lines()) {
+    if (line.level != 3 ||
+        line.text.find(L".\\DwlSources") == std::wstring::npos)
+      continue;
+    return std::stoi(line.text.substr(line.text.rfind(L' ')));
+  }
+  return 1000;
+}
+
+TEST_F(DownloadStoreTest, LogsTheErrorOfTheCallThatFailed) {
+  const auto error_of = [](const wchar_t* failing) {
+    return test::ChildProcess(L"LogsWhyItFailed", failing).Wait();
+  };
+  EXPECT_EQ(error_of(L"load"), DWORD{ERROR_FILE_NOT_FOUND});
+  EXPECT_EQ(error_of(L"save"), DWORD{ERROR_ACCESS_DENIED});
+  EXPECT_EQ(error_of(L"lock"), DWORD{ERROR_INVALID_HANDLE});
 }
 
 TEST_F(DownloadStoreTest, AFullOrReadOnlyDiskLeavesTheOldFile) {
