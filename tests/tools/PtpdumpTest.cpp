@@ -62,6 +62,71 @@ TEST_F(PtpdumpTest, NamesTheFirstFaultOfAFile) {
   EXPECT_NE(missing.problems.find("can't be opened"), std::string::npos);
 }
 
+// The offset that is told; -1 for none.
+long long OffsetOf(const std::string& problems) {
+  const std::size_t at = problems.find("offset ");
+  return at == std::string::npos ? -1 : std::stoll(problems.substr(at + 7));
+}
+
+TEST_F(PtpdumpTest, ShowsWhatComesBeforeAFaultInsideAChildToo) {
+  Make(
+      "{\"children\":[{\"name\":\"root\",\"children\":["
+      "{\"name\":\"one\",\"attributes\":{\"a\":300,\"b\":\"text\"}},"
+      "{\"name\":\"two\",\"attributes\":{\"c\":300,\"d\":\"other\"}}]}]}");
+  const std::string bytes = _scratch.Read(L"tree.ptp");
+  const std::size_t text = bytes.find("other");
+  const std::string one =
+      "\"\"\n  \"root\"\n    \"one\"\n        \"a\" = 300\n"
+      "        \"b\" = \"text\"\n";
+  const std::pair<std::size_t, std::string> rows[] = {
+      {text + 3, one + "    \"two\"\n        \"c\" = 300\n"
+                       "        \"d\" = \"oth\"\n"},
+      {text - 24, one + "    \"two\"\n"},
+      {bytes.find("two") - 5, one},
+  };
+  for (const auto& [length, shown] : rows) {
+    const std::wstring cut = Write(L"cut.ptp", bytes.substr(0, length));
+    const Result result = Run(cut);
+    EXPECT_EQ(result.code, 1u);
+    EXPECT_EQ(result.out.substr(0, shown.size()), shown) << length;
+    EXPECT_LT(Run(L"--json " + cut).out.size(), 500u) << length;
+  }
+  for (std::size_t length = 0; length < bytes.size(); length += 40) {
+    const Result cut =
+        Run(L"--check " + Write(L"cut.ptp", bytes.substr(0, length)));
+    EXPECT_GE(OffsetOf(cut.problems), 0) << length;
+    EXPECT_LE(OffsetOf(cut.problems), static_cast<long long>(length));
+  }
+}
+
+TEST_F(PtpdumpTest, TakesTreesOfAnyDepthInProportion) {
+  // The bytes that the tree's two forms have.
+  const auto sizes = [this](std::size_t depth) {
+    std::string json;
+    for (std::size_t i = 1; i < depth; ++i) {
+      json += "{\"name\":\"\",\"attributes\":{},\"children\":[";
+    }
+    json += "{\"name\":\"\",\"attributes\":{\"n\":1},\"children\":[";
+    for (std::size_t i = 0; i < depth; ++i) json += "]}";
+    json += '\n';
+    EXPECT_EQ(Make(json).code, 0u);
+    EXPECT_EQ(Run(L"--check " + _path).code, 0u);
+    EXPECT_TRUE(Run(L"--json " + _path).out == json);
+    return Run(_path).out.size();
+  };
+  const std::size_t text = sizes(5000);
+  EXPECT_LT(sizes(10000), 2 * text + 30000);
+}
+
+TEST_F(PtpdumpTest, NoticesAnOutputThatCannotBeWritten) {
+  EXPECT_EQ(Make(kJson).code, 0u);
+  _output_access = GENERIC_READ;
+  for (const std::wstring& arguments :
+       {_path, L"--json " + _path, std::wstring(L"--help")}) {
+    EXPECT_EQ(Run(arguments).code, 1u) << arguments;
+  }
+}
+
 TEST_F(PtpdumpTest, RefusesOtherJson) {
   const std::pair<const char*, const char*> rows[] = {
       {"", "offset 0"},

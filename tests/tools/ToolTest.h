@@ -39,8 +39,8 @@ class ToolTest : public testing::Test {
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = Output(L"out");
-    startup.hStdError = Output(L"problems");
+    startup.hStdOutput = Output(L"out", _output_access);
+    startup.hStdError = Output(L"problems", GENERIC_WRITE);
     std::wstring line =
         L"\"" + TestProgramPath() + L"\\..\\" + _file + L"\" " + arguments;
     PROCESS_INFORMATION process = {};
@@ -73,11 +73,13 @@ class ToolTest : public testing::Test {
   }
 
   const ScratchDirectory _scratch;
+  // GENERIC_READ for an output that can't be written.
+  DWORD _output_access = GENERIC_WRITE;
 
  private:
-  HANDLE Output(const wchar_t* name) {
+  HANDLE Output(const wchar_t* name, DWORD access) {
     SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
-    return CreateFileW(_scratch.File(name).c_str(), GENERIC_WRITE,
+    return CreateFileW(_scratch.File(name).c_str(), access,
                        FILE_SHARE_READ | FILE_SHARE_DELETE, &inherited,
                        CREATE_ALWAYS, 0, nullptr);
   }

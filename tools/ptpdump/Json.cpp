@@ -4,6 +4,7 @@
 #include <charconv>
 #include <stdexcept>
 #include <string_view>
+#include <vector>
 
 #include "foundation/CodePageConverter.h"
 
@@ -38,37 +39,59 @@ class Reader {
     if (!take(wanted)) fail(what);
   }
 
-  // Calls `read_one` for each element up to `end`.
-  template <typename ReadOne>
-  void read_list(char begin, char end, const ReadOne& read_one) {
+  // At the begin of a list: whether it has an element.
+  bool enter(char begin, char end) {
     need(begin, "an object or an array is missing");
-    if (take(end)) return;
-    do {
-      read_one();
-    } while (take(','));
-    need(end, "a comma or an end is missing");
+    return !take(end);
   }
-  template <typename ReadMember>
-  void read_object(const ReadMember& read_member) {
-    read_list('{', '}', [&] {
-      const std::wstring name = read_string();
-      need(':', "a colon is missing");
-      read_member(name);
-    });
+  // After an element: whether another one follows.
+  bool go_on(char end) {
+    if (take(',')) return true;
+    need(end, "a comma or an end is missing");
+    return false;
+  }
+  std::wstring read_name() {
+    std::wstring name = read_string();
+    need(':', "a colon is missing");
+    return name;
   }
 
-  void read_node(vel::VelPropNode& node) {
-    read_object([&](const std::wstring& member) {
-      if (member == L"name") {
-        node.Name() = read_string();
-      } else if (member == L"attributes") {
-        read_object([&](const std::wstring& name) { read_value(node, name); });
-      } else if (member == L"children") {
-        read_list('[', ']', [&] { read_node(*node.AddChild(L"")); });
+  // One node with all below it, without deep recursion.
+  void read_node(vel::VelPropNode& root) {
+    std::vector<vel::VelPropNode*> open = {&root};
+    for (bool more = enter('{', '}');;) {
+      bool is_child = false;
+      if (more) {
+        is_child = read_member(*open.back());
       } else {
-        fail("a node has name, attributes and children only");
+        open.pop_back();
+        if (open.empty()) return;
+        is_child = go_on(']');
       }
-    });
+      if (is_child) {
+        open.push_back(open.back()->AddChild(L"").get());
+        more = enter('{', '}');
+      } else {
+        more = go_on('}');
+      }
+    }
+  }
+  // True when the node's first child comes next.
+  bool read_member(vel::VelPropNode& node) {
+    const std::wstring member = read_name();
+    if (member == L"name") {
+      node.Name() = read_string();
+    } else if (member == L"attributes") {
+      for (bool more = enter('{', '}'); more; more = go_on('}')) {
+        const std::wstring name = read_name();
+        read_value(node, name);
+      }
+    } else if (member == L"children") {
+      return enter('[', ']');
+    } else {
+      fail("a node has name, attributes and children only");
+    }
+    return false;
   }
 
   void read_value(vel::VelPropNode& node, const std::wstring& name) {

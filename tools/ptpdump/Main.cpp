@@ -2,7 +2,6 @@
 #include <windows.h>
 #include <fcntl.h>
 #include <io.h>
-#include <process.h>
 
 #include <cstdio>
 #include <exception>
@@ -12,6 +11,7 @@
 #include "proptree/FileContents.h"
 #include "proptree/VelPropTreeStore.h"
 #include "ptpdump/Json.h"
+#include "ptpdump/Output.h"
 #include "ptpdump/TreeFile.h"
 #include "ptpdump/TreePrinter.h"
 #include "swlcat/Utf8.h"
@@ -20,9 +20,6 @@ namespace ptpdump {
 namespace {
 
 enum ExitCode : unsigned { kDone = 0, kFault = 1, kWrongArguments = 2 };
-
-// Trees may be nested deeply.
-constexpr unsigned kStackSize = 256 << 20;
 
 constexpr char kHelp[] =
     "ptpdump FILE               prints a property tree file as text\n"
@@ -41,31 +38,52 @@ void tell(const std::wstring& path, const Fault& fault) {
                swlcat::utf8(path).c_str(), fault.offset, fault.text.c_str());
 }
 
+using Print = void (*)(Output& out, const vel::VelPropNode& root);
+
+// False, which is told, when not all could be written.
+bool print_tree(const vel::VelPropNode& root, Print print) {
+  Output out;
+  if (print != nullptr) print(out, root);
+  if (out.finish()) return true;
+  std::fputs("ptpdump: the output can't be written\n", stderr);
+  return false;
+}
+
+// The tree that is being loaded.
+struct Showing {
+  const std::wstring& path;
+  const vel::VelPropNode& root;
+  Print print;
+};
+const Showing* showing = nullptr;
+
 // The packer ends the process at one kind of damage.
 LONG WINAPI tell_trap(EXCEPTION_POINTERS* exception) {
-  if (exception->ExceptionRecord->ExceptionCode != EXCEPTION_BREAKPOINT) {
+  if (exception->ExceptionRecord->ExceptionCode != EXCEPTION_BREAKPOINT ||
+      showing == nullptr) {
     return EXCEPTION_CONTINUE_SEARCH;
   }
-  std::fprintf(stderr,
-               "ptpdump: offset %llu: an index right behind the table, which "
-               "ends the program that reads it\n",
-               load_offset());
+  const std::uint64_t offset = give_up_loading();
+  print_tree(showing->root, showing->print);
+  tell(showing->path, {offset,
+                       "an index right behind the table, which ends the "
+                       "program that reads it"});
   std::fflush(stderr);
   TerminateProcess(GetCurrentProcess(), kFault);
   return EXCEPTION_CONTINUE_SEARCH;
 }
 
-unsigned show(const std::wstring& path,
-              std::string (*print)(const vel::VelPropNode&)) {
+unsigned show(const std::wstring& path, Print print) {
   vel::VelPropNode root;
+  const Showing scope = {path, root, print};
+  showing = &scope;
   Fault fault;
   const bool whole = load_tree(path, root, fault);
-  if (print != nullptr && (whole || fault.offset != 0)) {
-    const std::string text = print(root);
-    std::fwrite(text.data(), 1, text.size(), stdout);
-  }
+  showing = nullptr;
+  const bool is_there = whole || fault.offset != 0;
+  const bool printed = print_tree(root, is_there ? print : nullptr);
   if (!whole) tell(path, fault);
-  return whole && std::fflush(stdout) == 0 ? kDone : kFault;
+  return whole && printed ? kDone : kFault;
 }
 
 unsigned make(const std::wstring& json_path, const std::wstring& path) {
@@ -89,14 +107,15 @@ unsigned make(const std::wstring& json_path, const std::wstring& path) {
 unsigned run(const Arguments& arguments) {
   const std::wstring first = arguments.empty() ? L"" : arguments[0];
   if (arguments.size() == 1 && first == L"--help") {
-    std::fputs(kHelp, stdout);
-    return kDone;
+    Output out;
+    out << kHelp;
+    return out.finish() ? kDone : kFault;
   }
   if (arguments.size() == 1 && !first.starts_with(L"--")) {
-    return show(first, &tree_as_text);
+    return show(first, &print_text);
   }
   if (arguments.size() == 2 && first == L"--json") {
-    return show(arguments[1], &tree_as_json);
+    return show(arguments[1], &print_json);
   }
   if (arguments.size() == 2 && first == L"--check") {
     return show(arguments[1], nullptr);
@@ -108,10 +127,6 @@ unsigned run(const Arguments& arguments) {
   return kWrongArguments;
 }
 
-unsigned __stdcall run_on_thread(void* arguments) {
-  return run(*static_cast<const Arguments*>(arguments));
-}
-
 }  // namespace
 }  // namespace ptpdump
 
@@ -119,16 +134,11 @@ int wmain(int argc, wchar_t** argv) {
   SetUnhandledExceptionFilter(&ptpdump::tell_trap);
   SetConsoleOutputCP(CP_UTF8);
   _setmode(_fileno(stdout), _O_BINARY);
-  ptpdump::Arguments arguments(argv + 1, argv + argc);
-  const auto thread = reinterpret_cast<HANDLE>(
-      _beginthreadex(nullptr, ptpdump::kStackSize, &ptpdump::run_on_thread,
-                     &arguments, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr));
-  if (thread == nullptr) {
-    std::fputs("ptpdump: no memory for its thread\n", stderr);
+  try {
+    return static_cast<int>(
+        ptpdump::run(ptpdump::Arguments(argv + 1, argv + argc)));
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "ptpdump: %s\n", error.what());
     return ptpdump::kFault;
   }
-  DWORD code = ptpdump::kFault;
-  WaitForSingleObject(thread, INFINITE);
-  GetExitCodeThread(thread, &code);
-  return static_cast<int>(code);
 }

@@ -1,53 +1,74 @@
 #include "ptpdump/TreeFile.h"
 
+#include <algorithm>
+#include <cstring>
 #include <exception>
+#include <utility>
 
-#include "proptree/VelFileStream.h"
+#include "proptree/FileContents.h"
 #include "proptree/VelPropPacker.h"
 
 namespace ptpdump {
 namespace {
 
-std::uint64_t last_read = 0;
-
-// Notes where each read begins: a fault lies in the last one.
+// The bytes of a file. Notes where each read begins, for a fault lies in the
+// last one, or in the first that came up short.
 class PlacedStream final : public vel::VelStream {
  public:
-  explicit PlacedStream(const std::wstring& path) : _file(path, false) {}
+  explicit PlacedStream(const std::string& bytes) : _bytes(bytes) {}
 
   bool Write(const void*, std::size_t) override { return false; }
   bool Read(void* buffer, std::size_t size) override {
-    last_read = _at;
-    _at += size;
-    return _file.Read(buffer, size);
+    if (!_is_short) _last_read = _at;
+    const std::size_t came = std::min(size, _bytes.size() - _at);
+    std::memcpy(buffer, _bytes.data() + _at, came);
+    _at += came;
+    _is_short |= came < size;
+    return came == size;
   }
-  bool IsOpen() const override { return _file.IsOpen(); }
+  bool IsOpen() const override { return true; }
   bool CanWrite() const override { return false; }
 
+  std::size_t last_read() const { return _last_read; }
+
  private:
-  vel::VelFileStream _file;
-  std::uint64_t _at = 0;
+  const std::string& _bytes;
+  std::size_t _at = 0;
+  std::size_t _last_read = 0;
+  bool _is_short = false;
 };
+
+struct Loading {
+  PlacedStream stream;
+  vel::VelPropPacker packer;
+};
+Loading* current = nullptr;
 
 }  // namespace
 
 bool load_tree(const std::wstring& path, vel::VelPropNode& root, Fault& fault) {
-  PlacedStream stream(path);
-  if (!stream.IsOpen()) {
+  vel::FileContents file(path, true);
+  if (!file.Load()) {
     fault = {0, "The file can't be opened"};
     return false;
   }
+  Loading loading = {PlacedStream(file.data()), vel::VelPropPacker(&root)};
+  current = &loading;
   try {
-    vel::VelPropPacker(&root).Load(vel::VelStreamIo(&stream));
+    loading.packer.Load(vel::VelStreamIo(&loading.stream));
+    current = nullptr;
     return true;
   } catch (const std::exception& error) {
-    fault = {last_read, error.what()};
+    fault = {give_up_loading(), error.what()};
     return false;
   }
 }
 
-std::uint64_t load_offset() {
-  return last_read;
+std::uint64_t give_up_loading() {
+  Loading* const loading = std::exchange(current, nullptr);
+  if (loading == nullptr) return 0;
+  loading->packer.KeepPartial();
+  return loading->stream.last_read();
 }
 
 }  // namespace ptpdump

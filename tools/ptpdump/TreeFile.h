@@ -9,18 +9,20 @@
 
 namespace ptpdump {
 
+// The offset is that of the first piece that isn't whole or isn't right; the
+// file's size where a piece is missing at the end.
 struct Fault {
   std::uint64_t offset;
   std::string text;
 };
 
 // False, with the first fault, when the file isn't whole; `root` then holds
-// what comes before it.
+// what the file has before it, in nodes that aren't whole too.
 bool load_tree(const std::wstring& path, vel::VelPropNode& root, Fault& fault);
 
-// Where the reader is in the file that is being loaded, for a fault that ends
-// the process.
-std::uint64_t load_offset();
+// For a fault that ends the process while a file is being loaded: puts what was
+// read until then into the tree's root, and returns the place.
+std::uint64_t give_up_loading();
 
 }  // namespace ptpdump
 

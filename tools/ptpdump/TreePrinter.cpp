@@ -1,12 +1,17 @@
 #include "ptpdump/TreePrinter.h"
 
+#include <cstddef>
 #include <cstdio>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "swlcat/Utf8.h"
 
 namespace ptpdump {
 namespace {
+
+constexpr std::size_t kIndentedLevels = 32;
 
 // A JSON string, which serves as the text form too.
 void append_string(std::string& out, const std::wstring& text) {
@@ -26,65 +31,77 @@ void append_string(std::string& out, const std::wstring& text) {
   out += '"';
 }
 
-void append_value(std::string& out, const vel::VelPropValue& value) {
-  if (const std::wstring* text = value.Text()) {
-    append_string(out, *text);
-  } else {
-    out += std::to_string(value.AsNumber());
+std::string string_of(const std::wstring& text) {
+  std::string out;
+  append_string(out, text);
+  return out;
+}
+
+std::string value_of(const vel::VelPropValue& value) {
+  const std::wstring* const text = value.Text();
+  return text != nullptr ? string_of(*text) : std::to_string(value.AsNumber());
+}
+
+// Calls `enter` at each node, with its level and whether it is its parent's
+// first child, and `leave` after its children. Without deep recursion.
+template <typename Enter, typename Leave>
+void walk(const vel::VelPropNode& root, const Enter& enter,
+          const Leave& leave) {
+  struct Level {
+    const vel::VelPropNode* node;
+    std::size_t next_child;
+  };
+  std::vector<Level> open = {{&root, 0}};
+  enter(root, 0, true);
+  while (!open.empty()) {
+    Level& level = open.back();
+    if (level.next_child == level.node->ChildCount()) {
+      leave();
+      open.pop_back();
+      continue;
+    }
+    const bool is_first = level.next_child == 0;
+    const vel::VelPropNode& child = *level.node->ChildAt(level.next_child++);
+    enter(child, open.size(), is_first);
+    open.push_back({&child, 0});
   }
 }
 
-void append_text(std::string& out, const vel::VelPropNode& node,
-                 std::size_t depth) {
-  out.append(2 * depth, ' ');
-  append_string(out, node.Name());
-  out += '\n';
-  for (const auto& [name, value] : node.Attributes()) {
-    out.append(2 * depth + 4, ' ');
-    append_string(out, name);
-    out += " = ";
-    append_value(out, value);
-    out += '\n';
-  }
-  for (std::size_t i = 0; i < node.ChildCount(); ++i) {
-    append_text(out, *node.ChildAt(i), depth + 1);
-  }
-}
-
-void append_json(std::string& out, const vel::VelPropNode& node) {
-  out += "{\"name\":";
-  append_string(out, node.Name());
-  const char* comma = "";
-  out += ",\"attributes\":{";
-  for (const auto& [name, value] : node.Attributes()) {
-    out += comma;
-    append_string(out, name);
-    out += ':';
-    append_value(out, value);
-    comma = ",";
-  }
-  comma = "";
-  out += "},\"children\":[";
-  for (std::size_t i = 0; i < node.ChildCount(); ++i) {
-    out += comma;
-    append_json(out, *node.ChildAt(i));
-    comma = ",";
-  }
-  out += "]}";
+// What a line of the level begins with.
+std::string indent(std::size_t level) {
+  if (level < kIndentedLevels) return std::string(2 * level, ' ');
+  return std::string(2 * kIndentedLevels, ' ') + std::to_string(level) + " ";
 }
 
 }  // namespace
 
-std::string tree_as_text(const vel::VelPropNode& root) {
-  std::string out;
-  append_text(out, root, 0);
-  return out;
+void print_text(Output& out, const vel::VelPropNode& root) {
+  const auto enter = [&out](const vel::VelPropNode& node, std::size_t level,
+                            bool) {
+    const std::string begin = indent(level);
+    out << begin << string_of(node.Name()) << "\n";
+    for (const auto& [name, value] : node.Attributes()) {
+      out << begin << "    " << string_of(name) << " = " << value_of(value)
+          << "\n";
+    }
+  };
+  walk(root, enter, [] {});
 }
 
-std::string tree_as_json(const vel::VelPropNode& root) {
-  std::string out;
-  append_json(out, root);
-  return out + "\n";
+void print_json(Output& out, const vel::VelPropNode& root) {
+  const auto enter = [&out](const vel::VelPropNode& node, std::size_t,
+                            bool is_first) {
+    out << (is_first ? "" : ",") << "{\"name\":" << string_of(node.Name())
+        << ",\"attributes\":{";
+    const char* comma = "";
+    for (const auto& [name, value] : node.Attributes()) {
+      out << comma << string_of(name) << ":" << value_of(value);
+      comma = ",";
+    }
+    out << "},\"children\":[";
+  };
+  walk(root, enter, [&out] { out << "]}"; });
+  out << "\n";
 }
 
 }  // namespace ptpdump

@@ -1,16 +1,17 @@
 #ifndef VEL_TOOLS_PTPDUMP_TREEPRINTER_H_
 #define VEL_TOOLS_PTPDUMP_TREEPRINTER_H_
 
-#include <string>
-
 #include "proptree/VelPropNode.h"
+#include "ptpdump/Output.h"
 
 namespace ptpdump {
 
-// UTF-8. As text a line for each node and, indented, for each attribute; texts
-// stand in quotes, numbers don't. As JSON what read_json takes.
-std::string tree_as_text(const vel::VelPropNode& root);
-std::string tree_as_json(const vel::VelPropNode& root);
+// UTF-8, for trees of any depth. As text a line for each node and, indented,
+// for each attribute; texts stand in quotes, numbers don't. From the 32nd level
+// on a line is indented no further and begins with the number of its level. As
+// JSON what read_json takes.
+void print_text(Output& out, const vel::VelPropNode& root);
+void print_json(Output& out, const vel::VelPropNode& root);
 
 }  // namespace ptpdump
 
