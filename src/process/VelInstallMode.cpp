@@ -1,5 +1,8 @@
 #include "process/VelInstallMode.h"
 
+#include <exception>
+#include <type_traits>
+
 #include "browser/FireFoxHacks.h"
 #include "browser/SearchOptions.h"
 #include "browser/SearchSettings.h"
@@ -20,12 +23,6 @@ namespace {
 constexpr wchar_t kExplorerKey[] = L"Software\\Microsoft\\Internet Explorer";
 constexpr wchar_t kDownloadUi[] = L"DownloadUI";
 constexpr wchar_t kOwnDownloadUi[] = L"{93711F64-F9D7-4f1d-B013-21E88CB69D8A}";
-
-void restore_browsers() {
-  UpdateSearchSettings(true);
-  UpdateStartPage();
-  DeleteSearchFeature();
-}
 
 void update_extensions() {
   NeedUpdateExtensions();
@@ -51,30 +48,51 @@ constexpr VelInstallSteps kRealSteps = {
     &VelSvc_Install,
     &VelSvc_Uninstall,
     &restore_ie_download_ui,
-    &restore_browsers,
+    [] { UpdateSearchSettings(true); },
+    &UpdateStartPage,
+    [] { DeleteSearchFeature(); },
     &update_extensions,
     &set_pending,
 };
 
+// Takes one step. The others are due whatever becomes of it, memory that runs
+// out included: false then, and when the step says so itself.
+template <typename Step, typename... Arguments>
+bool take(Step step, Arguments... arguments) {
+  try {
+    if constexpr (std::is_void_v<std::invoke_result_t<Step, Arguments...>>) {
+      step(arguments...);
+      return true;
+    } else {
+      return step(arguments...);
+    }
+  } catch (const std::exception& error) {
+    VelLog_Print(kLogError, L"vel_install_mode: a step ended with '%S'",
+                 error.what());
+    return false;
+  }
+}
+
 int uninstall(const VelInstallSteps& steps) {
-  int code = kInstallDone;
-  steps.send_report(L"uninstall");
-  if (!steps.delete_account()) code = kInstallStepFailed;
-  if (!steps.delete_old_service()) code = kInstallStepFailed;
-  steps.uninstall_service();
-  steps.restore_download_ui();
-  steps.restore_browsers();
-  return code;
+  take(steps.send_report, L"uninstall");
+  bool done = take(steps.delete_account);
+  done &= take(steps.delete_old_service);
+  done &= take(steps.uninstall_service);
+  done &= take(steps.restore_download_ui);
+  done &= take(steps.restore_search);
+  done &= take(steps.restore_start_page);
+  done &= take(steps.delete_search_feature);
+  return done ? kInstallDone : kInstallStepFailed;
 }
 
 int install(const VelInstallSteps& steps) {
-  steps.set_pending(true);
-  const int code = steps.create_group() ? kInstallDone : kInstallRefused;
+  take(steps.set_pending, true);
+  const int code = take(steps.create_group) ? kInstallDone : kInstallRefused;
   // An old copy is gone first.
-  steps.uninstall_service();
-  steps.install_service();
-  steps.update_extensions();
-  steps.send_report(L"install");
+  take(steps.uninstall_service);
+  take(steps.install_service);
+  take(steps.update_extensions);
+  take(steps.send_report, L"install");
   return code;
 }
 
@@ -93,7 +111,7 @@ int vel_install_mode_with(const VelInstallSteps& steps,
   };
   int code = kInstallDone;
   if (asked_for(L"[uninstall]")) {
-    if (steps.tray_is_running() && !steps.end_tray()) {
+    if (steps.tray_is_running() && !take(steps.end_tray)) {
       VelLog_Print(kLogNotice,
                    L"softhard_shutdown_other - soft shutdown failed");
       VelLog_FlushBuffer();

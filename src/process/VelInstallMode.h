@@ -23,6 +23,7 @@ enum VelInstallExit : int {
 int vel_install_mode(const std::wstring& cmd_line);
 
 // The steps of an install run, to be replaced where the machine mustn't change.
+// One that throws has failed, and the next is taken.
 struct VelInstallSteps {
   bool (*tray_is_running)();
   bool (*end_tray)();
@@ -33,7 +34,9 @@ struct VelInstallSteps {
   void (*install_service)();
   void (*uninstall_service)();
   void (*restore_download_ui)();
-  void (*restore_browsers)();
+  void (*restore_search)();
+  void (*restore_start_page)();
+  void (*delete_search_feature)();
   void (*update_extensions)();
   void (*set_pending)(bool pending);
 };

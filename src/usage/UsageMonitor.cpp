@@ -1,7 +1,6 @@
 #include "usage/UsageMonitor.h"
 
 #include <ctime>
-#include <exception>
 #include <memory>
 
 #include "foundation/Product.h"
@@ -28,7 +27,7 @@ constexpr UsageCalls kSystemCalls = {
     [](HANDLE stop, DWORD milliseconds) {
       return WaitForSingleObject(stop, milliseconds) != WAIT_TIMEOUT;
     },
-    &SendUsageStatsReport,
+    reports_have_a_host(kVendorHost) ? &SendUsageStatsReport : nullptr,
 };
 
 std::shared_ptr<UsageMonitor>& monitor() {
@@ -59,6 +58,10 @@ UsageMonitor::~UsageMonitor() {
 }
 
 void UsageMonitor::run() {
+  if (_calls.send_report == nullptr) {
+    VelLog_Print(kLogWarning,
+                 L"UsageMonitor: no vendor's host, usage reports are off");
+  }
   add_to(kStartsCount, 1);
   do {
     update_used_time();
@@ -76,23 +79,15 @@ void UsageMonitor::update_used_time() {
 }
 
 void UsageMonitor::report_when_due() {
+  if (_calls.send_report == nullptr) return;
   const auto last = static_cast<std::int64_t>(
       RegGetQword(HKEY_CURRENT_USER, kProductKey, kLastReport, kOldLastReport));
   const std::int64_t now = _calls.now();
-  if (last + kReportInterval > now) return;
-  if (!send_report()) return;
+  // Any 64 bits may stand in the registry: nothing is added to them.
+  if (last > now - kReportInterval) return;
+  if (!_calls.send_report(L"periodic")) return;
   RegSetQword(HKEY_CURRENT_USER, kProductKey, kLastReport,
               static_cast<std::uint64_t>(now));
-}
-
-// A reply of any size may come; one that memory can't hold ends the attempt.
-bool UsageMonitor::send_report() {
-  try {
-    return _calls.send_report(L"periodic");
-  } catch (const std::exception&) {
-    VEL_LOG_LINE();
-    return false;
-  }
 }
 
 void EnableUsageMonitoring() {

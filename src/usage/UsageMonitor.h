@@ -28,6 +28,7 @@ struct UsageCalls {
   std::int64_t (*now)();
   // Waits for the stop; false when the time is over first.
   bool (*wait)(HANDLE stop, DWORD milliseconds);
+  // Null where reports are off.
   bool (*send_report)(const wchar_t* reason);
 };
 
@@ -46,7 +47,6 @@ class UsageMonitor final : public VelTask {
  private:
   void update_used_time();
   void report_when_due();
-  bool send_report();
 
   const UsageCalls _calls;
   // Manual-reset.

@@ -5,6 +5,8 @@
 #include <shlobj.h>
 
 #include <functional>
+#include <new>
+#include <stdexcept>
 
 #include "foundation/Paths.h"
 #include "process/MainRun.h"
@@ -171,10 +173,12 @@ TEST(VersionMarkerTest, AnotherVersionOrWhatIsNewerThanTheMarkerGoes) {
 std::wstring steps_taken;
 bool tray_runs = false;
 bool steps_work = true;
+bool steps_throw = false;
 
 template <wchar_t kLetter, class Result = bool>
 Result step() {
   steps_taken += kLetter;
+  if (steps_throw) throw std::bad_alloc();
   return static_cast<Result>(steps_work);
 }
 
@@ -183,6 +187,7 @@ bool is_running() {
 }
 bool report(const wchar_t* reason) {
   steps_taken += std::wstring(L"<") + reason + L">";
+  if (steps_throw) throw std::length_error("long");
   return false;
 }
 void set_pending(bool pending) {
@@ -192,7 +197,8 @@ void set_pending(bool pending) {
 constexpr VelInstallSteps kSteps = {
     is_running,       step<L'T'>,       report,           step<L'G'>,
     step<L'A'>,       step<L'O'>,       step<L'I', void>, step<L'U', void>,
-    step<L'D', void>, step<L'B', void>, step<L'X', void>, set_pending};
+    step<L'D', void>, step<L'B', void>, step<L'H', void>, step<L'F', void>,
+    step<L'X', void>, set_pending};
 
 TEST(VelInstallModeTest, TheFirstTokenDecidesAndStepsRunOnInTheirOrder) {
   const struct {
@@ -200,20 +206,25 @@ TEST(VelInstallModeTest, TheFirstTokenDecidesAndStepsRunOnInTheirOrder) {
     bool tray, work;
     int code;
     const wchar_t* steps;
+    bool throws = false;
   } cases[] = {
-      {L"[uninstall]", false, true, 0, L"<uninstall>AOUDB"},
-      {L"[uninstall]", false, false, 1, L"<uninstall>AOUDB"},
+      {L"[uninstall]", false, true, 0, L"<uninstall>AOUDBHF"},
+      {L"[uninstall]", false, false, 1, L"<uninstall>AOUDBHF"},
       {L"[uninstall]", true, false, 2, L"T"},
-      {L"[install][uninstall]", false, true, 0, L"<uninstall>AOUDB"},
+      {L"[install][uninstall]", false, true, 0, L"<uninstall>AOUDBHF"},
       {L"[install]", false, false, 2, L"PGUIX<install>"},
       {L"[noreboot][install]", false, true, 0, L"PGUIX<install>"},
       {L"[noreboot]", false, true, 0, L"p"},
+      {L"[uninstall]", false, true, 1, L"<uninstall>AOUDBHF", true},
+      {L"[uninstall]", true, true, 2, L"T", true},
+      {L"[install]", false, true, 2, L"PGUIX<install>", true},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.steps);
     steps_taken.clear();
     tray_runs = c.tray;
     steps_work = c.work;
+    steps_throw = c.throws;
     const auto cmd_line = std::wstring(L"/velinst=\"") + c.tokens + L"\"";
     EXPECT_EQ(vel_install_mode_with(kSteps, cmd_line), c.code);
     EXPECT_EQ(steps_taken, c.steps);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <atomic>
 #include <ctime>
 #include <optional>
@@ -13,6 +14,7 @@
 #include "foundation/CodePageConverter.h"
 #include "foundation/Product.h"
 #include "foundation/Sha1.h"
+#include "support/Allocations.h"
 #include "support/LogCapture.h"
 #include "support/ScopedRegistry.h"
 #include "support/ScopedVariable.h"
@@ -57,12 +59,13 @@ class UsageTest : public testing::Test {
                        nullptr);
   }
   // One run of the monitor over these times.
-  static void Run(std::vector<std::int64_t> run_times, bool server) {
+  static void Run(std::vector<std::int64_t> run_times, bool server,
+                  const UsageCalls& calls = kTestCalls) {
     times = std::move(run_times);
     at = 0;
     reports.clear();
     server_is_there = server;
-    UsageMonitor monitor(kTestCalls);
+    UsageMonitor monitor(calls);
     ASSERT_TRUE(monitor.start());
     EXPECT_TRUE(test::WaitUntil([] { return at + 1 == times.size(); }));
   }
@@ -84,6 +87,36 @@ TEST_F(UsageTest, CountsSecondsAndStarts) {
   EXPECT_EQ(Counter(L"UsedTime"), 2u);
 }
 
+TEST_F(UsageTest, ABuildWithoutAHostCountsAndReportsNothing) {
+  const test::LogCapture log(2);
+  UsageCalls calls = kTestCalls;
+  calls.send_report = nullptr;
+  Run({100000, 100900, 101800}, true, calls);
+  EXPECT_EQ(reports, Times{});
+  EXPECT_EQ(LastReport(), 0u);
+  EXPECT_EQ(Counter(L"UsedTime"), 1800u);
+  EXPECT_EQ(Counter(L"StartsCount"), 1u);
+  const auto lines = log.Lines();
+  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                          [](const test::LogLine& line) {
+                            return line.level == 2 &&
+                                   line.text.find(L"reports are off") !=
+                                       std::wstring::npos;
+                          }),
+            1);
+}
+
+TEST(UsageHost, OneThatCannotExistIsNotAskedFor) {
+  EXPECT_TRUE(reports_have_a_host(L"stats.example.com"));
+  EXPECT_TRUE(reports_have_a_host(L"invalid.example.com"));
+  EXPECT_FALSE(reports_have_a_host(L"stats.brindlemar.invalid"));
+  EXPECT_FALSE(reports_have_a_host(L""));
+  if (reports_have_a_host(kVendorHost)) GTEST_SKIP() << "has a vendor's host";
+  const test::LogCapture log(1);
+  EXPECT_FALSE(SendUsageStatsReport(L"install"));
+  EXPECT_FALSE(log.Contains(2, L"SendUsageStatsReport"));
+}
+
 TEST_F(UsageTest, ReportsEvery900Seconds) {
   Run({100000, 100899, 100900, 101799, 101800}, true);
   EXPECT_EQ(reports, (Times{100000, 100900, 101800}));
@@ -92,6 +125,11 @@ TEST_F(UsageTest, ReportsEvery900Seconds) {
   Run({102700, 102730, 102760}, false);
   EXPECT_EQ(reports, (Times{102700, 102730, 102760}));
   EXPECT_EQ(LastReport(), 101800u);
+  // What can't be a time counts as one that hasn't come yet.
+  RegSetQword(HKEY_CURRENT_USER, kProductKey, L"LastUsageReport64",
+              0x7FFFFFFFFFFFFFFF);
+  Run({102790}, true);
+  EXPECT_EQ(reports, Times{});
   RegRemoveValue(HKEY_CURRENT_USER, kProductKey, L"LastUsageReport64", 0);
   RegSetDword(HKEY_CURRENT_USER, kProductKey, L"LastUsageReport", 200000, 0);
   Run({200899, 200900}, true);
@@ -170,6 +208,11 @@ TEST_F(UsageTest, TheReportSaysWhatItMayAndNoMore) {
                   L"\\d\\d-\\d\\d_[a-z0-9]{4}")));
 }
 
+std::wstring HostOf(const test::WebServer& server) {
+  const std::wstring url = server.Url(L"");
+  return url.substr(7, url.find(L':', 7) - 7);
+}
+
 TEST_F(UsageTest, GoesToThePathOfItsReason) {
   const std::string ok = "HTTP/1.0 200 OK\r\n\r\n";
   test::WebServer server({{"/periodic", {ok + "/msg=\"no id\""}},
@@ -178,16 +221,15 @@ TEST_F(UsageTest, GoesToThePathOfItsReason) {
                          80);
   if (server.port() == 0) GTEST_SKIP() << "Port 80 can't be had here.";
   const test::LogCapture log;
-  const std::wstring url = server.Url(L"");
-  const std::wstring host = url.substr(7, url.find(L':', 7) - 7);
+  const std::wstring host = HostOf(server);
   for (const wchar_t* reason : {L"periodic", L"install", L"other"}) {
-    EXPECT_TRUE(SendUsageStatsReportTo(host, reason));
+    EXPECT_TRUE(SendUsageStatsReportTo(host.c_str(), reason));
   }
   EXPECT_TRUE(log.Contains(1,
                            L"SendUsageStatsReport('periodic') - OK, "
                            L"responce: /msg=\"no id\""));
   server.Stop();
-  EXPECT_FALSE(SendUsageStatsReportTo(host, L"install"));
+  EXPECT_FALSE(SendUsageStatsReportTo(host.c_str(), L"install"));
   EXPECT_TRUE(
       log.Contains(2, L"SendUsageStatsReport('install') - failed, le=1"));
   const char* const paths[] = {"/periodic", "/install", "/uninstall"};
@@ -198,6 +240,26 @@ TEST_F(UsageTest, GoesToThePathOfItsReason) {
     EXPECT_NE(request.find("Content-Type: text/html"), std::string::npos);
     EXPECT_NE(request.find("\r\n\r\nReason="), std::string::npos);
   }
+}
+
+TEST_F(UsageTest, OutlivesAReplyThatMemoryCannotHold) {
+  constexpr std::size_t kLength = 900'000;
+  test::WebServer server(
+      {{"/periodic", {"HTTP/1.0 200 OK\r\n\r\n" + std::string(kLength, 'x')}}},
+      80);
+  if (server.port() == 0) GTEST_SKIP() << "Port 80 can't be had here.";
+  const test::LogCapture log(2);
+  {
+    const test::MemoryRunsOut memory(0, kLength * sizeof(wchar_t));
+    EXPECT_TRUE(SendUsageStatsReportTo(HostOf(server).c_str(), L"periodic"));
+    EXPECT_TRUE(memory.happened());
+  }
+  EXPECT_TRUE(log.Contains(2, L"SendUsageStatsReport('periodic') - "));
+}
+
+std::wstring opened;
+void NoteUrl(const std::wstring& url) {
+  opened = url;
 }
 
 // Presses a button of the message once it is there, and gives its text.
@@ -220,7 +282,7 @@ TEST_F(UsageTest, ShowsAMessageOncePerId) {
                        id, nullptr);
   };
   const auto show = [](const std::wstring& reply, int button) {
-    std::thread thread([&reply] { show_beta_message(reply); });
+    std::thread thread([&reply] { show_beta_message(reply, &NoteUrl); });
     const std::wstring text = Press(button);
     thread.join();
     return text;
@@ -234,6 +296,40 @@ TEST_F(UsageTest, ShowsAMessageOncePerId) {
   EXPECT_EQ(show(L"/msg=\"m\" /id=\"8\" /url=\"http://x.invalid/\"", IDNO),
             L"m");
   EXPECT_NE(shown(L"8"), 0u);
+  EXPECT_EQ(opened, L"");
+}
+
+// A page becomes the parameters of a program. BEL and 2 stand for a quote.
+TEST_F(UsageTest, OpensNothingButPlainPages) {
+  const std::pair<std::wstring, bool> rows[] = {
+      {L"http://x.invalid/a?b=%20c#d", true},
+      {L"https://x.invalid/", true},
+      {L"-osint -url http://x.invalid/", false},
+      {L"file:///C:/windows/", false},
+      {L" http://x.invalid/", false},
+      {L"http://x.invalid/ -profile", false},
+      {L"http://x.invalid/\a2--remote\a2", false},
+      {L"http://x.invalid\\share", false},
+      {L"http://x.invalid/\r\n", false},
+      {L"http://x.invalid/\x7f", false},
+      {L"\\\\x.invalid\\share\\run.exe", false},
+  };
+  std::wstring id = L"1";
+  for (const auto& [url, is_page] : rows) {
+    id += L'1';
+    const test::LogCapture log(2);
+    const std::wstring reply =
+        L"/msg=\"m\" /id=\"" + id + L"\" /url=\"" + url + L"\"";
+    opened = L"";
+    std::thread thread([&reply] { show_beta_message(reply, &NoteUrl); });
+    EXPECT_EQ(Press(IDYES), L"m");
+    thread.join();
+    EXPECT_EQ(opened, is_page ? url : L"");
+    EXPECT_EQ(log.Contains(2, L"show_beta_message(" + id + L")"), !is_page);
+    EXPECT_NE(RegGetQword(HKEY_CURRENT_USER,
+                          L"Software\\Tessavane\\VEL\\BetaMsg", id, nullptr),
+              0u);
+  }
 }
 
 }  // namespace
