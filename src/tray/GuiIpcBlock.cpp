@@ -2,7 +2,9 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <cstdlib>
+#include <utility>
 
 #include "foundation/CommandLine.h"
 #include "vel/GuiIpc.h"
@@ -15,6 +17,23 @@ std::uint32_t block_size(const std::wstring& text) {
   const int size = _wtoi(get_param(text, VEL_GUI_IPC_LENGTH_KEY).c_str());
   const auto bytes = static_cast<std::uint32_t>(size);
   return bytes <= VEL_GUI_IPC_MAX_BLOCK ? bytes : 0;
+}
+
+// Whether all pages are there. A mapping may reserve pages without committing
+// them, and touching one of those would end this process; none can be taken
+// back while the view is open.
+bool is_committed(const void* view, std::size_t size) {
+  const auto* const begin = static_cast<const BYTE*>(view);
+  const auto* const end = begin + size;
+  for (const BYTE* at = begin; at < end;) {
+    MEMORY_BASIC_INFORMATION region = {};
+    if (VirtualQuery(at, &region, sizeof(region)) == 0 ||
+        region.State != MEM_COMMIT) {
+      return false;
+    }
+    at = static_cast<const BYTE*>(region.BaseAddress) + region.RegionSize;
+  }
+  return true;
 }
 
 }  // namespace
@@ -31,7 +50,13 @@ GuiIpcBlock::GuiIpcBlock(const std::wstring& text, const std::wstring& tag) {
   if (!_mapping) return;
   // A mapping that is smaller than the size is refused here.
   _view = MapViewOfFile(_mapping.get(), FILE_MAP_WRITE, 0, 0, size);
-  if (_view != nullptr) _size = size;
+  if (_view == nullptr) return;
+  if (!is_committed(_view, size)) {
+    UnmapViewOfFile(std::exchange(_view, nullptr));
+    SetLastError(ERROR_NOACCESS);
+    return;
+  }
+  _size = size;
 }
 
 GuiIpcBlock::~GuiIpcBlock() {

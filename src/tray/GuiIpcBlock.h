@@ -16,7 +16,8 @@ class [[nodiscard]] GuiIpcBlock {
  public:
   // `text` is the command's text, `tag` its bmmap argument. On failure view()
   // is null and the last error tells why: ERROR_INVALID_BLOCK_LENGTH for a size
-  // out of 1 to VEL_GUI_IPC_MAX_BLOCK, else what the system said.
+  // out of 1 to VEL_GUI_IPC_MAX_BLOCK, ERROR_NOACCESS for a mapping whose pages
+  // aren't all committed, else what the system said.
   [[nodiscard]] GuiIpcBlock(const std::wstring& text, const std::wstring& tag);
   ~GuiIpcBlock();
   GuiIpcBlock(const GuiIpcBlock&) = delete;

@@ -1,6 +1,7 @@
 #include "tray/RunCommand.h"
 
 #include <cstddef>
+#include <string_view>
 #include <utility>
 
 #include "foundation/CommandLine.h"
@@ -8,6 +9,7 @@
 #include "foundation/PathParts.h"
 #include "foundation/Product.h"
 #include "foundation/Text.h"
+#include "tray/LeadingPosition.h"
 
 namespace vel {
 namespace {
@@ -33,12 +35,12 @@ std::wstring find_url(const std::wstring& cmd_line) {
 }
 
 // Cuts `name` out of `parameters` where it stands at the beginning, or behind
-// one character, the leading quote. Both are compared in lower case; `lower` is
-// the lower-case form of `parameters`.
+// the leading quote. Both are compared in lower case; `lower` is the lower-case
+// form of `parameters`.
 bool cut_name(std::wstring& parameters, const std::wstring& lower,
               const std::wstring& name) {
-  const std::size_t position = lower.find(name);
-  if (position > 1) return false;
+  const std::size_t position = leading_position<std::wstring_view>(lower, name);
+  if (position == std::wstring_view::npos) return false;
   parameters.erase(position, name.size());
   return true;
 }

@@ -1,6 +1,9 @@
 // Commands to the tray, from the command line and from other processes.
 #include "TrayFixture.h"
+#include "support/Allocations.h"
+#include "support/CountingTraits.h"
 #include "sync/ScopedHandle.h"
+#include "tray/LeadingPosition.h"
 #include "tray/RunCommand.h"
 
 namespace vel {
@@ -34,6 +37,49 @@ TEST(RunCommand, ReadsWhatIsToBeStarted) {
               command.class_name;
     }
     EXPECT_EQ(read, expected) << cmd_line;
+  }
+}
+
+TEST(RunCommand, LooksForTheNameWithoutScanningTheParameters) {
+  using View = test::CountingView<wchar_t>;
+  const auto work = [](std::size_t length) {
+    const test::CountingString<wchar_t> parameters(2 * length, L'a');
+    const auto name = parameters.substr(0, length) + L'b';
+    return test::CharactersTouched<wchar_t>([&] {
+      EXPECT_EQ(leading_position<View>(parameters, name), View::npos);
+    });
+  };
+  EXPECT_LE(work(20000), 2 * work(10000));
+  const std::tuple<const wchar_t*, const wchar_t*, std::size_t> rows[] = {
+      {L"ab", L"ab", 0},
+      {L"\"ab", L"ab", 1},
+      {L"--ab", L"ab", View::npos},
+      {L"a", L"", 0},
+      {L"", L"a", View::npos}};
+  for (const auto& [text, name, position] : rows) {
+    EXPECT_EQ(leading_position<View>(text, name), position) << text;
+  }
+}
+
+// What another process sends is read in memory in proportion to its length.
+TEST(RunCommand, TakesMemoryInProportion) {
+  const auto repeated = [](const std::wstring& piece, std::size_t count) {
+    std::wstring text;
+    while (count-- > 0) text += piece;
+    return text;
+  };
+  for (const std::wstring piece :
+       {L"\\~", L"a", L"\a1", L"http://", L".htm "}) {
+    const auto bytes = [&](std::size_t count) {
+      const std::wstring text = repeated(piece, count);
+      const std::wstring line = L"/shex_file=\"C:" + text +
+                                L"\" /shex_par=\"C:" + text + text + L"\"";
+      const std::uint64_t before = test::AllocatedBytes();
+      parse_runcmd(line);
+      parse_runcmd(text);
+      return test::AllocatedBytes() - before;
+    };
+    EXPECT_LT(bytes(40000), 2 * bytes(20000) + 20000) << piece;
   }
 }
 
@@ -95,6 +141,18 @@ TEST_F(GuiIpcServer, RefusesBlocksThatAreNotWhatTheySay) {
     EXPECT_EQ(ask(length), 1) << length;
   }
   EXPECT_EQ(ask(L"4096"), 2);
+  // Pages that are only reserved, all of them or those past the first.
+  const DWORD kSize = 0x100000;
+  const ScopedHandle reserved(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr,
+                                                 PAGE_READWRITE | SEC_RESERVE,
+                                                 0, kSize, L"bmmap_vr"));
+  void* const view = MapViewOfFile(reserved.get(), FILE_MAP_WRITE, 0, 0, 0);
+  const std::wstring named = L"/bmmap=\"vr\" /bmlen=\"";
+  EXPECT_EQ(tray().OnPipeCommand(13, named + L"4\""), 1);
+  VirtualAlloc(view, 4096, MEM_COMMIT, PAGE_READWRITE);
+  EXPECT_EQ(tray().OnPipeCommand(13, named + L"8192\""), 1);
+  EXPECT_EQ(tray().OnPipeCommand(13, named + L"4096\""), 2);
+  UnmapViewOfFile(view);
 }
 
 TEST_F(GuiIpcServer, TakesOnlyASoftShutdownBackWhenItIsRefused) {
