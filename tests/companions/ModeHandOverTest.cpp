@@ -24,11 +24,16 @@ VEL_CHILD_MAIN(LivesInAMode) {
   int answers = get_own_min_mode() == argument ? 1 : 0;
   answers |= !query_hooks_ready(kHooksLibraryLoaded) ? 2 : 0;
   answers |= !is_hooked_process(self, false) ? 4 : 0;
+  const HWND window = CreateWindowW(L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE,
+                                    nullptr, nullptr, nullptr);
+  answers |= !is_hooked_window(window, false) ? 256 : 0;
+  answers |= vel_ipc_connect(1) == 0 ? 512 : 0;
   answers |= CheckedVelulLoad() && CheckedVelulLoad() ? 8 : 0;
   answers |= query_hooks_ready(kHooksLibraryLoaded) ? 16 : 0;
   answers |= query_hooks_ready(kHooksSetUp) ? 32 : 0;
   answers |= query_hooks_ready(kHooksSignalled) ? 64 : 0;
   answers |= is_hooked_process(self, true) ? 128 : 0;
+  answers |= is_hooked_window(window, true) ? 1024 : 0;
   return answers;
 }
 
@@ -42,7 +47,7 @@ TEST(ModeHandOverTest, AModeIsGivenOnceAndTheChildStartsInIt) {
   EXPECT_FALSE(set_min_mode(L"Loud", child.process()));
   EXPECT_EQ(GetLastError(), DWORD{ERROR_ALREADY_EXISTS});
   SetEvent(go);
-  EXPECT_EQ(child.Wait(), 255u);
+  EXPECT_EQ(child.Wait(), 2047u);
   EXPECT_TRUE(test::WaitUntil([&] { return get_min_mode(child.id()).empty(); }))
       << "the mode goes with its process";
   CloseHandle(go);
