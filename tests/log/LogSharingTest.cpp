@@ -1,17 +1,14 @@
 // Several processes on one log file, through many rotations.
 
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include <cstring>
-#include <vector>
 
 #include "log/VelLog.h"
 #include "support/ChildProcess.h"
 #include "support/LogDirectory.h"
 #include "support/VelLogStreamPeer.h"
 #include "support/Wait.h"
-#include "sync/ScopedHandle.h"
 
 namespace vel {
 namespace {

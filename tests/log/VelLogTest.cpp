@@ -1,9 +1,5 @@
 #include "log/VelLog.h"
 
-#include <gtest/gtest.h>
-
-#include <optional>
-#include <string>
 #include <tuple>
 
 #include "log/LogSettings.h"
@@ -123,12 +119,11 @@ TEST(IVelLog, BeginsWithABannerAndCountsItsUsers) {
 TEST(IVelLog, ComesAndGoesUnderItsCallers) {
   const test::LogDirectory logs(L"1");
   std::atomic<bool> stop{false};
-  std::thread caller([&] {
+  std::jthread caller([&] {
     while (!stop) VelLog_Print(2, L"any moment");
   });
   for (int i = 0; i < 100; ++i) IVelLog::create(L"T"), IVelLog::release();
   stop = true;
-  caller.join();
 }
 
 // "<threshold, - for no log> <log file>"

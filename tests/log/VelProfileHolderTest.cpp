@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <stdexcept>
 
 #include "log/VelLog.h"
@@ -10,7 +9,6 @@
 #include "support/LogCapture.h"
 
 namespace vel {
-
 namespace {
 
 using test::LogCapture;

@@ -24,7 +24,6 @@ class LogDirectory {
   std::string Read(const std::wstring& name) const {
     return ReadBytes(Path(name));
   }
-  // Makes or replaces a file and gives its path.
   std::wstring Write(const std::wstring& name, const std::string& data) const {
     return _directory.Write(L"VelTmp\\Logs\\" + name, data);
   }
@@ -44,11 +43,8 @@ class LogDirectory {
     CreateDirectoryW(Path(name).c_str(), nullptr);
   }
   void Remove(const std::wstring& name) const {
-    if (!DeleteFileW(Path(name).c_str())) {
-      RemoveDirectoryW(Path(name).c_str());
-    }
+    DeleteFileW(Path(name).c_str()) || RemoveDirectoryW(Path(name).c_str());
   }
-  // How many names `pattern` fits.
   int Count(const std::wstring& pattern) const {
     WIN32_FIND_DATAW found;
     const HANDLE search = FindFirstFileW(Path(pattern).c_str(), &found);

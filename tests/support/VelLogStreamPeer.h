@@ -1,4 +1,3 @@
-// The inside of a log's object, for tests.
 #ifndef VEL_TESTS_SUPPORT_VELLOGSTREAMPEER_H_
 #define VEL_TESTS_SUPPORT_VELLOGSTREAMPEER_H_
 
@@ -16,7 +15,6 @@ class VelLogStreamPeer {
   explicit VelLogStreamPeer(VelLogStream& stream = *log_object.load())
       : _stream(stream) {}
 
-  HANDLE& file() { return _stream._file; }
   HANDLE heap() { return _stream._heap; }
   bool& ciphered() { return _stream._ciphered; }
   std::uint64_t& rotation_limit() { return _stream._rotation_limit; }
@@ -31,11 +29,9 @@ class VelLogStreamPeer {
     units.resize(length + kLogUnitBytes);
     return _stream.write_out(units.data(), length);
   }
-  // Writes what a new file begins with when the key has this error.
   bool begin_file(std::uint32_t key_error) {
     return _stream.begin_file(key_error);
   }
-  // From here on the log writes to `path`.
   void move_to(const std::wstring& path) {
     _stream.close_file();
     std::wcscpy(_stream._nt_path + kNtPrefixChars, path.c_str());
