@@ -1,15 +1,10 @@
 #include "channels/ClientWaits.h"
 
-#include <gtest/gtest.h>
-
 #include <deque>
-#include <thread>
 
 #include "channels/PipeConnectionTask.h"
 #include "support/LogCapture.h"
-#include "support/ScratchDirectory.h"
 #include "support/Threads.h"
-#include "support/Wait.h"
 
 namespace vel {
 namespace {
@@ -17,7 +12,6 @@ namespace {
 using Kind = ClientWaits::Kind;
 using test::WaitUntil;
 
-// A pipe of its own, for blocking reads.
 class Pipe {
  public:
   Pipe() { EXPECT_TRUE(CreatePipe(_from.put(), _to.put(), nullptr, 0)); }
@@ -50,12 +44,11 @@ TEST(ClientWaits, EndsTheCallWhoseTimeIsUpAndNoOther) {
         EXPECT_EQ(pipe.Read(), DWORD{ERROR_OPERATION_ABORTED});
         EXPECT_TRUE(call.expired());
       }
-      std::thread writer([&] {
+      std::jthread writer([&] {
         Sleep(i % 3 * 5);
         pipe.Write();
       });
       EXPECT_EQ(pipe.Read(), DWORD{ERROR_SUCCESS});
-      writer.join();
     }
   });
 }

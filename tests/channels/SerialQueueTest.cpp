@@ -1,4 +1,3 @@
-// Work in the background: in turn, and counted.
 #include "channels/SerialQueue.h"
 
 #include <optional>
@@ -62,19 +61,12 @@ TEST(SerialQueue, PostsDuringStopsAreNotLeftBehind) {
   EXPECT_EQ(0, stuck);
 }
 
-// Stays in until the gate opens.
-class GatedTask : public CountedPoolTask {
- public:
-  GatedTask(ActiveTaskCounter* counter, std::atomic<bool>* gate)
-      : CountedPoolTask(counter), _gate(gate) {}
-
- protected:
+struct GatedTask : CountedPoolTask {
+  using CountedPoolTask::CountedPoolTask;
   void run() override {
-    while (!*_gate) Sleep(1);
+    while (!gate) Sleep(1);
   }
-
- private:
-  std::atomic<bool>* const _gate;
+  static inline std::atomic<bool> gate;
 };
 
 // Threads bring the count to 0 and up again all the time. Whatever they do, it
@@ -97,18 +89,18 @@ TEST(ActiveTaskCounter, WaitIsTrueOnlyAtZeroUnderContention) {
 }
 
 TEST(CountedPoolTask, IsCountedFromItsMakingToItsEnd) {
-  std::atomic<bool> gate{false};
+  GatedTask::gate = false;
   std::optional<ActiveTaskCounter> counter(std::in_place);
   {
-    const GatedTask never_started(&*counter, &gate);
+    const GatedTask never_started(&*counter);
     EXPECT_FALSE(counter->Wait(20));
   }
   EXPECT_TRUE(counter->Wait(0));
   for (int i = 0; i < 20; ++i) {
-    ASSERT_TRUE((new GatedTask(&*counter, &gate))->start());
+    ASSERT_TRUE((new GatedTask(&*counter))->start());
   }
   EXPECT_FALSE(counter->Wait(20));
-  gate = true;
+  GatedTask::gate = true;
   counter.reset();  // waits
 }
 

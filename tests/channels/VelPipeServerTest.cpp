@@ -1,22 +1,13 @@
 #include "channels/VelPipeServer.h"
 
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <functional>
 #include <future>
-#include <optional>
-#include <vector>
 
 #include "channels/VelPipeClient.h"
 #include "foundation/Text.h"
-#include "sync/ScopedHandle.h"
-#include "sync/VelFastMutex.h"
 #include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 #include "support/PipeClients.h"
 #include "support/Threads.h"
-#include "support/Wait.h"
 #include "vel/PipeMessage.h"
 
 namespace vel {
@@ -242,8 +233,7 @@ TEST(VelPipeServer, DropsClientsThatTakeTooLong) {
   EXPECT_EQ(never_reads.Reply(), std::nullopt);
 }
 
-class SignallingTask final : public VelTask {
- public:
+struct EmptyTask final : VelTask {
   void run() override {}
 };
 
@@ -252,7 +242,7 @@ TEST(VelPipeServer, AnswersTheLastOfManyAndLeavesThePoolToOthers) {
   ASSERT_TRUE(server.Start());
   const std::vector<Client> clients = test::HostileClients(server.name, 500, 7);
   const ULONGLONG start = GetTickCount64();
-  SignallingTask task;
+  EmptyTask task;
   ASSERT_TRUE(task.start());
   EXPECT_TRUE(task.wait());
   EXPECT_LE(GetTickCount64() - start, 2000u);
@@ -260,36 +250,31 @@ TEST(VelPipeServer, AnswersTheLastOfManyAndLeavesThePoolToOthers) {
   EXPECT_LE(GetTickCount64() - start, 10000u);
 }
 
-// What the system tells of a thread: the level at which it impersonates, -1 for
-// none, and its priority.
-struct ThreadState {
-  explicit ThreadState(HANDLE thread) : priority(GetThreadPriority(thread)) {
-    ScopedHandle token;
-    if (!OpenThreadToken(thread, TOKEN_QUERY, TRUE, token.put())) return;
-    DWORD size = 0;
+// The level at which a thread impersonates, -1 for none, and its priority.
+std::pair<int, int> StateOf(HANDLE thread) {
+  ScopedHandle token;
+  int level = -1;
+  DWORD size = 0;
+  if (OpenThreadToken(thread, TOKEN_QUERY, TRUE, token.put())) {
     GetTokenInformation(token.get(), TokenImpersonationLevel, &level, 4, &size);
   }
-  int level = -1;
-  int priority;
-};
+  return {level, GetThreadPriority(thread)};
+}
 
 TEST(VelPipeServer, RunsCommandsAsTheClientAndIsItselfAgain) {
   ScopedHandle thread;
-  std::optional<ThreadState> inside;
+  std::pair<int, int> inside;
   Server server([&](const std::wstring&) {
     thread.reset(
         OpenThread(THREAD_QUERY_INFORMATION, FALSE, GetCurrentThreadId()));
-    inside.emplace(GetCurrentThread());
+    inside = StateOf(GetCurrentThread());
     return 1;
   });
   ASSERT_TRUE(server.Start());
   EXPECT_EQ(Call(server), 1u);
   EXPECT_TRUE(server.Stop(INFINITE));
-  EXPECT_EQ(inside->level, SecurityImpersonation);
-  EXPECT_EQ(inside->priority, THREAD_PRIORITY_HIGHEST);
-  const ThreadState after(thread.get());
-  EXPECT_EQ(after.level, -1);
-  EXPECT_EQ(after.priority, THREAD_PRIORITY_NORMAL);
+  EXPECT_EQ(inside, std::pair(int{SecurityImpersonation}, 2)) << "highest";
+  EXPECT_EQ(StateOf(thread.get()), std::pair(-1, THREAD_PRIORITY_NORMAL));
 }
 
 TEST(VelPipeServer, IsFoundAndTrustedWhileItRuns) {
