@@ -1,7 +1,8 @@
 #include "browser/FirefoxProfiles.h"
 
 #include <gtest/gtest.h>
-#include <windows.h>
+
+#include <sstream>
 
 #include "foundation/Product.h"
 #include "support/ScopedVariable.h"
@@ -10,14 +11,14 @@
 namespace vel {
 namespace {
 
-// A user whose APPDATA is a scratch directory.
 class User {
  public:
-  // Directories below Firefox's own: the profiles that exist.
-  explicit User(const std::string& ini, std::vector<std::wstring> existing = {})
+  // The profiles that exist are directories below Firefox's own.
+  explicit User(const std::string& ini, const std::wstring& existing = L"")
       : _app_data(L"APPDATA", _scratch.path()) {
     if (!ini.empty()) _scratch.Write(L"Mozilla\\Firefox\\profiles.ini", ini);
-    for (const std::wstring& name : existing) {
+    std::wistringstream names(existing);
+    for (std::wstring name; names >> name;) {
       _scratch.Write(L"Mozilla\\Firefox\\" + name + L"\\prefs.js", "");
     }
   }
@@ -25,9 +26,7 @@ class User {
   // `path` without what stands before Firefox's directory.
   std::wstring relative(const std::wstring& path) const {
     const std::wstring base = _scratch.path() + L"\\Mozilla\\Firefox\\";
-    const bool is_below =
-        _wcsnicmp(path.c_str(), base.c_str(), base.size()) == 0;
-    return is_below ? L"~" + path.substr(base.size()) : path;
+    return path.starts_with(base) ? L"~" + path.substr(base.size()) : path;
   }
   // name|path|default, one a line.
   std::wstring list() const {
@@ -55,40 +54,27 @@ TEST(FirefoxProfiles, ReadsProfilesIniInTwoWays) {
       "[Profile0]\r\nName=a\r\nIsRelative=1\r\nPath=Profiles/a.x\r\n";
   struct Row {
     std::string ini;
-    std::vector<std::wstring> existing;
-    std::wstring quick, list, default_name;
+    std::wstring existing, quick, list, default_name;
   };
   const Row rows[] = {
-      {"", {}, L"", L"", L"null"},
+      {"", L"", L"", L"", L"null"},
       {two + "[Profile1]\nName=b\nPath=Profiles/b\nIsRelative=1\n",
-       {L"Profiles\\a.x", L"Profiles\\b"},
-       L"~Profiles\\b",
-       L"a|~Profiles/a.x\\|0\nb|~Profiles/b\\|0\n",
-       L"a"},
+       L"Profiles\\a.x Profiles\\b", L"~Profiles\\b",
+       L"a|~Profiles/a.x\\|0\nb|~Profiles/b\\|0\n", L"a"},
       // The marked one has gone.
-      {two + "Default=1\n[Profile1]\nName=b\nPath=b\n",
-       {L"b"},
-       L"",
-       L"a|~Profiles/a.x\\|1\nb|b\\|0\n",
-       L"a"},
+      {two + "Default=1\n[Profile1]\nName=b\nPath=b\n", L"b", L"",
+       L"a|~Profiles/a.x\\|1\nb|b\\|0\n", L"a"},
       // A gap, another kind of mark, another drive.
       {two + "[Profile2]\nName=c\nPath=D:\\ff\\p1\nIsRelative=0\nDefault=1\n",
-       {L"Profiles\\a.x"},
-       L"~Profiles\\a.x",
-       L"a|~Profiles/a.x\\|0\nc|D:\\ff\\p1\\|1\n",
-       L"c"},
+       L"Profiles\\a.x", L"~Profiles\\a.x",
+       L"a|~Profiles/a.x\\|0\nc|D:\\ff\\p1\\|1\n", L"c"},
       {"[Profile0]\nPath=a\n[Profile1]\nName=b\nPath=b\nDefault=2\n"
        "[Profile2]\nName=c\nPath=c\n",
-       {L"a", L"b", L"c"},
-       L"~b",
-       L"b|b\\|0\nc|c\\|0\n",
-       L"b"},
-      {"[Profile0]\nName=only\n", {}, L"", L"only||0\n", L"only"},
+       L"a b c", L"~b", L"b|b\\|0\nc|c\\|0\n", L"b"},
+      {"[Profile0]\nName=only\n", L"", L"", L"only||0\n", L"only"},
       {"[Profile0]\nName=J\xfcrgen\nIsRelative=1\nPath=J\xfcrgen/p\n",
-       {L"J\u00fcrgen\\p"},
-       L"~J\u00fcrgen\\p",
-       L"J\u00fcrgen|~J\u00fcrgen/p\\|0\n",
-       L"J\u00fcrgen"},
+       L"J\u00fcrgen\\p", L"~J\u00fcrgen\\p",
+       L"J\u00fcrgen|~J\u00fcrgen/p\\|0\n", L"J\u00fcrgen"},
   };
   for (const Row& row : rows) {
     const User user(row.ini, row.existing);

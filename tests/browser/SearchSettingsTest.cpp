@@ -2,7 +2,6 @@
 
 #include <cwchar>
 #include <sstream>
-#include <tuple>
 
 #include "browser/SearchOptions.h"
 #include "foundation/CodePageConverter.h"
@@ -17,8 +16,8 @@ namespace {
 
 const std::wstring kExplorer = L"Software\\Microsoft\\Internet Explorer";
 const std::wstring kScopes = kExplorer + L"\\SearchScopes";
+const std::wstring kOptions = L"Software\\Tessavane\\VEL\\Settings\\Search";
 const std::wstring kPrefs = L"Mozilla\\Firefox\\P\\prefs.js";
-const std::wstring kEngine = L"Mozilla\\Firefox\\P\\searchplugins\\askcom.xml";
 const std::string kHead = "# Mozilla User Preferences\r\n\r\n";
 
 // A user with a profile of Firefox and a product of the test's own.
@@ -46,9 +45,7 @@ class SearchSettingsTest : public testing::Test {
     Set(HKEY_LOCAL_MACHINE, kScopes, L"DefaultScope", L"machine");
     for (const wchar_t* name :
          {L"opt_def_browser_search", L"opt_browser_startpage"}) {
-      RegSetDword(HKEY_CURRENT_USER,
-                  L"Software\\Tessavane\\VEL\\Settings\\Search", name, option,
-                  0);
+      RegSetDword(HKEY_CURRENT_USER, kOptions, name, option, 0);
     }
   }
   // The scopes as name=displayname, a new one without its name, and a star at
@@ -74,24 +71,26 @@ class SearchSettingsTest : public testing::Test {
 };
 
 TEST_F(SearchSettingsTest, BringsExplorersScopesInLine) {
-  // The names of the scopes 1, 2, ... before, parted by blanks.
-  const std::tuple<const wchar_t*, bool, bool, std::wstring, const wchar_t*>
-      rows[] = {
-          {L"6.0", true, false, L"", L"old"},
-          {L"", true, false, L"Lumenaudit", L"1=Lumenaudit old"},
-          // A missing scope is always added, and found by the next run.
-          {L"7.0", false, false, L"", L"new=Lumenaudit old"},
-          {L"8.0", false, true, L"x", L"1=x new=Lumenaudit old"},
-          {L"8.0", true, false, L"", L"new*=Lumenaudit "},
-          {L"8.0", true, false, L"lumenaudit",
-           L"1=lumenaudit new*=Lumenaudit "},
-          {L"9.0", true, false, L"Lumenaudit", L"1*=Lumenaudit 1"},
-          {L"9.0", true, true, L"x Lumenaudit", L"1=x 2*=Lumenaudit 2"},
-          {L"9.0", false, false, L"Lumenaudit", L"1=Lumenaudit machine"},
-          // Of two neighbours the second slips through.
-          {L"9.0", false, true, L"Lumenaudit Lumenaudit x",
-           L"2=Lumenaudit 3=x machine"},
-      };
+  const struct {
+    const wchar_t* version;
+    bool option, removing;
+    std::wstring scopes;  // the names of the scopes 1, 2, ... before
+    const wchar_t* after;
+  } rows[] = {
+      {L"6.0", true, false, L"", L"old"},
+      {L"", true, false, L"Lumenaudit", L"1=Lumenaudit old"},
+      // A missing scope is always added, and found by the next run.
+      {L"7.0", false, false, L"", L"new=Lumenaudit old"},
+      {L"8.0", false, true, L"x", L"1=x new=Lumenaudit old"},
+      {L"8.0", true, false, L"", L"new*=Lumenaudit "},
+      {L"8.0", true, false, L"lumenaudit", L"1=lumenaudit new*=Lumenaudit "},
+      {L"9.0", true, false, L"Lumenaudit", L"1*=Lumenaudit 1"},
+      {L"9.0", true, true, L"x Lumenaudit", L"1=x 2*=Lumenaudit 2"},
+      {L"9.0", false, false, L"Lumenaudit", L"1=Lumenaudit machine"},
+      // Of two neighbours the second slips through.
+      {L"9.0", false, true, L"Lumenaudit Lumenaudit x",
+       L"2=Lumenaudit 3=x machine"},
+  };
   for (const auto& [version, option, removing, scopes, after] : rows) {
     SHDeleteKeyW(HKEY_CURRENT_USER, kScopes.c_str());
     Begin(version, option);
@@ -134,7 +133,6 @@ TEST_F(SearchSettingsTest, AppliesTheStartPageToBothBrowsers) {
     EXPECT_EQ(Get(kExplorer + L"\\Main", L"Start Page"), row.explorer);
     EXPECT_EQ(_scratch.Read(kPrefs), kHead + line(row.firefox));
   }
-  // No profile, no file.
   _scratch.Write(L"Mozilla\\Firefox\\profiles.ini", "[Profile0]\nPath=Q\n");
   Begin(L"8.0", true);
   UpdateStartPage();
@@ -143,11 +141,9 @@ TEST_F(SearchSettingsTest, AppliesTheStartPageToBothBrowsers) {
 }
 
 TEST_F(SearchSettingsTest, ReadsAndEndsTheOptions) {
-  const std::wstring key = L"Software\\Tessavane\\VEL";
   EXPECT_FALSE(opt_search_box() || is_search_feature_offered());
-  RegSetDword(HKEY_CURRENT_USER, key + L"\\Settings\\Search", L"opt_search_box",
-              7, 0);
-  RegSetDword(HKEY_LOCAL_MACHINE, key, L"SearchFeature", 1, 0);
+  RegSetDword(HKEY_CURRENT_USER, kOptions, L"opt_search_box", 7, 0);
+  RegSetDword(HKEY_LOCAL_MACHINE, kProductKey, L"SearchFeature", 1, 0);
   EXPECT_TRUE(opt_search_box() && is_search_feature_offered());
   EXPECT_TRUE(DeleteSearchFeature());
   EXPECT_FALSE(is_search_feature_offered() || DeleteSearchFeature());

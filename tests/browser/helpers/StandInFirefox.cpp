@@ -29,17 +29,14 @@ bool is(const char* name) {
 }
 
 LRESULT CALLBACK window_proc(HWND window, UINT message, WPARAM w, LPARAM l) {
-  const bool sent = InSendMessage();
-  if (message == WM_CLOSE) {
-    note("close ");
-    if (is("stubborn")) return 0;
-  }
-  if (message == WM_DESTROY) {
-    if (is("stubborn")) {
-      note(sent ? "destroy-sent " : "destroy-posted ");
-    } else {
-      PostQuitMessage(0);
-    }
+  static int destroys = 0;  // one comes sent and one posted
+  static bool sent = false;
+  if (message == WM_CLOSE) note("close ");
+  if (message == WM_CLOSE && is("stubborn")) return 0;
+  if (message == WM_DESTROY && !is("stubborn")) PostQuitMessage(0);
+  if (message == WM_DESTROY && is("stubborn")) {
+    if (++destroys == 2 && sent != InSendMessage()) note("destroy ");
+    sent = InSendMessage();
   }
   return DefWindowProcW(window, message, w, l);
 }
@@ -48,8 +45,7 @@ void note_start() {
   char name[64] = "";
   GetUserObjectInformationA(GetThreadDesktop(GetCurrentThreadId()), UOI_NAME,
                             name, sizeof name, nullptr);
-  note(name);
-  note(" ");
+  note(lstrcatA(name, " "));
 }
 
 }  // namespace
