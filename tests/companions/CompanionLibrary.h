@@ -1,4 +1,3 @@
-// A companion as it was built, loaded for a test.
 #ifndef VEL_TESTS_COMPANIONS_COMPANIONLIBRARY_H_
 #define VEL_TESTS_COMPANIONS_COMPANIONLIBRARY_H_
 

@@ -1,11 +1,7 @@
 // The menus plug-in in the hands of a host that notes what it is asked for.
-#include <gtest/gtest.h>
-#include <windows.h>
 
 #include <atomic>
 #include <map>
-#include <string>
-#include <utility>
 
 #include "companions/CompanionLibrary.h"
 #include "support/ScopedVariable.h"
@@ -74,7 +70,6 @@ std::wstring Text(UINT number, Arguments... arguments) {
 
 class MenusPluginTest : public testing::Test {
  protected:
-  // The item of the present menu.
   Item Find(const std::wstring& text) {
     FakeMenu menu;
     _plugin->on_tray_menu_popup(&menu);

@@ -1,16 +1,13 @@
 // Sessions of the built library: start, orderly end, end from outside, and
 // what start_app makes of a shell-execute.
-#include <gtest/gtest.h>
-#include <windows.h>
-#include <tlhelp32.h>
 
 #include <atomic>
 
 #include "companions/CompanionLibrary.h"
+#include "support/Processes.h"
 #include "support/ScopedVariable.h"
 #include "support/ScratchDirectory.h"
 #include "support/Wait.h"
-#include "sync/ScopedHandle.h"
 #include "vel/IVelSession.h"
 
 namespace vel::test {
@@ -19,7 +16,6 @@ namespace {
 constexpr DWORD kClosedByItself = 77;
 using Statuses = std::vector<std::uint32_t>;
 
-// Notes each MgrShutdown.
 class EndRecorder final : public IVelSessionCallback {
  public:
   void reserved_1() override {}
@@ -47,19 +43,7 @@ bool IsAdministrator() {
 
 // The children of this process that stand for sessions.
 std::vector<DWORD> AnchorIds() {
-  std::vector<DWORD> ids;
-  const ScopedFileHandle snapshot(
-      CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-  PROCESSENTRY32W entry = {};
-  entry.dwSize = sizeof entry;
-  for (BOOL more = Process32FirstW(snapshot.get(), &entry); more;
-       more = Process32NextW(snapshot.get(), &entry)) {
-    if (entry.th32ParentProcessID == GetCurrentProcessId() &&
-        _wcsicmp(entry.szExeFile, L"rundll32.exe") == 0) {
-      ids.push_back(entry.th32ProcessID);
-    }
-  }
-  return ids;
+  return ProcessesNamed(L"rundll32.exe", GetCurrentProcessId());
 }
 
 // A program for a session. Its window tells what it runs with, and answers
@@ -88,21 +72,11 @@ class SessionTest : public testing::Test {
  protected:
   ~SessionTest() override { _session->release(); }
 
-  IVelSession* Create() {
-    return _library.Get<VelCreateSessionFn>(VEL_CREATE_SESSION_EXPORT)();
-  }
-  static void Start(IVelSession* session, const wchar_t* config) {
+  void Start(const wchar_t* config = L"Normal") {
     const VelSessionStart parameters = {config, 0};
-    session->start(&parameters);
-    ASSERT_EQ(session->get_state(), VEL_SESSION_RUNNING);
+    _session->start(&parameters);
+    ASSERT_EQ(_session->get_state(), VEL_SESSION_RUNNING);
   }
-  void Start(const wchar_t* config = L"Normal") { Start(_session, config); }
-  void Stop() {
-    _session->shutdown();
-    EXPECT_TRUE(WaitUntil(
-        [this] { return _session->get_state() == VEL_SESSION_STOPPED; }));
-  }
-  // Ends the session from outside, and waits until `ends` is told.
   static void KillAnchor(UINT status, const EndRecorder& ends) {
     const ScopedHandle anchor(
         OpenProcess(PROCESS_TERMINATE, FALSE, AnchorIds().at(0)));
@@ -138,7 +112,8 @@ class SessionTest : public testing::Test {
   }
 
   CompanionLibrary _library{L"VELUL.dll"};
-  IVelSession* _session = Create();
+  IVelSession* const _session =
+      _library.Get<VelCreateSessionFn>(VEL_CREATE_SESSION_EXPORT)();
 };
 
 TEST_F(SessionTest, AnOrderlyEndIsNotToldAndLetsProgramsClose) {
@@ -202,7 +177,9 @@ TEST_F(SessionTest, WhatCannotBeStartedIsToldByItsError) {
   for (const auto& [verb, file, error] : cases) {
     EXPECT_EQ(Run(verb, file), error);
   }
-  Stop();
+  _session->shutdown();
+  EXPECT_TRUE(WaitUntil(
+      [this] { return _session->get_state() == VEL_SESSION_STOPPED; }));
   EXPECT_EQ(Run(L"open", TestProgramPath()), ERROR_NOT_READY);
 }
 

@@ -1,8 +1,4 @@
-#include <gtest/gtest.h>
-#include <windows.h>
-
 #include <regex>
-#include <string>
 
 #include "companions/CompanionLibrary.h"
 #include "vel/StringIds.h"

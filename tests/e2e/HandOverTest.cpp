@@ -4,8 +4,6 @@
 
 #include <deque>
 
-#include "sync/ScopedHandle.h"
-
 namespace vel::test {
 namespace {
 
@@ -49,7 +47,6 @@ TEST_F(HandOverTest, CopiesOpenWhatTheyAreGivenAndEndWithZero) {
   // Three configurations in all, whatever the letters' case.
   EXPECT_EQ(Seen("start *"), 3u) << Log();
   EXPECT_EQ(Shutdown(), 0u);
-  // The sessions were closed before the end.
   EXPECT_EQ(Seen("release *"), 3u) << Log();
 }
 
@@ -91,7 +88,6 @@ VEL_CHILD_MAIN(HandsOver) {
 
 class ManyCallersTest : public ProductTest {
  protected:
-  // All callers at once; how many hand-overs weren't answered.
   DWORD HandOver() {
     const ScopedHandle go(CreateEventW(nullptr, TRUE, FALSE, L"vel_e2e_go"));
     const ScopedHandle ready(

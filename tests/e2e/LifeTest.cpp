@@ -3,6 +3,7 @@
 #include "channels/VelPipeClient.h"
 #include "harness/Product.h"
 #include "support/LogCapture.h"
+#include "support/LogDirectory.h"
 #include "tray/TrayMessages.h"
 
 namespace vel::test {
@@ -51,9 +52,7 @@ TEST_F(LifeTest, APluginsOwnBroadcastHoldsNoDestroyAndGetsNone) {
 }
 
 TEST_F(LifeTest, APluginThatNeverComesBackIsGivenUp) {
-  const ScopedVariable temp(L"TEMP", data.path());
-  const ScopedVariable tmp(L"TMP", data.path());
-  const ScopedVariable plain(L"VELLOGFLAGS", L"1");
+  const LogDirectory logs(L"1");
   UsePlugins({"hangs", ""});
   ASSERT_TRUE(StartTray());
   DoubleClick();
@@ -62,7 +61,7 @@ TEST_F(LifeTest, APluginThatNeverComesBackIsGivenUp) {
   EXPECT_EQ(WaitForTray(), 0u);
   EXPECT_EQ(Seen("destroy"), 1u) << "the other one, " << Log();
   EXPECT_FALSE(data.Read(L"Tessavane\\VEL\\.version").empty());
-  const auto lines = ReadLog(data.File(L"VelTmp\\Logs\\VELGUI.swl"));
+  const auto lines = ReadLog(logs.Path(L"VELGUI.swl"));
   EXPECT_TRUE(
       LogCapture::Contains(lines, 3, L"test.dll' is still in an event"));
 }

@@ -1,8 +1,10 @@
 // The service in a process of its own, run by hand as a developer runs it: the
 // tray's announcement, its watch, and what the service does for its clients.
 #include "channels/VelPipeClient.h"
+#include "foundation/Text.h"
 #include "harness/Product.h"
 #include "support/LogCapture.h"
+#include "support/LogDirectory.h"
 
 namespace vel::test {
 namespace {
@@ -30,19 +32,15 @@ class ServiceTest : public ProductTest {
 };
 
 TEST_F(ServiceTest, TheTrayAnnouncesItselfToEachNewService) {
-  const ScopedVariable temp(L"TEMP", data.path());
-  const ScopedVariable tmp(L"TMP", data.path());
-  const ScopedVariable plain(L"VELLOGFLAGS", L"1");
+  const LogDirectory logs(L"1");
   ASSERT_TRUE(StartService());
   ASSERT_TRUE(StartTray());
   Expect("service 1");
   std::vector<std::wstring> ends;
   ULONG handles = 0;
   for (unsigned round = 1; round <= 20; ++round) {
-    wchar_t end[64];
-    _snwprintf(end, 64, L"svc PID=0x%x exited with code 0x%x", service_id(),
-               kKilled);
-    ends.emplace_back(end);
+    ends.push_back(FormatWide(L"svc PID=0x%x exited with code 0x%x",
+                              service_id(), kKilled));
     KillService();
     ASSERT_TRUE(StartService());
     Expect("service 0", round);
@@ -53,7 +51,7 @@ TEST_F(ServiceTest, TheTrayAnnouncesItselfToEachNewService) {
       [&] { return CountsOf(tray().id()).handles <= handles; }, 5000));
   EXPECT_EQ(Seen("service 1"), 1u);
   EXPECT_EQ(Shutdown(), 0u);
-  const auto lines = ReadLog(data.File(L"VelTmp\\Logs\\VELGUI.swl"));
+  const auto lines = ReadLog(logs.Path(L"VELGUI.swl"));
   for (const std::wstring& end : ends) {
     EXPECT_TRUE(LogCapture::Contains(lines, 3, end)) << end;
   }

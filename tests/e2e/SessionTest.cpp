@@ -1,12 +1,10 @@
 // Sessions: an application is really started in one of the right
-// configuration, one that dies comes back, and libraries that aren't as they
-// should be.
+// configuration, and one that dies comes back.
 #include "harness/Product.h"
 
 #include <sddl.h>
 
 #include "support/PipeClients.h"
-#include "sync/ScopedHandle.h"
 #include "vel/PipeMessage.h"
 
 namespace vel::test {
@@ -14,8 +12,6 @@ namespace {
 
 constexpr wchar_t kApplication[] = L"e2e_application.exe";
 constexpr wchar_t kClass[] = L"BrindlemarE2E.Url";
-// The process that stands for a session.
-constexpr wchar_t kAnchor[] = L"rundll32.exe";
 
 // The application to be opened, a copy of this program: it tells configuration
 // and argument by the name of an event.
@@ -63,8 +59,7 @@ class SessionTest : public ProductTest {
                            kClass, sizeof kClass) == ERROR_SUCCESS;
   }
 
-  // A second copy, with this command line or one that names the application,
-  // has it started so.
+  // By a second copy with this command line or one that names the application.
   void ExpectStart(const std::wstring& config, const std::wstring& argument,
                    std::wstring command_line = L"") {
     if (command_line.empty()) {
@@ -85,6 +80,10 @@ class SessionTest : public ProductTest {
         << argument << " wasn't started in " << config;
   }
 
+  // The processes that stand for sessions.
+  std::vector<DWORD> Anchors() {
+    return ProcessesNamed(L"rundll32.exe", tray().id());
+  }
   const std::wstring application = data.File(kApplication);
   static constexpr wchar_t choice_key[] =
       L"Software\\Microsoft\\Windows\\Shell\\Associations\\UrlAssociations\\"
@@ -95,7 +94,7 @@ class SessionTest : public ProductTest {
 TEST_F(SessionTest, FilesAndUrlsOpenInTheirConfiguration) {
   ExpectStart(L"Normal", L"one two");
   ExpectStart(L"Privacy", L"three");
-  EXPECT_EQ(ProcessesNamed(kAnchor, tray().id()).size(), 2u);
+  EXPECT_EQ(Anchors().size(), 2u);
   RegisterClass(L"\"" + application + L"\" --vel-child TellsItsStart");
   ExpectStart(L"Normal", L"http://example.invalid/c",
               std::wstring(L"/shex_verb=\"open\" /shex_class=\"") + kClass +
@@ -133,27 +132,11 @@ TEST_F(SessionTest, SessionViewOpensUrlsFromTheProductsFolder) {
   EXPECT_TRUE(WaitUntil([&] { return !IsWindow(view); }));
 }
 
-TEST_F(SessionTest, SessionEndedFromOutsideComesBack) {
-  ExpectStart(L"Killed", L"stay");
-  const auto anchors = ProcessesNamed(kAnchor, tray().id());
-  ASSERT_EQ(anchors.size(), 1u);
-  KillProcess(anchors[0], 5);
-  // The programs of a session end with it.
-  ASSERT_TRUE(WaitUntil([] { return ProcessesNamed(kApplication).empty(); }));
-  ASSERT_TRUE(WaitUntil([&] {
-    const auto now = ProcessesNamed(kAnchor, tray().id());
-    return now.size() == 1 && now != anchors;
-  }));
-  ExpectStart(L"Killed", L"again");
-  EXPECT_EQ(Shutdown(), 0u);
-  EXPECT_TRUE(
-      WaitUntil([&] { return ProcessesNamed(kAnchor, tray().id()).empty(); }));
-}
-
+// Neither the end of a session, its return nor the tray's end.
 TEST_F(SessionTest, HostileClientsOfThePipeHoldUpNothing) {
-  ExpectStart(L"Killed", L"there");
-  const auto anchors = ProcessesNamed(kAnchor, tray().id());
-  ASSERT_EQ(anchors.size(), 1u);
+  ExpectStart(L"Killed", L"stay");
+  const auto killed = Anchors();
+  ASSERT_EQ(killed.size(), 1u);
   DWORD session = 0;
   ASSERT_TRUE(ProcessIdToSessionId(tray().id(), &session));
   wchar_t pipe[64] = {};
@@ -161,19 +144,19 @@ TEST_F(SessionTest, HostileClientsOfThePipeHoldUpNothing) {
   // Held to the end of the test.
   const auto hostile = HostileClients(pipe, 500, VELGUI_IPC_IS_SHUTTING_DOWN);
   const ULONGLONG start = GetTickCount64();
-  KillProcess(anchors[0], 5);
+  KillProcess(killed[0], 5);
   EXPECT_EQ(PipeClient(pipe).Send(VELGUI_IPC_IS_SHUTTING_DOWN, 8).Reply(),
             VEL_GUI_PIPE_NOT_HANDLED);
   EXPECT_LE(GetTickCount64() - start, 10000u);
   EXPECT_TRUE(WaitUntil(
-      [&] {
-        const auto now = ProcessesNamed(kAnchor, tray().id());
-        return now.size() == 1 && now != anchors;
-      },
-      10000));
+      [&] { return Anchors().size() == 1 && Anchors() != killed; }, 10000));
+  // The programs of a session end with it.
+  EXPECT_TRUE(ProcessesNamed(kApplication).empty());
+  ExpectStart(L"Killed", L"again");
   const ULONGLONG end = GetTickCount64();
   EXPECT_EQ(Shutdown(), 0u);
   EXPECT_LE(GetTickCount64() - end, 10000u);
+  EXPECT_TRUE(WaitUntil([&] { return Anchors().empty(); }));
 }
 
 }  // namespace

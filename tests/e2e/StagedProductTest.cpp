@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "ProductConfig.h"
+#include "foundation/Registry.h"
 
 namespace vel::test {
 namespace {
@@ -100,11 +101,9 @@ TEST_F(StagedProductTest, AnotherVersionIsSweptAwayAndFollowedUpAtTheEnd) {
   ASSERT_TRUE(StartTray());
   EXPECT_FALSE(FileExists(left));
   EXPECT_FALSE(FileExists(older));
-  wchar_t version[64] = {};
-  DWORD size = sizeof version;
-  RegGetValueW(HKEY_CURRENT_USER, kProductKey, L"InstalledVersion",
-               RRF_RT_REG_SZ, nullptr, version, &size);
-  EXPECT_STREQ(version, L"" VEL_VERSION_TEXT);
+  EXPECT_EQ(
+      RegGetString(HKEY_CURRENT_USER, kProductKey, L"InstalledVersion", 0),
+      L"" VEL_VERSION_TEXT);
   EXPECT_EQ(Shutdown(), 0u);
   EXPECT_EQ(data.Read(L"Tessavane\\VEL\\.version"), VEL_VERSION_TEXT);
 }

@@ -1,6 +1,5 @@
 #include "harness/Product.h"
 
-#include <tlhelp32.h>
 #include <winternl.h>
 
 #include <cstring>
@@ -56,22 +55,6 @@ bool SendCommand(std::uint32_t command, const std::wstring& text) {
                              reinterpret_cast<LPARAM>(&data), SMTO_NORMAL,
                              kPatienceMs, &answer) &&
          answer != 0;
-}
-
-std::vector<DWORD> ProcessesNamed(const std::wstring& name, DWORD parent) {
-  std::vector<DWORD> found;
-  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-  PROCESSENTRY32W entry = {};
-  entry.dwSize = sizeof entry;
-  for (BOOL more = Process32FirstW(snapshot, &entry); more;
-       more = Process32NextW(snapshot, &entry)) {
-    if (_wcsicmp(entry.szExeFile, name.c_str()) == 0 &&
-        (parent == 0 || entry.th32ParentProcessID == parent)) {
-      found.push_back(entry.th32ProcessID);
-    }
-  }
-  CloseHandle(snapshot);
-  return found;
 }
 
 void KillProcess(DWORD process_id, UINT exit_code) {
@@ -144,14 +127,12 @@ void ProductTest::TearDown() {
   }
 }
 
-bool ProductTest::Install(const std::wstring& name) const {
+void ProductTest::UseTestLibrary(const std::string& parameters) const {
   const auto library =
       fs::path(TestProgramPath()).replace_filename(L"e2e_library.dll");
-  return CopyFileW(library.c_str(), product.File(name).c_str(), FALSE);
-}
-
-void ProductTest::UseTestLibrary(const std::string& parameters) const {
-  ASSERT_TRUE(Install(L"Plugins\\test.dll") && Install(L"VELUL.dll"));
+  for (const wchar_t* name : {L"Plugins\\test.dll", L"VELUL.dll"}) {
+    ASSERT_TRUE(CopyFileW(library.c_str(), product.File(name).c_str(), FALSE));
+  }
   product.Write(L"Plugins\\plugins.txt", "test.dll," + parameters + "\r\n");
 }
 

@@ -1,7 +1,7 @@
 // A plug-in that records every event and does what a test asks of it, and a
 // session library without processes, in one. Both record in the file events.log
 // beside the program. While the file "veto" there isn't empty every shutdown is
-// refused, and while "no_session" isn't, no session is made.
+// refused.
 //
 // Command 6 with the text "5" has it restart the program, with "6" close all
 // sessions. The parameters of the plug-in give it more to do:
@@ -33,9 +33,9 @@ fs::path BesideTheProgram(const wchar_t* name) {
   return fs::path(path).replace_filename(name);
 }
 
-bool Told(const wchar_t* flag) {
+bool Vetoed() {
   std::error_code missing;
-  const auto size = fs::file_size(BesideTheProgram(flag), missing);
+  const auto size = fs::file_size(BesideTheProgram(L"veto"), missing);
   return !missing && size > 0;
 }
 
@@ -66,7 +66,6 @@ class TestPlugin final : public IVelPlugin, private IVelMenuItemHandler {
     tray->add_menu_item(0, VEL_MENU_ITEM_PLAIN, 72, L"&Plain", this, true);
   }
   void on_session_startup(IVelSession*, const wchar_t* config) override {
-    Record("startup %ls", config);
     if (_part != L"asks") return;
     Record("needs its own: %x", _host->need_session(config));
     if (std::wstring(config) == L"Normal") {
@@ -76,7 +75,7 @@ class TestPlugin final : public IVelPlugin, private IVelMenuItemHandler {
   void on_session_shutdown(IVelSession*) override { Record("shutdown"); }
   bool query_session_shutdown(IVelSession* session,
                               std::uint32_t type) override {
-    const bool agreed = !Told(L"veto");
+    const bool agreed = !Vetoed();
     Record("query %u %s %s", type, session ? "session" : "null",
            agreed ? "agreed" : "refused");
     if (_part == L"asks") {
@@ -85,16 +84,12 @@ class TestPlugin final : public IVelPlugin, private IVelMenuItemHandler {
     }
     return agreed;
   }
-  bool on_broadcast(IVelPlugin* sender, const wchar_t* name, std::uintptr_t a,
-                    std::uintptr_t b) override {
+  bool on_broadcast(IVelPlugin*, const wchar_t* name, std::uintptr_t a,
+                    std::uintptr_t) override {
     const std::wstring text = name;
-    Record("broadcast %ls%s", name, sender == this ? " (own)" : "");
+    Record("broadcast %ls", name);
     if (text == vel_broadcast::kSvcInitialized) {
       Record("service %u", static_cast<unsigned>(a));
-    }
-    if (text == vel_broadcast::kUpdateGetStatus) {
-      *reinterpret_cast<std::int32_t*>(b) = 2;
-      return true;
     }
     if (text == vel_broadcast::kOpenUnprotectedBrowser && a == 5) {
       _host->shutdown(VEL_SHUTDOWN_RESTART);
@@ -191,5 +186,5 @@ extern "C" __declspec(dllexport)
 }
 
 extern "C" __declspec(dllexport) IVelSession* VelCreateSession() {
-  return Told(L"no_session") ? nullptr : new TestSession;
+  return new TestSession;
 }
