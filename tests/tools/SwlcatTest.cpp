@@ -6,8 +6,7 @@
 #include "log/LogCipher.h"
 #include "log/StreamKey.h"
 #include "log/VelLog.h"
-#include "support/LogFile.h"
-#include "support/ScopedVariable.h"
+#include "support/LogDirectory.h"
 #include "support/Wait.h"
 #include "tools/ToolTest.h"
 
@@ -23,6 +22,7 @@ std::string Rec(const std::wstring& text) {
 const std::string kHead = "VELLOG.0" + Rec(L"\xFEFF");
 // Exactly three units with its end, so that no zero follows it.
 const std::string kFull = Rec(L"[1000:a:b:4] fills all\r\n");
+const std::string kFullOut = "- +4.096 10:11 4 fills all\n";
 const std::string kBanner =
     Rec(L"[1f40:a:b:4] [2026/1/31 18:30.5] IVelLog::create source='X'\r\n");
 
@@ -34,9 +34,8 @@ class SwlcatTest : public ToolTest {
 TEST_F(SwlcatTest, ReadsWhatIsThereAndNamesWhatIsNot) {
   const std::string two = Rec(L"[1000:a:b:4] first\r\n") + kFull +
                           Rec(L"[2000:1a:2b:3] second line\r\nand third\r\n");
-  const std::string two_out =
-      "- +4.096 10:11 4 first\n- +4.096 10:11 4 fills all\n"
-      "- +8.192 26:43 3 second line\r\nand third\n";
+  const std::string two_out = "- +4.096 10:11 4 first\n" + kFullOut +
+                              "- +8.192 26:43 3 second line\r\nand third\n";
   const std::string garbage("\x01\x02\0\0\x03\x04xxxxxxxxxx", 16);
   const struct {
     const char* name;
@@ -54,10 +53,7 @@ TEST_F(SwlcatTest, ReadsWhatIsThereAndNamesWhatIsNot) {
        "\"level\":4,\"text\":\"\\u0022\\u005c\\u0009\xE2\x82\xAC\"}\n",
        ""},
       {"no stream key", kHead + Rec(L"stream_key_init_error=0x5\n") + kFull,
-       L"", 0,
-       "- +0.000 0:0 0 stream_key_init_error=0x5\n"
-       "- +4.096 10:11 4 fills all\n",
-       ""},
+       L"", 0, "- +0.000 0:0 0 stream_key_init_error=0x5\n" + kFullOut, ""},
       {"the date", kHead + kFull + kBanner + Rec(L"[2328:a:b:4] later\r\n"),
        L"--since \"2026-01-31 18:30:05\"", 0,
        "2026-01-31 18:30:05.000 +8.000 10:11 4 [2026/1/31 18:30.5] "
@@ -69,36 +65,32 @@ TEST_F(SwlcatTest, ReadsWhatIsThereAndNamesWhatIsNot) {
            Rec(L"[100:1:1:4] after\r\n"),
        L"", 0, "- +4294967.040 1:1 4 before\n- +4294967.552 1:1 4 after\n", ""},
       {"damage between records", kHead + kFull + garbage + garbage + kFull, L"",
-       1, "- +4.096 10:11 4 fills all\n- +4.096 10:11 4 fills all\n",
-       "at 0x48: "},
+       1, kFullOut + kFullOut, "at 0x48: "},
       {"damage within a record", kHead + kFull.substr(0, 32) + garbage + kFull,
-       L"", 1, "- +4.096 10:11 4 fills all\n", "at 0x38: a damaged unit"},
-      {"cut in a unit", kHead + kFull + kFull.substr(0, 7), L"", 1,
-       "- +4.096 10:11 4 fills all\n", "at 0x48: the last 7 bytes"},
+       L"", 1, kFullOut, "at 0x38: a damaged unit"},
+      {"cut in a unit", kHead + kFull + kFull.substr(0, 7), L"", 1, kFullOut,
+       "at 0x48: the last 7 bytes"},
       {"cut at a unit", kHead + kFull.substr(0, 32) + kFull, L"", 1,
-       "- +4.096 10:11 4 fil\n- +4.096 10:11 4 fills all\n",
-       "at 0x18: a record is cut off"},
+       "- +4.096 10:11 4 fil\n" + kFullOut, "at 0x18: a record is cut off"},
       {"cut and filled up",
        kHead + kFull.substr(0, 35) + std::string(13, '\0') + kFull, L"", 1,
-       "- +4.096 10:11 4 fills\n- +4.096 10:11 4 fills all\n",
-       "at 0x18: a record is cut off"},
+       "- +4.096 10:11 4 fills\n" + kFullOut, "at 0x18: a record is cut off"},
       {"filled up within its padding",
        kHead + Rec(L"[9:1:2:4] x\r\n").substr(0, 29) + std::string(3, '\0') +
            kFull,
-       L"", 0, "- +0.009 1:2 4 x\n- +4.096 10:11 4 fills all\n", ""},
+       L"", 0, "- +0.009 1:2 4 x\n" + kFullOut, ""},
       {"cut and not filled up",
        kHead + kFull.substr(0, 35) + kFull + kFull + "end", L"", 1,
-       "- +4.096 10:11 4 fills all\n- +4.096 10:11 4 fills all\n",
-       "at 0x18: a damaged record; 35 bytes passed over"},
+       kFullOut + kFullOut, "at 0x18: a damaged record; 35 bytes passed over"},
       {"damage in the last record",
        kHead + kFull.substr(0, 31) + "xx" + kFull.substr(32), L"", 1, "",
        "0x18: a damaged record; 49 bytes"},
       {"the last record is cut", kHead + kFull + kFull.substr(0, 36), L"", 1,
-       "- +4.096 10:11 4 fills all\n", "at 0x48: the last record is cut off"},
+       kFullOut, "at 0x48: the last record is cut off"},
       {"one level", kHead + two, L"--only 3", 0,
        "- +8.192 26:43 3 second line\r\nand third\n", ""},
-      {"no beginning", "VELLOG.0" + kFull, L"", 0,
-       "- +4.096 10:11 4 fills all\n", "warning: the stream has no beginning"},
+      {"no beginning", "VELLOG.0" + kFull, L"", 0, kFullOut,
+       "warning: the stream has no beginning"},
       {"another file", "MZ......", L"", 1, "", "not a log file"},
       {"wrong option", kHead, L"--levle 3", 2, "", "no such option"},
   };
@@ -126,38 +118,35 @@ TEST_F(SwlcatTest, FindsTheNextRecordAtAnyOffset) {
                  std::to_wstring(i) + std::wstring(4 * i, L'.') + L"|\r\n");
   }
   begins.push_back(bytes.size());
-  std::filesystem::create_directory(_scratch.File(L"logs"));
-  const auto name = [](std::size_t at, std::size_t size) {
-    return std::to_wstring(at) + L"-" + std::to_wstring(size) + L".swl";
+  struct Cut {
+    std::wstring name;
+    std::size_t begin, end;
   };
-  constexpr std::size_t kSizes[] = {1, 8, 16, 40};
+  std::vector<Cut> cuts;
   for (std::size_t at = begins[1]; at < begins[3]; ++at) {
-    for (const std::size_t size : kSizes) {
+    for (const std::size_t size : {1, 8, 16, 40}) {
+      cuts.push_back({std::to_wstring(cuts.size()) + L".swl", at, at + size});
       std::string cut = bytes;
-      _scratch.Write(L"logs\\" + name(at, size), cut.erase(at, size));
+      _scratch.Write(L"logs\\" + cuts.back().name, cut.erase(at, size));
     }
   }
   const Result result = Run(L"\"" + _scratch.File(L"logs") + L"\"");
   EXPECT_EQ(result.code, 1u);
   EXPECT_EQ(result.problems.find("last record"), std::string::npos);
-  for (std::size_t at = begins[1]; at < begins[3]; ++at) {
-    for (const std::size_t size : kSizes) {
-      const std::wstring file = name(at, size);
-      const std::string start = "\\" + std::string(file.begin(), file.end());
-      for (std::size_t i = 0; i < 5; ++i) {
-        if (at < begins[i + 1] && begins[i] < at + size) continue;
-        const std::string end = "this is record " + std::to_string(i) +
-                                std::string(4 * i, '.') + "|";
-        std::size_t found = 0;
-        for (std::size_t from = 0;
-             (from = result.out.find(start, from)) != std::string::npos;
-             ++from) {
-          const std::size_t line = result.out.find('\n', from);
-          const std::string text = result.out.substr(from, line - from);
-          found += text.ends_with(end) || text.ends_with(end + "\r");
-        }
-        EXPECT_EQ(found, 1u) << start << " record " << i;
+  for (const auto& [name, from, to] : cuts) {
+    const std::string start = "\\" + std::string(name.begin(), name.end());
+    for (std::size_t i = 0; i < 5; ++i) {
+      if (from < begins[i + 1] && begins[i] < to) continue;
+      const std::string end =
+          "this is record " + std::to_string(i) + std::string(4 * i, '.') + "|";
+      std::size_t found = 0;
+      for (std::size_t at = 0;
+           (at = result.out.find(start, at)) != std::string::npos; ++at) {
+        const std::size_t line = result.out.find('\n', at);
+        const std::string text = result.out.substr(at, line - at);
+        found += text.ends_with(end) || text.ends_with(end + "\r");
       }
+      EXPECT_EQ(found, 1u) << start << " record " << i;
     }
   }
 }
@@ -185,8 +174,8 @@ TEST_F(SwlcatTest, ReadsOnAfterDamageInAnEncipheredFile) {
       Rec(L"[9:1:2:4] \x5317\x4EAC \xD83D\xDE00 text\r\n") + kFull;
   const std::string bytes = Encipher(Rec(L"\xFEFF") + first + rest);
   const std::string rest_out =
-      "\n- +0.009 1:2 4 \xE5\x8C\x97\xE4\xBA\xAC \xF0\x9F\x98\x80 text\n"
-      "- +4.096 10:11 4 fills all\n";
+      "\n- +0.009 1:2 4 \xE5\x8C\x97\xE4\xBA\xAC \xF0\x9F\x98\x80 text\n" +
+      kFullOut;
   constexpr std::size_t kFirst = 76 + 16;  // 0x5c
   const auto flipped = [&](std::size_t at, std::size_t size) {
     std::string damaged = bytes;
@@ -230,14 +219,12 @@ TEST_F(SwlcatTest, ReadsOnAfterDamageInAnEncipheredFile) {
 }
 
 TEST_F(SwlcatTest, TakesPatternsAndFolders) {
-  const std::wstring folder = _scratch.File(L"logs");
-  std::filesystem::create_directory(folder);
   _scratch.Write(L"logs\\A.swl", kHead + Rec(L"[9:1:1:4] new\r\n"));
   _scratch.Write(L"logs\\A.swl.old", kHead + Rec(L"[9:1:1:4] old\r\n"));
   _scratch.Write(L"logs\\B.swl", kHead + Rec(L"[9:1:1:4] other\r\n"));
   _scratch.Write(L"logs\\killed.0", "no log");
   const auto texts = [&](const std::wstring& name) {
-    const Result result = Run(L"\"" + folder + name + L"\"");
+    const Result result = Run(L"\"" + _scratch.File(L"logs") + name + L"\"");
     std::string all = std::to_string(result.code);
     for (std::size_t at = 0;
          (at = result.out.find(" 4 ", at)) != std::string::npos;) {
@@ -257,14 +244,11 @@ TEST_F(SwlcatTest, TakesPatternsAndFolders) {
 TEST_F(SwlcatTest, DeciphersTheProductsLogWithItsKeyAlone) {
   if (!HasPrivateKey())
     GTEST_SKIP() << "the build was given a public key alone";
-  const ScopedVariable temp(L"TEMP", _scratch.path());
-  const ScopedVariable tmp(L"TMP", _scratch.path());
-  const ScopedVariable flags(L"VELLOGFLAGS", L"");
+  const LogDirectory logs(L"");
   IVelLog::create(L"SWLCAT");
   VelLog_Print(kLogNotice, L"record %s", L"\x20AC");
   IVelLog::release();
-  const std::wstring file = L"VelTmp\\Logs\\SWLCAT.swl";
-  const std::wstring path = L"\"" + _scratch.File(file) + L"\"";
+  const std::wstring path = L"\"" + logs.Path(L"SWLCAT.swl") + L"\"";
   const std::wstring key =
       std::wstring(L"--key \"") + PrivateKeyPath() + L"\" ";
   const Result result = Run(key + path);
@@ -273,7 +257,7 @@ TEST_F(SwlcatTest, DeciphersTheProductsLogWithItsKeyAlone) {
   EXPECT_EQ(result.out.substr(0, 2), "20") << "the banner gives the date";
 
   EXPECT_EQ(Run(path).code, 1u);
-  std::string bytes = _scratch.Read(file);
+  std::string bytes = logs.Read(L"SWLCAT.swl");
   bytes[40] = static_cast<char>(bytes[40] ^ 1);
   const Result foreign = Run(key + Write(L"foreign.swl", bytes));
   EXPECT_EQ(foreign.code, 1u);
@@ -304,8 +288,7 @@ TEST_F(SwlcatTest, FollowsAcrossARotation) {
   EXPECT_TRUE(printed("18:30:09.544 +12.544 1:1 4 first of the new"));
   TerminateProcess(process.hProcess, 0);
   WaitForSingleObject(process.hProcess, 10000);
-  CloseHandle(process.hThread);
-  CloseHandle(process.hProcess);
+  CloseHandle(process.hThread), CloseHandle(process.hProcess);
   EXPECT_EQ(_scratch.Read(L"problems"), "");
 }
 
