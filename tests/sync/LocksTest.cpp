@@ -11,7 +11,6 @@
 #include "support/VelLogStreamPeer.h"
 #include "sync/OnceGuard.h"
 #include "sync/ProcAddress.h"
-#include "sync/ScopedHandle.h"
 #include "sync/VelDllHolder.h"
 #include "sync/VelMultiReadSpinLock.h"
 #include "sync/VelRecursiveMutex.h"
@@ -234,7 +233,8 @@ TEST(Misuse, Traps) {
 }
 
 constexpr UINT kGotThrough = 42;
-constexpr wchar_t kLast[] = L"[I'm last thread]";
+constexpr const wchar_t* kLast = L"[I'm last thread]";
+constexpr const wchar_t* kWords = L"last words";
 
 const struct Ending {
   void (*hold)();
@@ -250,20 +250,11 @@ const struct Ending {
     {[] { thread_lock.Enter(); }, [] { thread_lock.Enter(); }, 4, L"create"},
     {[] { multi_read.WriteLock(); }, [] { multi_read.ReadLock(); }, 2,
      L"VelMultiReadSpinLock::ValidateLocker - tid=0x"},
-    {[] { test::LogCapture::Lock().lock(); },
-     [] { VelLog_Print(3, L"last words"); }, 3, L"last words"},
+    {[] { test::LogCapture::Lock().lock(); }, [] {}, 3, kWords},
     {[] { VelLogStreamPeer().cipher_lock().lock(); },
-     [] {
-       VelLogStreamPeer().cipher_lock().lock();
-       VelLog_Print(3, L"last words");
-     },
-     3, L"last words"},
-    {[] { new LogMutex; },
-     [] {
-       VelLogStreamPeer().rotation_limit() = 100;
-       VelLog_Print(3, L"last words");
-     },
-     3, L"last words"},
+     [] { VelLogStreamPeer().cipher_lock().lock(); }, 3, kWords},
+    {[] { new LogMutex; }, [] { VelLogStreamPeer().rotation_limit() = 100; }, 3,
+     kWords},
 };
 const Ending* ending = nullptr;
 std::atomic<bool> held{false};
@@ -278,6 +269,7 @@ VEL_CHILD_MAIN(EndWithALockHeld) {
   const HMODULE library = LoadLibraryW(L"sync_library.dll");
   proc_address<void (*)(void (*)())>(library, "CallAtProcessEnd")([] {
     ending->pass();
+    if (ending->line == kWords) VelLog_Print(3, kWords);
     VelLog_FlushBuffer();
     TerminateProcess(GetCurrentProcess(), kGotThrough);
   });

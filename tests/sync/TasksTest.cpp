@@ -1,5 +1,3 @@
-#include <optional>
-
 #include "support/LogCapture.h"
 #include "support/Threads.h"
 #include "sync/EventCache.h"
@@ -117,13 +115,12 @@ TEST(VelDllHolder, SurvivesUsersWhoComeAndGoAndEndsWithTheLibrary) {
   const auto answer_with = answer_of(holder->load());
   answer_with(1);
   holder->unload();
-  std::thread agree([&] {
+  std::jthread agree([&] {
     Sleep(200);
     answer_with(0);
   });
   holder.reset();
   EXPECT_FALSE(is_loaded());
-  agree.join();
 }
 
 }  // namespace
