@@ -25,11 +25,11 @@ class PropTreeReader {
   explicit PropTreeReader(const std::string& bytes) : _bytes(bytes) {}
 
   PlainNode Read() {
-    Require(Narrow() == L"<VELPROP:");
+    Require(Chars(1) == L"<VELPROP:");
     _at += 32;
-    for (std::size_t n = Number(2); n > 0; --n) table.push_back(Narrow());
+    for (std::size_t n = Number(2); n > 0; --n) table.push_back(Chars(1));
     PlainNode root = Node(Number(1));
-    Require(Narrow() == L":VELPROP>");
+    Require(Chars(1) == L":VELPROP>");
     return root;
   }
 
@@ -46,19 +46,14 @@ class PropTreeReader {
     _at += size;
     return number;
   }
-  std::wstring Narrow() {
+  std::wstring Chars(std::size_t size) {
     std::wstring text(Number(4), L' ');
-    for (wchar_t& c : text) c = wchar_t(Number(1));
-    return text;
-  }
-  std::wstring Wide() {
-    std::wstring text(Number(4), L' ');
-    for (wchar_t& c : text) c = wchar_t(Number(2));
+    for (wchar_t& c : text) c = wchar_t(Number(size));
     return text;
   }
   std::wstring Text(std::uint64_t form) {
     Require(form >= 1 && form <= 3);
-    return form == 1 ? Wide() : form == 2 ? Narrow() : table.at(Number(2));
+    return form == 3 ? table.at(Number(2)) : Chars(form == 1 ? 2 : 1);
   }
   PlainNode Node(std::uint64_t tag) {
     PlainNode node;
@@ -66,10 +61,8 @@ class PropTreeReader {
     node.name = Text(tag & 15);
     while ((tag = Number(1)) != 0xFE) {
       const std::wstring name = (tag & 15) == 0 ? L"" : Text(tag & 15);
-      if (tag >> 4 == 4) {
-        node.attributes[name] = std::int64_t(Number(1));
-      } else if (tag >> 4 == 5) {
-        node.attributes[name] = std::int64_t(Number(8));
+      if (tag >> 4 == 4 || tag >> 4 == 5) {
+        node.attributes[name] = std::int64_t(Number(tag >> 4 == 4 ? 1 : 8));
       } else {
         node.attributes[name] = Text(tag >> 4);
       }

@@ -1,6 +1,5 @@
 // What is kept in files: bytes, INI texts and the store of downloads.
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include "proptree/DwlSources.h"
 #include "proptree/FileContents.h"

@@ -101,9 +101,8 @@ struct Probe : public IVelPlugin, public IVelSessionHost {
 
 // A session manager that is slow to stop and tells of it.
 struct FakeSession : public IVelSession {
-  FakeSession(Events& list, std::uint32_t first) : events(list), state(first) {}
+  explicit FakeSession(Events& list) : events(list) {}
 
-  // Ends by itself, as a dying manager does.
   void die(std::uint32_t status) {
     state = VEL_SESSION_STOPPED;
     callback.load()->MgrShutdown(status);
@@ -140,7 +139,7 @@ struct FakeSession : public IVelSession {
   void reserved_9() override {}
 
   Events& events;
-  std::atomic<std::uint32_t> state;
+  std::atomic<std::uint32_t> state{VEL_SESSION_STOPPED};
   std::atomic<bool> stopping{false};
   std::atomic<IVelSessionCallback*> callback{nullptr};
   std::atomic<int> starts{0};
@@ -149,7 +148,6 @@ struct FakeSession : public IVelSession {
   std::function<void()> on_start;
 };
 
-// A product folder with the session library.
 struct SessionRig : public ISessionDoor {
   SessionRig() {
     open_door<ISessionDoor>(this);
@@ -158,13 +156,12 @@ struct SessionRig : public ISessionDoor {
   }
   IVelSession* create_session() override {
     events.add(L"create");
-    return &sessions.emplace_back(events, first_state);
+    return &sessions.emplace_back(events);
   }
 
   ScratchDirectory directory;
   Events events;
   std::deque<FakeSession> sessions;
-  std::uint32_t first_state = VEL_SESSION_STOPPED;
 };
 
 }  // namespace vel::test

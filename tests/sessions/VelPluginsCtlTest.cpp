@@ -202,13 +202,12 @@ TEST_F(VelPluginsCtlTest, AMenuEventCountsAndNoneBeginsAfterTheStop) {
   SlowHandler handler;
   _a.on_item = &handler;
   _ctl.on_tray_menu_popup(&menu);
-  std::thread chosen([&] { menu.handlers[0]->on_menu_event(5, 7, 0); });
+  std::jthread chosen([&] { menu.handlers[0]->on_menu_event(5, 7, 0); });
   EXPECT_TRUE(test::WaitUntil([&] { return handler.begun == 1; }));
   _ctl.stop();
   EXPECT_EQ(1, handler.ended);
   menu.handlers[0]->on_menu_event(5, 7, 0);
   EXPECT_EQ(1, handler.begun);
-  chosen.join();
 }
 
 TEST_F(VelPluginsCtlTest, StopGivesUpAPluginWhoseEventDoesNotEnd) {

@@ -16,7 +16,6 @@ constexpr std::uint32_t kControlCExit = 0xC000013A;
 
 class VelSessionHolderTest : public testing::Test {
  protected:
-  // A holder with a running session.
   std::unique_ptr<VelSessionHolder> running() {
     auto holder = std::make_unique<VelSessionHolder>(&_host, L"Normal");
     holder->make_active();

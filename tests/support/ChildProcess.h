@@ -67,7 +67,6 @@ class [[nodiscard]] ChildProcess {
   DWORD _id = 0;
 };
 
-// Full path of the running test program.
 std::wstring TestProgramPath();
 
 }  // namespace vel::test

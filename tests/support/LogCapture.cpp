@@ -1,7 +1,6 @@
 #include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include <algorithm>
 

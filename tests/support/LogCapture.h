@@ -26,7 +26,6 @@ class [[nodiscard]] LogCapture {
 
   // All records so far, the collected ones too: pushes the buffer out first.
   std::vector<LogLine> Lines() const;
-  // A record of this level whose text has `text` in it.
   bool Contains(unsigned level, std::wstring_view text) const;
   // Only what is in the file, with nothing pushed out.
   std::vector<LogLine> LinesOnDisk() const { return ReadLog(_path); }

@@ -1,7 +1,6 @@
 #include "support/LogFile.h"
 
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include <cstring>
 #include <cwchar>

@@ -7,7 +7,6 @@
 
 namespace vel::test {
 
-// One record, taken apart.
 struct LogLine {
   unsigned tick = 0;
   unsigned process = 0;

@@ -15,7 +15,6 @@ class [[nodiscard]] ScratchDirectory {
 
   // Without a backslash at the end.
   const std::wstring& path() const { return _path; }
-  // Full path of `name`, which may hold backslashes.
   std::wstring File(const std::wstring& name) const;
   // Writes a file, with the directories above it, and gives its full path.
   std::wstring Write(const std::wstring& name, const std::string& bytes) const;

@@ -32,7 +32,6 @@ DWORD WINAPI Watch(void*) {
   return 0;
 }
 
-// Counts over all repetitions of the tests.
 struct Progress : testing::EmptyTestEventListener {
   void OnTestIterationStart(const testing::UnitTest& all, int) override {
     to_run += all.test_to_run_count();
@@ -53,7 +52,6 @@ void RefuseExitInATest() {
   TerminateProcess(GetCurrentProcess(), kExitInATestCode);
 }
 
-// Runs the tests and returns the program's exit code.
 int RunTests() {
   auto* progress = new Progress;  // gtest deletes it at the end of the process
   testing::UnitTest::GetInstance()->listeners().Append(progress);

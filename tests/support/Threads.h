@@ -34,14 +34,13 @@ class Meeting {
 template <typename Body>
 void RunTogether(int count, Body body) {
   Meeting start(count);
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (int i = 0; i < count; ++i) {
     threads.emplace_back([&start, &body, i] {
       start.Join();
       body(i);
     });
   }
-  for (std::thread& thread : threads) thread.join();
 }
 
 // A thread that has run `body` and then just exists, holding what it took,

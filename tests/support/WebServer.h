@@ -44,7 +44,6 @@ class [[nodiscard]] WebServer {
   }
   ~WebServer() { Stop(); }
 
-  // From here on nobody listens.
   void Stop() {
     closesocket(std::exchange(_listener, INVALID_SOCKET));
     if (_thread.joinable()) _thread.join();

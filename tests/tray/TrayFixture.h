@@ -140,7 +140,6 @@ class TrayFixture : public testing::Test,
   static LRESULT Mouse(LPARAM mouse_message) {
     return Send(kTrayCallbackMessage, 77, mouse_message);
   }
-  // Shows the icon and forgets the calls up to then.
   void Show() {
     icon().set_visible(true);
     _menu.Settle(Window());

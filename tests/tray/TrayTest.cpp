@@ -1,5 +1,4 @@
 // The tray with its icon and menu.
-#include <thread>
 
 #include "TrayFixture.h"
 #include "process/ProcessState.h"
@@ -107,7 +106,7 @@ TEST_F(TrayMenuHolderTest, WhatWaitsBehindAShutdownStartsNothing) {
   tray().need_session(L"Normal");
   VelSessionHolder* const holder = tray().get_session_holder(L"Normal");
   std::uint32_t result = 0;
-  std::vector<std::thread> waiting;
+  std::vector<std::jthread> waiting;
   _a.on_event = [&](const std::wstring& event) {
     if (event != L"query") return;
     waiting.emplace_back(
@@ -117,13 +116,12 @@ TEST_F(TrayMenuHolderTest, WhatWaitsBehindAShutdownStartsNothing) {
   };
   Take();
   EXPECT_EQ(tray().close_session(L"Normal", 0), VEL_STATUS_OK);
-  for (std::thread& thread : waiting) thread.join();
+  waiting.clear();
   EXPECT_EQ(result, 7u) << "any other close";
   EXPECT_TRUE(Has(L"create"));
   Take();
-  waiting.clear();
   EXPECT_EQ(tray().shutdown(VEL_SHUTDOWN_USER), VEL_STATUS_OK);
-  for (std::thread& thread : waiting) thread.join();
+  waiting.clear();
   EXPECT_EQ(result, std::uint32_t{VEL_STATUS_SHUTTING_DOWN});
   EXPECT_TRUE(Has(L"release") && !Has(L"create"));
   EXPECT_TRUE(QuitPosted());
@@ -188,10 +186,9 @@ TEST_F(TrayMenuHolderTest, RefusesTheCallThatClosesARingOfTwoThreads) {
     Sleep(500);
     EXPECT_EQ(_a.host->need_session(L"Later"), kRing);
   };
-  std::thread start([&] { tray().need_session(L"One"); });
+  std::jthread start([&] { tray().need_session(L"One"); });
   EXPECT_TRUE(test::WaitUntil([&] { return starting.load(); }));
   EXPECT_EQ(tray().close_session(nullptr, 0), VEL_STATUS_OK);
-  start.join();
 }
 
 TEST_F(TrayMenuHolderTest, AShutdownThatAnExceptionEndsTakesItsTipBack) {
@@ -239,14 +236,13 @@ TEST_F(VELTrayIconTest, TheEndClosesAnOpenMenu) {
   EXPECT_TRUE(test::WaitUntil([&] { return open.load(); }));
   Sleep(300);
   // Nobody else closes it in time.
-  std::thread user([&] {
+  std::jthread user([&] {
     Sleep(6000);
     PostMessageW(window, WM_CANCELMODE, 0, 0);
   });
   const ULONGLONG start = GetTickCount64();
   _tray.reset();
   EXPECT_LT(GetTickCount64() - start, 5000u);
-  user.join();
 }
 
 TEST_F(VELTrayIconTest, WalksThroughItsStates) {
