@@ -26,7 +26,9 @@ class User {
   // `path` without what stands before Firefox's directory.
   std::wstring relative(const std::wstring& path) const {
     const std::wstring base = _scratch.path() + L"\\Mozilla\\Firefox\\";
-    return path.starts_with(base) ? L"~" + path.substr(base.size()) : path;
+    const bool is_below =
+        _wcsnicmp(path.c_str(), base.c_str(), base.size()) == 0;
+    return is_below ? L"~" + path.substr(base.size()) : path;
   }
   // name|path|default, one a line.
   std::wstring list() const {

@@ -35,7 +35,7 @@ LRESULT CALLBACK window_proc(HWND window, UINT message, WPARAM w, LPARAM l) {
   if (message == WM_CLOSE && is("stubborn")) return 0;
   if (message == WM_DESTROY && !is("stubborn")) PostQuitMessage(0);
   if (message == WM_DESTROY && is("stubborn")) {
-    if (++destroys == 2 && sent != InSendMessage()) note("destroy ");
+    if (++destroys > 1) note(sent != InSendMessage() ? "destroy " : "again ");
     sent = InSendMessage();
   }
   return DefWindowProcW(window, message, w, l);
