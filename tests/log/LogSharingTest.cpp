@@ -82,7 +82,7 @@ std::vector<std::vector<LONG>> ReadBoth(const std::wstring& path) {
 // Emptied files take the beginning of each writer's records away; a writer may
 // also have ended before all that is left. What is left has no other gap.
 TEST(LogSharing, EightProcessesSomeSlowSomeKilled) {
-  constexpr unsigned pushes = 500;
+  constexpr unsigned pushes = 200;
   const test::LogDirectory logs(test::HasPrivateKey() ? L"0" : L"1");
   Progress& progress = OpenProgress();
   std::memset(const_cast<LONG*>(progress.begun), 0, sizeof progress);
@@ -93,7 +93,7 @@ TEST(LogSharing, EightProcessesSomeSlowSomeKilled) {
     children.emplace_back(L"ShareTheLog", std::to_wstring(i) + L" " + pace);
   }
   for (unsigned i = 2; i < kWriters; i += 4) {
-    const LONG enough = static_cast<LONG>(1000 * i + GetTickCount() % 500);
+    const LONG enough = static_cast<LONG>(300 * i + GetTickCount() % 500);
     EXPECT_TRUE(test::WaitUntil([&] { return progress.begun[i] > enough; }));
     children[i].Kill();
   }
