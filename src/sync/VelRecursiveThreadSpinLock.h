@@ -28,8 +28,8 @@ namespace vel {
 // purpose.
 // Known limit: the words aren't cleared in one step. When an owner leaves and
 // its thread ends while another thread's TryEnter() looks at it, that call can
-// clear the count of the next owner. A thread should outlive its last use of the
-// lock by a moment.
+// clear the count of the next owner. A thread should outlive its last use of
+// the lock by a moment.
 // Fairness: none. Recursion: 2^31 - 1 entries. Misuse: an exception. Process
 // end: no special test; a removed owner is found dead by the next try.
 // TryEnter(), Enter() and Leave() may change the last error.
