@@ -99,20 +99,24 @@ TEST_F(LifeTest, ACloseOfTheWindowEndsTheTray) {
 
 // A message that the system can't hand to the window ends the thread's loop.
 // Wine's window thread gets an error for one that is only just too much for its
-// stack; a little more isn't even delivered.
+// stack; often it is ended at once, and no code of the tray runs.
 TEST_F(LifeTest, AWindowThreadThatEndsTakesTheTrayWithIt) {
+  const LogDirectory logs(L"1");
   UsePlugins({""});
   ASSERT_TRUE(StartTray());
-  std::size_t handled = 1000000;
-  std::size_t refused = 1048576;
-  while (refused - handled > 1 && IsWindow(FindTray())) {
-    const std::size_t size = (handled + refused) / 2;
-    const bool done =
-        SendCommand(VELGUI_IPC_CONFIGURE, std::wstring(size, L'x'));
-    (done ? handled : refused) = size;
+  std::wstring text(1041000, L'x');
+  while (text.size() < 1048000 && SendCommand(VELGUI_IPC_CONFIGURE, text)) {
+    text.append(16, L'x');
   }
-  if (refused - handled <= 1) {
-    GTEST_SKIP() << "this system hands a message over or refuses it";
+  const auto has_error = [&] {
+    return LogCapture::Contains(ReadLog(logs.Path(L"VELGUI.swl")), 3,
+                                L"tray_window_thread GetMessage error");
+  };
+  if (IsWindow(FindTray())) GTEST_SKIP() << "every message is handed over";
+  if (!WaitUntil(has_error, 3000)) {
+    tray().Kill();
+    static_cast<void>(WaitForTray());
+    GTEST_SKIP() << "the system has ended the window's thread itself";
   }
   EXPECT_EQ(WaitForTray(), 0u);
   EXPECT_EQ(Seen("destroy"), 1u) << Log();
