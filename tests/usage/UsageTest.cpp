@@ -30,9 +30,9 @@ namespace {
 
 // The clock of the tests. Each wait goes to the next of these times and, after
 // the last, is ended by the stop.
-std::vector<std::int64_t> times;
+using Times = std::vector<std::int64_t>;
+Times times, reports;
 std::size_t at;
-std::vector<std::int64_t> reports;
 bool server_is_there;
 
 const UsageCalls kTestCalls = {
@@ -59,7 +59,7 @@ class UsageTest : public testing::Test {
                        nullptr);
   }
   // One run of the monitor over these times.
-  static void Run(std::vector<std::int64_t> run_times, bool server,
+  static void Run(Times run_times, bool server = true,
                   const UsageCalls& calls = kTestCalls) {
     times = std::move(run_times);
     at = 0;
@@ -73,17 +73,15 @@ class UsageTest : public testing::Test {
   test::ScopedRegistry _registry;
 };
 
-using Times = std::vector<std::int64_t>;
-
 TEST_F(UsageTest, CountsSecondsAndStarts) {
-  Run({5000, 5030, 5060, 5095}, true);
+  Run({5000, 5030, 5060, 5095});
   EXPECT_EQ(Counter(L"UsedTime"), 95u);
   // A clock that is set back stands still until it is past that time again.
-  Run({9000, 5400, 8999, 9010}, true);
+  Run({9000, 5400, 8999, 9010});
   EXPECT_EQ(Counter(L"UsedTime"), 105u);
   EXPECT_EQ(Counter(L"StartsCount"), 2u);
   RegSetDword(HKEY_CURRENT_USER, kProductKey, L"UsedTime", 0xFFFFFFFF, 0);
-  Run({100, 103}, true);
+  Run({100, 103});
   EXPECT_EQ(Counter(L"UsedTime"), 2u);
 }
 
@@ -96,13 +94,11 @@ TEST_F(UsageTest, ABuildWithoutAHostCountsAndReportsNothing) {
   EXPECT_EQ(LastReport(), 0u);
   EXPECT_EQ(Counter(L"UsedTime"), 1800u);
   EXPECT_EQ(Counter(L"StartsCount"), 1u);
-  const auto lines = log.Lines();
-  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                          [](const test::LogLine& line) {
-                            return line.level == 2 &&
-                                   line.text.find(L"reports are off") !=
-                                       std::wstring::npos;
-                          }),
+  EXPECT_EQ(std::ranges::count_if(log.Lines(),
+                                  [](const test::LogLine& line) {
+                                    return test::LogCapture::Contains(
+                                        {line}, 2, L"reports are off");
+                                  }),
             1);
 }
 
@@ -118,7 +114,7 @@ TEST(UsageHost, OneThatCannotExistIsNotAskedFor) {
 }
 
 TEST_F(UsageTest, ReportsEvery900Seconds) {
-  Run({100000, 100899, 100900, 101799, 101800}, true);
+  Run({100000, 100899, 100900, 101799, 101800});
   EXPECT_EQ(reports, (Times{100000, 100900, 101800}));
   EXPECT_EQ(LastReport(), 101800u);
   // One that fails is tried again at each round.
@@ -128,21 +124,21 @@ TEST_F(UsageTest, ReportsEvery900Seconds) {
   // What can't be a time counts as one that hasn't come yet.
   RegSetQword(HKEY_CURRENT_USER, kProductKey, L"LastUsageReport64",
               0x7FFFFFFFFFFFFFFF);
-  Run({102790}, true);
+  Run({102790});
   EXPECT_EQ(reports, Times{});
   RegRemoveValue(HKEY_CURRENT_USER, kProductKey, L"LastUsageReport64", 0);
   RegSetDword(HKEY_CURRENT_USER, kProductKey, L"LastUsageReport", 200000, 0);
-  Run({200899, 200900}, true);
+  Run({200899, 200900});
   EXPECT_EQ(reports, Times{200900});
   EXPECT_EQ(LastReport(), 200900u);
 }
 
 // A slow server, or a message that nobody has answered yet.
 TEST_F(UsageTest, TheEndWaitsForAReportThatIsUnderWay) {
-  static HANDLE answer;
+  static const HANDLE answer = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   static std::atomic<bool> sending;
-  answer = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   sending = false;
+  ResetEvent(answer);
   std::atomic<bool> ended = false;
   times = {100000};
   at = 0;
@@ -163,7 +159,6 @@ TEST_F(UsageTest, TheEndWaitsForAReportThatIsUnderWay) {
   SetEvent(answer);
   end.join();
   EXPECT_EQ(LastReport(), 100000u);
-  CloseHandle(answer);
 }
 
 // Outside of the tests' registry, which has no providers.
@@ -208,59 +203,57 @@ TEST_F(UsageTest, TheReportSaysWhatItMayAndNoMore) {
                   L"\\d\\d-\\d\\d_[a-z0-9]{4}")));
 }
 
-std::wstring HostOf(const test::WebServer& server) {
+const std::string kOk = "HTTP/1.0 200 OK\r\n\r\n";
+
+bool Report(const test::WebServer& server, const wchar_t* reason) {
   const std::wstring url = server.Url(L"");
-  return url.substr(7, url.find(L':', 7) - 7);
+  return SendUsageStatsReportTo(url.substr(7, url.find(L':', 7) - 7).c_str(),
+                                reason);
 }
 
 TEST_F(UsageTest, GoesToThePathOfItsReason) {
-  const std::string ok = "HTTP/1.0 200 OK\r\n\r\n";
-  test::WebServer server({{"/periodic", {ok + "/msg=\"no id\""}},
+  test::WebServer server({{"/periodic", {kOk + "/msg=\"no id\""}},
                           {"/install", {"HTTP/1.0 500 Bad\r\n\r\n"}},
-                          {"/uninstall", {ok}}},
+                          {"/uninstall", {kOk}}},
                          80);
   if (server.port() == 0) GTEST_SKIP() << "Port 80 can't be had here.";
   const test::LogCapture log;
-  const std::wstring host = HostOf(server);
-  for (const wchar_t* reason : {L"periodic", L"install", L"other"}) {
-    EXPECT_TRUE(SendUsageStatsReportTo(host.c_str(), reason));
+  const std::pair<const wchar_t*, std::string> rows[] = {
+      {L"periodic", "/periodic"},
+      {L"install", "/install"},
+      {L"other", "/uninstall"}};
+  for (const auto& [reason, path] : rows) {
+    EXPECT_TRUE(Report(server, reason));
+    const std::string request = server.requests().back();
+    EXPECT_EQ(request.find("POST " + path + " HTTP/1."), 0u);
+    EXPECT_NE(request.find("Content-Type: text/html"), std::string::npos);
+    EXPECT_NE(request.find("\r\n\r\nReason="), std::string::npos);
   }
+  EXPECT_EQ(server.requests().size(), 3u);
   EXPECT_TRUE(log.Contains(1,
                            L"SendUsageStatsReport('periodic') - OK, "
                            L"responce: /msg=\"no id\""));
   server.Stop();
-  EXPECT_FALSE(SendUsageStatsReportTo(host.c_str(), L"install"));
+  EXPECT_FALSE(Report(server, L"install"));
   EXPECT_TRUE(
       log.Contains(2, L"SendUsageStatsReport('install') - failed, le=1"));
-  const char* const paths[] = {"/periodic", "/install", "/uninstall"};
-  ASSERT_EQ(server.requests().size(), 3u);
-  for (int i = 0; i < 3; ++i) {
-    const std::string& request = server.requests()[std::size_t(i)];
-    EXPECT_EQ(request.find(std::string("POST ") + paths[i] + " HTTP/1."), 0u);
-    EXPECT_NE(request.find("Content-Type: text/html"), std::string::npos);
-    EXPECT_NE(request.find("\r\n\r\nReason="), std::string::npos);
-  }
 }
 
 TEST_F(UsageTest, OutlivesAReplyThatMemoryCannotHold) {
   constexpr std::size_t kLength = 900'000;
-  test::WebServer server(
-      {{"/periodic", {"HTTP/1.0 200 OK\r\n\r\n" + std::string(kLength, 'x')}}},
-      80);
+  test::WebServer server({{"/periodic", {kOk + std::string(kLength, 'x')}}},
+                         80);
   if (server.port() == 0) GTEST_SKIP() << "Port 80 can't be had here.";
   const test::LogCapture log(2);
   {
     const test::MemoryRunsOut memory(0, kLength * sizeof(wchar_t));
-    EXPECT_TRUE(SendUsageStatsReportTo(HostOf(server).c_str(), L"periodic"));
+    EXPECT_TRUE(Report(server, L"periodic"));
     EXPECT_TRUE(memory.happened());
   }
   EXPECT_TRUE(log.Contains(2, L"SendUsageStatsReport('periodic') - "));
 }
 
 std::wstring opened;
-void NoteUrl(const std::wstring& url) {
-  opened = url;
-}
 
 // Presses a button of the message once it is there, and gives its text.
 std::wstring Press(int button) {
@@ -276,26 +269,32 @@ std::wstring Press(int button) {
   return text;
 }
 
+// Shows the reply's message, and gives its text.
+std::wstring Show(const std::wstring& reply, int button) {
+  opened = L"";
+  std::thread thread([&reply] {
+    show_beta_message(reply, [](const std::wstring& url) { opened = url; });
+  });
+  const std::wstring text = Press(button);
+  thread.join();
+  return text;
+}
+
+std::uint64_t ShownAt(const std::wstring& id) {
+  return RegGetQword(HKEY_CURRENT_USER, L"Software\\Tessavane\\VEL\\BetaMsg",
+                     id, nullptr);
+}
+
 TEST_F(UsageTest, ShowsAMessageOncePerId) {
-  const auto shown = [](const wchar_t* id) {
-    return RegGetQword(HKEY_CURRENT_USER, L"Software\\Tessavane\\VEL\\BetaMsg",
-                       id, nullptr);
-  };
-  const auto show = [](const std::wstring& reply, int button) {
-    std::thread thread([&reply] { show_beta_message(reply, &NoteUrl); });
-    const std::wstring text = Press(button);
-    thread.join();
-    return text;
-  };
   show_beta_message(L"/msg=\"never\"");
   show_beta_message(L"/id=\"0\"");
-  EXPECT_EQ(show(widen("/msg=\"gr\xC3\xBC\xC3\x9F\" /id=\"7\""), IDOK),
+  EXPECT_EQ(Show(widen("/msg=\"gr\xC3\xBC\xC3\x9F\" /id=\"7\""), IDOK),
             L"gr\xFC\xDF");
-  EXPECT_GT(shown(L"7"), 1600000000u);
+  EXPECT_GT(ShownAt(L"7"), 1600000000u);
   show_beta_message(L"/msg=\"again\" /id=\"7\"");
-  EXPECT_EQ(show(L"/msg=\"m\" /id=\"8\" /url=\"http://x.invalid/\"", IDNO),
+  EXPECT_EQ(Show(L"/msg=\"m\" /id=\"8\" /url=\"http://x.invalid/\"", IDNO),
             L"m");
-  EXPECT_NE(shown(L"8"), 0u);
+  EXPECT_NE(ShownAt(L"8"), 0u);
   EXPECT_EQ(opened, L"");
 }
 
@@ -312,23 +311,17 @@ TEST_F(UsageTest, OpensNothingButPlainPages) {
       {L"http://x.invalid\\share", false},
       {L"http://x.invalid/\r\n", false},
       {L"http://x.invalid/\x7f", false},
-      {L"\\\\x.invalid\\share\\run.exe", false},
-  };
+      {L"\\\\x.invalid\\share\\run.exe", false}};
   std::wstring id = L"1";
   for (const auto& [url, is_page] : rows) {
     id += L'1';
     const test::LogCapture log(2);
     const std::wstring reply =
         L"/msg=\"m\" /id=\"" + id + L"\" /url=\"" + url + L"\"";
-    opened = L"";
-    std::thread thread([&reply] { show_beta_message(reply, &NoteUrl); });
-    EXPECT_EQ(Press(IDYES), L"m");
-    thread.join();
+    EXPECT_EQ(Show(reply, IDYES), L"m");
     EXPECT_EQ(opened, is_page ? url : L"");
     EXPECT_EQ(log.Contains(2, L"show_beta_message(" + id + L")"), !is_page);
-    EXPECT_NE(RegGetQword(HKEY_CURRENT_USER,
-                          L"Software\\Tessavane\\VEL\\BetaMsg", id, nullptr),
-              0u);
+    EXPECT_NE(ShownAt(id), 0u);
   }
 }
 
