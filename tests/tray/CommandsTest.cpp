@@ -50,28 +50,23 @@ TEST(RunCommand, LooksForTheNameWithoutScanningTheParameters) {
     });
   };
   EXPECT_LE(work(20000), 2 * work(10000));
-  const std::tuple<const wchar_t*, const wchar_t*, std::size_t> rows[] = {
-      {L"ab", L"ab", 0},
-      {L"\"ab", L"ab", 1},
-      {L"--ab", L"ab", View::npos},
-      {L"a", L"", 0},
-      {L"", L"a", View::npos}};
-  for (const auto& [text, name, position] : rows) {
+  for (const auto& [text, name, position] :
+       {std::tuple{L"ab", L"ab", std::size_t{0}},
+        {L"\"ab", L"ab", 1},
+        {L"--ab", L"ab", View::npos},
+        {L"a", L"", 0},
+        {L"", L"a", View::npos}}) {
     EXPECT_EQ(leading_position<View>(text, name), position) << text;
   }
 }
 
 // What another process sends is read in memory in proportion to its length.
 TEST(RunCommand, TakesMemoryInProportion) {
-  const auto repeated = [](const std::wstring& piece, std::size_t count) {
-    std::wstring text;
-    while (count-- > 0) text += piece;
-    return text;
-  };
   for (const std::wstring piece :
        {L"\\~", L"a", L"\a1", L"http://", L".htm "}) {
     const auto bytes = [&](std::size_t count) {
-      const std::wstring text = repeated(piece, count);
+      std::wstring text;
+      while (count-- > 0) text += piece;
       const std::wstring line = L"/shex_file=\"C:" + text +
                                 L"\" /shex_par=\"C:" + text + text + L"\"";
       const std::uint64_t before = test::AllocatedBytes();
@@ -131,9 +126,9 @@ TEST_F(GuiIpcServer, HandsABlockToThePlugInAndBackIfItHasRoom) {
 TEST_F(GuiIpcServer, RefusesBlocksThatAreNotWhatTheySay) {
   const ScopedHandle mapping(CreateFileMappingW(
       INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4096, L"bmmap_vt"));
-  const auto ask = [this](const std::wstring& length) {
-    return tray().OnPipeCommand(13,
-                                L"/bmmap=\"vt\" /bmlen=\"" + length + L"\"");
+  const auto ask = [this](const std::wstring& length, wchar_t block = L't') {
+    return tray().OnPipeCommand(13, std::wstring(L"/bmmap=\"v") + block +
+                                        L"\" /bmlen=\"" + length + L"\"");
   };
   // The last one is larger than the mapping.
   for (const wchar_t* length : {L"0", L"-1", L"", L"x", L"16777216",
@@ -142,16 +137,14 @@ TEST_F(GuiIpcServer, RefusesBlocksThatAreNotWhatTheySay) {
   }
   EXPECT_EQ(ask(L"4096"), 2);
   // Pages that are only reserved, all of them or those past the first.
-  const DWORD kSize = 0x100000;
   const ScopedHandle reserved(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr,
                                                  PAGE_READWRITE | SEC_RESERVE,
-                                                 0, kSize, L"bmmap_vr"));
+                                                 0, 0x100000, L"bmmap_vr"));
   void* const view = MapViewOfFile(reserved.get(), FILE_MAP_WRITE, 0, 0, 0);
-  const std::wstring named = L"/bmmap=\"vr\" /bmlen=\"";
-  EXPECT_EQ(tray().OnPipeCommand(13, named + L"4\""), 1);
+  EXPECT_EQ(ask(L"4", L'r'), 1);
   VirtualAlloc(view, 4096, MEM_COMMIT, PAGE_READWRITE);
-  EXPECT_EQ(tray().OnPipeCommand(13, named + L"8192\""), 1);
-  EXPECT_EQ(tray().OnPipeCommand(13, named + L"4096\""), 2);
+  EXPECT_EQ(ask(L"8192", L'r'), 1);
+  EXPECT_EQ(ask(L"4096", L'r'), 2);
   UnmapViewOfFile(view);
 }
 
