@@ -32,26 +32,28 @@ namespace {
 
 constexpr wchar_t kLowLabel[] = L"11 1 S-1-16-4096;";
 
+std::wstring SidText(PSID sid) {
+  ScopedSidText text;
+  ConvertSidToStringSidW(sid, text.put());
+  return text.get();
+}
+
 // "type mask SID;" of each entry.
 std::wstring AclText(ACL* acl) {
   std::wstring text;
   ACCESS_ALLOWED_ACE* entry = nullptr;
   for (DWORD i = 0; acl != nullptr && i < acl->AceCount; ++i) {
     GetAce(acl, i, reinterpret_cast<void**>(&entry));
-    ScopedSidText sid;
-    ConvertSidToStringSidW(&entry->SidStart, sid.put());
-    text +=
-        FormatWide(L"%x %x %s;", entry->Header.AceType, entry->Mask, sid.get());
+    text += FormatWide(L"%x %x ", entry->Header.AceType, entry->Mask) +
+            SidText(&entry->SidStart) + L";";
   }
   return text;
 }
 
 TEST(DescriptorsTest, HoldTheListsAndTheLabel) {
-  ScopedSidText user;
-  ConvertSidToStringSidW(LookupSidCurrentUser(), user.put());
   const std::wstring user_list =
-      FormatWide(L"0 10000000 %s;", user.get()) +
-      L"0 10000000 S-1-5-4;0 10000000 S-1-2-0;0 10000000 S-1-5-32-544;";
+      L"0 10000000 " + SidText(LookupSidCurrentUser()) +
+      L";0 10000000 S-1-5-4;0 10000000 S-1-2-0;0 10000000 S-1-5-32-544;";
   struct {
     PSECURITY_DESCRIPTOR descriptor;
     WORD control;
@@ -60,8 +62,7 @@ TEST(DescriptorsTest, HoldTheListsAndTheLabel) {
       {GetSecurityDescriptorUserLow(), 0x14, user_list, kLowLabel},
       {GetSecurityDescriptorUser(), 0x4, user_list, L""},
       {GetSecurityDescriptorSystem(), 0x4,
-       L"0 10000000 S-1-5-18;0 10000000 S-1-5-32-544;", L""},
-  };
+       L"0 10000000 S-1-5-18;0 10000000 S-1-5-32-544;", L""}};
   for (const auto& row : rows) {
     const auto* made = static_cast<const SECURITY_DESCRIPTOR*>(row.descriptor);
     EXPECT_EQ(made->Control, row.control);
@@ -70,14 +71,18 @@ TEST(DescriptorsTest, HoldTheListsAndTheLabel) {
   }
 }
 
+constexpr PSECURITY_DESCRIPTOR (*kDescriptors[])() = {
+    GetSecurityDescriptorUser, GetSecurityDescriptorUserLow,
+    GetSecurityDescriptorSystem};
+
 // What was made before the exit handlers ran is asked for after them, when the
 // memory that they gave back is in use again.
 struct AsksAfterTheExitHandlers {
   ~AsksAfterTheExitHandlers() {
     if (!is_due) return;
-    std::vector<std::vector<BYTE>> reused;
+    std::vector<std::string> reused;
     for (std::size_t size = 16; size <= 8192; size += 16) {
-      reused.emplace_back(size, BYTE{0xCD});
+      reused.emplace_back(size, '\xCD');
     }
     for (ACL* list : {DaclUser(), DaclSystem()}) {
       if (!IsValidAcl(list) || list->AclSize != 1024) _exit(2);
@@ -85,10 +90,8 @@ struct AsksAfterTheExitHandlers {
     for (PSID sid : {LookupSidCurrentUser(), LookupSidEveryone()}) {
       if (!IsValidSid(sid)) _exit(3);
     }
-    for (PSECURITY_DESCRIPTOR descriptor :
-         {GetSecurityDescriptorUser(), GetSecurityDescriptorUserLow(),
-          GetSecurityDescriptorSystem()}) {
-      if (!IsValidSecurityDescriptor(descriptor)) _exit(4);
+    for (const auto get : kDescriptors) {
+      if (!IsValidSecurityDescriptor(get())) _exit(4);
     }
     _exit(5);
   }
@@ -99,9 +102,7 @@ struct AsksAfterTheExitHandlers {
 
 VEL_CHILD_MAIN(AsksToTheVeryEnd) {
   DaclUser();
-  GetSecurityDescriptorUser();
-  GetSecurityDescriptorUserLow();
-  GetSecurityDescriptorSystem();
+  for (const auto get : kDescriptors) get();
   AsksAfterTheExitHandlers::is_due = true;
   return 0;
 }
@@ -112,6 +113,11 @@ TEST(DescriptorsTest, AreMadeAgainAfterTheExitHandlers) {
 
 ScopedHandle OwnToken() {
   return OpenProcessTokenFor(TOKEN_ALL_ACCESS, GetCurrentProcess());
+}
+
+ScopedHandle CopyOfToken(TOKEN_TYPE type) {
+  return DuplicateTokenFor(OwnToken().get(), TOKEN_ALL_ACCESS,
+                           SecurityImpersonation, type);
 }
 
 // 0 for no token.
@@ -126,9 +132,7 @@ TEST(VelImpersonatorTest, NestsFailsAndPutsBackWhatItFound) {
   const auto now = [] {
     return IdOf(OpenThreadTokenQuery(GetCurrentThread()));
   };
-  const ScopedHandle a =
-      DuplicateTokenFor(OwnToken().get(), TOKEN_ALL_ACCESS,
-                        SecurityImpersonation, TokenImpersonation);
+  const ScopedHandle a = CopyOfToken(TokenImpersonation);
   const test::LogCapture log;
   {
     const VelImpersonateToken as_a(a.get());
@@ -190,18 +194,18 @@ TEST(ObjectSecurityTest, GivesObjectsTheListOfEveryoneOrOfAToken) {
   const ScopedHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
   SetObjectSecurityEveryone(event.get(), EVENT_ALL_ACCESS);
   EXPECT_EQ(DaclOf(event.get()), L"0 1f0003 S-1-1-0;");
-  const ScopedHandle token = DuplicateTokenFor(
-      OwnToken().get(), TOKEN_ALL_ACCESS, SecurityImpersonation, TokenPrimary);
-  TOKEN_DEFAULT_DACL list = {DaclSystem()};
-  ASSERT_TRUE(
-      SetTokenInformation(token.get(), TokenDefaultDacl, &list, sizeof list));
+  const ScopedHandle token = CopyOfToken(TokenPrimary);
+  const auto set_list = [&token](ACL* dacl) {
+    TOKEN_DEFAULT_DACL list = {dacl};
+    EXPECT_TRUE(
+        SetTokenInformation(token.get(), TokenDefaultDacl, &list, sizeof list));
+  };
+  set_list(DaclSystem());
   EXPECT_TRUE(SetObjectDefaultDacl(event.get(), token.get()));
   const std::wstring of_token = AclText(DaclSystem());
   EXPECT_EQ(DaclOf(event.get()), of_token);
   // No list isn't the list that lets everyone in.
-  list.DefaultDacl = nullptr;
-  ASSERT_TRUE(
-      SetTokenInformation(token.get(), TokenDefaultDacl, &list, sizeof list));
+  set_list(nullptr);
   EXPECT_FALSE(SetObjectDefaultDacl(event.get(), token.get()));
   EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_SECURITY_ON_OBJECT});
   EXPECT_EQ(DaclOf(event.get()), of_token);
@@ -219,9 +223,9 @@ TEST(TokensTest, KnowTheirGroupsAndTheUserAtTheConsole) {
   DWORD session = kUnknownSession;
   static_cast<void>(GetConsoleUserToken(session));
   EXPECT_NE(session, kUnknownSession);
-  DWORD known = 4711;
-  static_cast<void>(GetConsoleUserToken(known));
-  EXPECT_EQ(known, 4711u);
+  session = 4711;
+  static_cast<void>(GetConsoleUserToken(session));
+  EXPECT_EQ(session, 4711u);
 }
 
 TEST(SessionObjectNameTest, Session0HasTheNamesOfTheMachine) {
@@ -291,16 +295,19 @@ TEST(SetSidAccessOnPathTest, AMarkerKeepsTheGrantFromBeingMadeTwice) {
       2, L"SetSidAccessOnPath'%VEL_NONE%\\x', 0x1) - failed to expand path"));
 }
 
-std::vector<BYTE> MachineValue() {
+using Bytes = std::vector<BYTE>;
+
+Bytes MachineValue() {
   return RegGetBinary(HKEY_LOCAL_MACHINE, kProductKey, kRestrictedGroupSidValue,
                       kRegViewDefault);
 }
 
-void SetMachineValue(const std::vector<BYTE>& sid) {
+// Whether it is there from now on; an empty one takes the value away.
+bool SetMachineValue(const Bytes& sid) {
   RegSetBinary(HKEY_LOCAL_MACHINE, kProductKey, kRestrictedGroupSidValue, sid);
-  if (!sid.empty()) return;
-  RegRemoveValue(HKEY_LOCAL_MACHINE, kProductKey, kRestrictedGroupSidValue,
-                 kRegViewDefault);
+  if (!sid.empty()) return MachineValue() == sid;
+  return RegRemoveValue(HKEY_LOCAL_MACHINE, kProductKey,
+                        kRestrictedGroupSidValue, kRegViewDefault) == 0;
 }
 
 VEL_CHILD_MAIN(WithoutGroup) {
@@ -315,15 +322,11 @@ VEL_CHILD_MAIN(WithoutGroup) {
 
 // Bytes that are no SID count as none.
 VEL_CHILD_MAIN(WithBadGroup) {
-  const std::vector<BYTE> rows[] = {
-      {1},
-      {1, 1, 0, 0, 0, 0, 0, 5},
-      {1, 15, 0, 0, 0, 0, 0, 5, 4, 0, 0, 0},
-      {2, 1, 0, 0, 0, 0, 0, 5, 4, 0, 0, 0},
-  };
-  for (const auto& row : rows) {
-    SetMachineValue(row);
-    if (MachineValue() != row) return kSkip;
+  for (const Bytes& row : {Bytes{1},
+                           {1, 1, 0, 0, 0, 0, 0, 5},
+                           {1, 15, 0, 0, 0, 0, 0, 5, 4, 0, 0, 0},
+                           {2, 1, 0, 0, 0, 0, 0, 5, 4, 0, 0, 0}}) {
+    if (!SetMachineValue(row)) return kSkip;
     if (LookupSidVel() != nullptr) return 1;
   }
   return 0;
@@ -331,9 +334,8 @@ VEL_CHILD_MAIN(WithBadGroup) {
 
 VEL_CHILD_MAIN(WithGroup) {
   const auto* bytes = static_cast<const BYTE*>(LookupSidInteractive());
-  const std::vector<BYTE> value(bytes, bytes + 12);
-  SetMachineValue(value);
-  if (MachineValue() != value) return kSkip;
+  const Bytes value(bytes, bytes + 12);
+  if (!SetMachineValue(value)) return kSkip;
   if (!EqualSid(LookupSidVel(), LookupSidInteractive())) return 1;
   SetMachineValue({});
   if (!create_group() || MachineValue() != value) return 2;
@@ -342,15 +344,14 @@ VEL_CHILD_MAIN(WithGroup) {
   init_group(false);
   if (!log.Contains(4, L"init_group: complete for 'S-1-5-4'")) return 3;
   if (RegRemoveValue(HKEY_CURRENT_USER, kProductKey, L"RestrictedGroupInitSid",
-                     kRegViewDefault) != ERROR_SUCCESS) {
+                     kRegViewDefault) != 0)
     return 6;
-  }
   if (!test::FileExists(argument + L"\\vel_acc_80100000")) return 4;
   return test::FileExists(argument + L"\\VelTmp\\vel_acc_10100000") ? 0 : 5;
 }
 
 TEST(RestrictedAccountTest, LivesWithAndWithoutTheGroup) {
-  const std::vector<BYTE> before = MachineValue();
+  const Bytes before = MachineValue();
   for (const wchar_t* name : {L"WithoutGroup", L"WithBadGroup", L"WithGroup"}) {
     const test::ScratchDirectory temp;
     const auto result = test::ChildProcess(name, temp.path()).Wait();
@@ -370,15 +371,13 @@ TEST(RestrictedAccountTest, RemainsAreRemovedAlsoWhereThereAreNone) {
 
 // Whether it was enabled before; nothing when the token doesn't hold it.
 std::optional<bool> SetDebugPrivilege(DWORD attributes) {
-  const ScopedHandle token =
-      OpenProcessTokenFor(TOKEN_ALL_ACCESS, GetCurrentProcess());
+  const ScopedHandle token = OwnToken();
   TOKEN_PRIVILEGES wanted = {1, {{{}, attributes}}};
   TOKEN_PRIVILEGES before = {};
   DWORD size = 0;
   LookupPrivilegeValueW(nullptr, SE_DEBUG_NAME, &wanted.Privileges[0].Luid);
   SetLastError(ERROR_SUCCESS);
-  AdjustTokenPrivileges(token.get(), FALSE, &wanted, sizeof before, &before,
-                        &size);
+  AdjustTokenPrivileges(token.get(), 0, &wanted, sizeof before, &before, &size);
   if (GetLastError() != ERROR_SUCCESS) return std::nullopt;
   return (before.Privileges[0].Attributes & SE_PRIVILEGE_ENABLED) != 0;
 }
