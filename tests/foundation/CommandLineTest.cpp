@@ -17,16 +17,15 @@ using List = std::vector<std::wstring>;
 
 TEST(CommandLine, ReadsSingleValues) {
   const std::pair<const wchar_t*, const wchar_t*> rows[] = {
-      {L"/a=\"1\" /a=\"2\"", L"2"},
-      {L"\"C:\\dir\\prog.exe\" /b=\"0\"/a=\"1\"tail", L"1"},
-      {L"/a=\"\" /a= \"x\"", L"x"},
-      {L"/a=\"y\" /a= \"x\"", L"y"},
-      {L"/a=\"1\" /a=\"\"", L""},
-      {L"/a=  \"x\"", L""},
-      {L"/a=\"1\" /a=\"2", L"1"},
-      {L"/a=1", L""},
-      {L"/b=\"/a=\"in\"", L"in"},
-  };
+      {LR"(/a="1" /a="2")", L"2"},
+      {LR"("C:\dir\prog.exe" /b="0"/a="1"tail)", L"1"},
+      {LR"(/a="" /a= "x")", L"x"},
+      {LR"(/a="y" /a= "x")", L"y"},
+      {LR"(/a="1" /a="")", L""},
+      {LR"(/a=  "x")", L""},
+      {LR"(/a="1" /a="2)", L"1"},
+      {LR"(/a=1)", L""},
+      {LR"(/b="/a="in")", L"in"}};
   for (const auto& [line, value] : rows) {
     EXPECT_EQ(get_param(line, L"a"), value) << testing::PrintToString(line);
   }
@@ -95,8 +94,7 @@ TEST(Environment, ExpandsReferences) {
       {L"%VELTEST_NO%%VELTEST_A%", L"", L"%VELTEST_NO%value"},
       {L"%VELTEST_A%%", L"value%", L"value%"},
       // The mark that has no partner is closed at the end of the text.
-      {L"%VELTEST_A%+%VELTEST_A", L"value+value", L"value+value"},
-  };
+      {L"%VELTEST_A%+%VELTEST_A", L"value+value", L"value+value"}};
   SetLastError(1234);
   for (const auto& row : rows) {
     EXPECT_EQ(expand_env(row.text, true), row.strict);

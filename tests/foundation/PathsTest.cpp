@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
 #include "foundation/Environment.h"
 #include "foundation/LongPath.h"
 #include "foundation/Message.h"
@@ -16,6 +14,7 @@
 #include "support/ScopedRegistry.h"
 #include "support/ScopedVariable.h"
 #include "support/ScratchDirectory.h"
+#include "support/Thrown.h"
 
 namespace vel {
 namespace {
@@ -79,18 +78,16 @@ TEST(LongPath, LeavesOtherPathsAlone) {
 
 TEST(LongPath, LooksEachComponentUpOnceAndNoPathThatCannotBe) {
   static std::size_t look_ups;
+  static DWORD result;
   // Of `count` short components; each is found, or none is.
   const auto looked_up = [](std::size_t count, bool found,
                             const wchar_t* first = L"C:") {
     std::wstring path = first;
     for (std::size_t i = 0; i < count; ++i) path += L"\\~";
     look_ups = 0;
-    lengthen_path(path, found ? [](const std::wstring&, std::wstring&) -> DWORD {
-      ++look_ups;
-      return ERROR_SUCCESS;
-    } : [](const std::wstring&, std::wstring&) -> DWORD {
-      ++look_ups;
-      return ERROR_FILE_NOT_FOUND;
+    result = found ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
+    lengthen_path(path, [](const std::wstring&, std::wstring&) {
+      return ++look_ups, result;
     });
     return look_ups;
   };
@@ -167,13 +164,8 @@ TEST(ReadFile, ReadsWholeFilesAndThrowsForOthers) {
   const ScratchDirectory scratch;
   const std::wstring path = scratch.Write(L"x", std::string("a\0b", 3));
   EXPECT_EQ(readFile(path), (std::vector<BYTE>{'a', 0, 'b'}));
-  try {
-    readFile(L"C:\\none");
-    FAIL() << "there is no such file";
-  } catch (const std::runtime_error& error) {
-    EXPECT_STREQ(error.what(),
-                 "readFile: CreateFile(C:\\none) failed, error=2");
-  }
+  EXPECT_EQ(test::Thrown([] { readFile(L"C:\\none"); }),
+            "readFile: CreateFile(C:\\none) failed, error=2");
   RemoveDirectoryW(made.path().c_str());
 }
 

@@ -33,8 +33,8 @@ class RegistryTest : public testing::Test {
               nt::kStatusSuccess);
   }
 
-  const std::wstring _key =
-      FormatWide(L"Software\\Tessavane\\VELTest\\%u", GetCurrentProcessId());
+  const std::wstring _name = FormatWide(L"VELTest%u", GetCurrentProcessId());
+  const std::wstring _key = L"Software\\Tessavane\\" + _name;
 };
 
 TEST_F(RegistryTest, KeepsTextsAndBytesOfAnyLength) {
@@ -107,8 +107,7 @@ TEST_F(RegistryTest, EnumeratesAndNames) {
 
 TEST_F(RegistryTest, Tells32BitViewApart) {
   const HKEY kMachine = HKEY_LOCAL_MACHINE;
-  const std::wstring key =
-      FormatWide(L"Software\\TessavaneVELTest%u", GetCurrentProcessId());
+  const std::wstring key = L"Software\\Tessavane" + _name;
   RegSetDword(kMachine, key, L"v", 1, kRegView32);
   if (!RegKeyExists(kMachine, key, kRegView32)) {
     GTEST_SKIP() << "no write access to HKEY_LOCAL_MACHINE";
@@ -127,12 +126,11 @@ TEST_F(RegistryTest, FailuresKeepTheLastError) {
   EXPECT_EQ(GetLastError(), 1234u);
 }
 
-TEST(VolatileFlag, ReplacesAKeyThatWouldOutliveTheReboot) {
-  const std::wstring name = FormatWide(L"VELTest%u", GetCurrentProcessId());
+TEST_F(RegistryTest, AVolatileFlagReplacesAKeyThatWouldOutliveTheReboot) {
   const std::wstring below =
-      std::wstring(kProductKeyPrefix) + L"Volatile\\" + name + L"\\below";
+      std::wstring(kProductKeyPrefix) + L"Volatile\\" + _name + L"\\below";
   RegSetDword(kUser, below, L"v", 1, 0);
-  VolatileFlag flag(name, true);
+  VolatileFlag flag(_name, true);
   flag.Set();
   EXPECT_TRUE(flag.IsSet());
   EXPECT_FALSE(RegKeyExists(kUser, below, 0));
