@@ -71,29 +71,32 @@ struct FakeTray {
 
 TEST(StartModeTest, WhatEachModeTellsTheTrayAndWhetherTheRunGoesOn) {
   const struct {
-    const wchar_t* cmd_line;
+    std::wstring mode;
     bool granted, goes_on;
     Commands commands;
-  } cases[] = {
-      {L"/start_mode=\"configure\"", true, false, {{VELGUI_IPC_CONFIGURE, {}}}},
-      {L"/start_mode=\"shutdown\"", true, false, {kSoft, kHard}},
-      {L"/start_mode=\"shutdown\"", false, false, {kSoft}},
-      {L"/start_mode=\"shutdown\"/shutdown_mode=\"force\"", 0, false, {kHard}},
-      {L"/start_mode=\"shutdown\"/shutdown_mode=\"Force\"", 0, false, {kSoft}},
-      {L"/start_mode=\"Shutdown\"", true, true, {}},
-      // No service is reachable, so the process goes on by itself.
-      {L"/start_mode=\"after_install\"", true, true, {}},
-  };
+  } cases[] = {{L"configure\"", true, false, {{VELGUI_IPC_CONFIGURE, {}}}},
+               {L"shutdown\"", true, false, {kSoft, kHard}},
+               {L"shutdown\"", false, false, {kSoft}},
+               {L"shutdown\"/shutdown_mode=\"force\"", false, false, {kHard}},
+               {L"shutdown\"/shutdown_mode=\"Force\"", false, false, {kSoft}},
+               {L"Shutdown\"", true, true, {}},
+               // No service is reachable, so the process goes on by itself.
+               {L"after_install\"", true, true, {}}};
   for (const auto& row : cases) {
     FakeTray tray([&](auto&) { return row.granted; });
-    EXPECT_EQ(process_start_mode(row.cmd_line), row.goes_on);
+    EXPECT_EQ(process_start_mode(L"/start_mode=\"" + row.mode), row.goes_on);
     EXPECT_EQ(tray.commands, row.commands);
   }
 }
 
-TEST(VELGUITest, ToolsRunBesideATrayAndARefusalEndsTheRest) {
-  const test::ScratchDirectory scratch;
-  const test::ScopedVariable data(L"APPDATA", scratch.path());
+// A run of the whole program, by a user of the test's own.
+class MainRunTest : public testing::Test {
+ protected:
+  const test::ScratchDirectory _scratch;
+  const test::ScopedVariable _app_data{L"APPDATA", _scratch.path()};
+};
+
+TEST_F(MainRunTest, ToolsRunBesideATrayAndARefusalEndsTheRest) {
   const ScopedHandle running(CreateMutexW(nullptr, FALSE, L"VELGUI_RUNNING"));
   EXPECT_EQ(BrindlemarMain(L"x"), kExitRefused) << "no window";
   FakeTray tray([](auto&) { return false; });
@@ -105,23 +108,23 @@ TEST(VELGUITest, ToolsRunBesideATrayAndARefusalEndsTheRest) {
 }
 
 TEST(ShutdownOtherTest, OnlyATrayThatKeepsItsSessionsIsAFailure) {
-  const auto try_with = [](FakeTray::Answer answer, const Commands& expected) {
-    FakeTray tray(answer);
-    const bool done = softhard_shutdown_other();
-    EXPECT_EQ(tray.commands, expected);
-    return done;
-  };
-  EXPECT_FALSE(try_with([](auto&) { return false; }, {kSoftOther}));
-  EXPECT_TRUE(
-      try_with([](auto&) { return FakeTray::Vanish(), false; }, {kSoftOther}));
-  // The window stays, and nobody waits for it.
-  EXPECT_TRUE(try_with([](auto& command) { return command == kSoftOther; },
-                       {kSoftOther, kHard}));
+  const struct {
+    FakeTray::Answer answer;
+    bool done;
+    Commands commands;
+  } rows[] = {
+      {[](auto&) { return false; }, false, {kSoftOther}},
+      {[](auto&) { return FakeTray::Vanish(), false; }, true, {kSoftOther}},
+      // The window stays, and nobody waits for it.
+      {[](auto& c) { return c == kSoftOther; }, true, {kSoftOther, kHard}}};
+  for (const auto& row : rows) {
+    FakeTray tray(row.answer);
+    EXPECT_EQ(softhard_shutdown_other(), row.done);
+    EXPECT_EQ(tray.commands, row.commands);
+  }
 }
 
-TEST(MainRunTest, StartsOnceAndTheEndUndoesItOnce) {
-  const test::ScratchDirectory scratch;
-  const test::ScopedVariable data(L"APPDATA", scratch.path());
+TEST_F(MainRunTest, StartsOnceAndTheEndUndoesItOnce) {
   const test::ScopedVariable program(L"VELDIR", L"C:\\nowhere");
   guest_mode = true;
   vel_main_init();
@@ -130,13 +133,13 @@ TEST(MainRunTest, StartsOnceAndTheEndUndoesItOnce) {
   VersionMarker marker(L"1.2.3.4", app_data_directory() + L".version");
   version_marker = &marker;
   const std::wstring store = L"Tessavane\\VEL\\DownloadedFiles.ptp";
-  scratch.Write(store, "x");
+  _scratch.Write(store, "x");
   vel_main_term();
-  EXPECT_FALSE(test::FileExists(scratch.File(store)));
-  EXPECT_EQ(scratch.Read(L"Tessavane\\VEL\\.version"), "1.2.3.4");
-  scratch.Write(store, "x");
+  EXPECT_FALSE(test::FileExists(_scratch.File(store)));
+  EXPECT_EQ(_scratch.Read(L"Tessavane\\VEL\\.version"), "1.2.3.4");
+  _scratch.Write(store, "x");
   vel_main_term();
-  EXPECT_TRUE(test::FileExists(scratch.File(store))) << "ended already";
+  EXPECT_TRUE(test::FileExists(_scratch.File(store))) << "ended already";
   version_marker = nullptr;
   guest_mode = false;
 }
@@ -171,9 +174,7 @@ TEST(VersionMarkerTest, AnotherVersionOrWhatIsNewerThanTheMarkerGoes) {
 }
 
 std::wstring steps_taken;
-bool tray_runs = false;
-bool steps_work = true;
-bool steps_throw = false;
+bool tray_runs, steps_work, steps_throw;
 
 template <wchar_t kLetter, class Result = bool>
 Result step() {
@@ -182,23 +183,26 @@ Result step() {
   return static_cast<Result>(steps_work);
 }
 
-bool is_running() {
-  return tray_runs;
-}
 bool report(const wchar_t* reason) {
   steps_taken += std::wstring(L"<") + reason + L">";
   if (steps_throw) throw std::length_error("long");
   return false;
 }
-void set_pending(bool pending) {
-  steps_taken += pending ? L'P' : L'p';
-}
-
 constexpr VelInstallSteps kSteps = {
-    is_running,       step<L'T'>,       report,           step<L'G'>,
-    step<L'A'>,       step<L'O'>,       step<L'I', void>, step<L'U', void>,
-    step<L'D', void>, step<L'B', void>, step<L'H', void>, step<L'F', void>,
-    step<L'X', void>, set_pending};
+    [] { return tray_runs; },
+    step<L'T'>,
+    report,
+    step<L'G'>,
+    step<L'A'>,
+    step<L'O'>,
+    step<L'I', void>,
+    step<L'U', void>,
+    step<L'D', void>,
+    step<L'B', void>,
+    step<L'H', void>,
+    step<L'F', void>,
+    step<L'X', void>,
+    [](bool pending) { steps_taken += pending ? L'P' : L'p'; }};
 
 TEST(VelInstallModeTest, TheFirstTokenDecidesAndStepsRunOnInTheirOrder) {
   const struct {
@@ -207,18 +211,16 @@ TEST(VelInstallModeTest, TheFirstTokenDecidesAndStepsRunOnInTheirOrder) {
     int code;
     const wchar_t* steps;
     bool throws = false;
-  } cases[] = {
-      {L"[uninstall]", false, true, 0, L"<uninstall>AOUDBHF"},
-      {L"[uninstall]", false, false, 1, L"<uninstall>AOUDBHF"},
-      {L"[uninstall]", true, false, 2, L"T"},
-      {L"[install][uninstall]", false, true, 0, L"<uninstall>AOUDBHF"},
-      {L"[install]", false, false, 2, L"PGUIX<install>"},
-      {L"[noreboot][install]", false, true, 0, L"PGUIX<install>"},
-      {L"[noreboot]", false, true, 0, L"p"},
-      {L"[uninstall]", false, true, 1, L"<uninstall>AOUDBHF", true},
-      {L"[uninstall]", true, true, 2, L"T", true},
-      {L"[install]", false, true, 2, L"PGUIX<install>", true},
-  };
+  } cases[] = {{L"[uninstall]", false, true, 0, L"<uninstall>AOUDBHF"},
+               {L"[uninstall]", false, false, 1, L"<uninstall>AOUDBHF"},
+               {L"[uninstall]", true, false, 2, L"T"},
+               {L"[install][uninstall]", false, true, 0, L"<uninstall>AOUDBHF"},
+               {L"[install]", false, false, 2, L"PGUIX<install>"},
+               {L"[noreboot][install]", false, true, 0, L"PGUIX<install>"},
+               {L"[noreboot]", false, true, 0, L"p"},
+               {L"[uninstall]", false, true, 1, L"<uninstall>AOUDBHF", true},
+               {L"[uninstall]", true, true, 2, L"T", true},
+               {L"[install]", false, true, 2, L"PGUIX<install>", true}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.steps);
     steps_taken.clear();
