@@ -54,10 +54,7 @@ TEST(VelThreadFlagTest, EachThreadHasItsOwnAndKeepsItsLastError) {
   flag.clear();
   EXPECT_EQ(GetLastError(), 4711u);
   EXPECT_TRUE(flag.try_set());
-  std::thread([&] {
-    EXPECT_TRUE(flag.is_clear());
-    EXPECT_TRUE(flag.try_set());
-  }).join();
+  std::thread([&] { EXPECT_TRUE(flag.is_clear() && flag.try_set()); }).join();
   EXPECT_FALSE(flag.is_clear());
   flag.clear();
 }
@@ -101,8 +98,7 @@ TEST(VelMemUtilsTest, AGlobalHandleHasTheBytesAndNoLock) {
     const HGLOBAL memory = write_global_memory(data, flags);
     std::vector<BYTE> read;
     EXPECT_TRUE(read_global_memory(read, memory));
-    ASSERT_GE(read.size(), data.size());
-    read.resize(data.size());
+    read.resize(data.size());  // The system may round its size up.
     EXPECT_EQ(read, data);
     EXPECT_EQ(GlobalFlags(memory) & GMEM_LOCKCOUNT, 0u);
     GlobalFree(memory);
