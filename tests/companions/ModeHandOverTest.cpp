@@ -21,44 +21,50 @@ VEL_CHILD_MAIN(LivesInAMode) {
   const HANDLE go = OpenEventW(SYNCHRONIZE, FALSE, L"vel_test_mode_given");
   WaitForSingleObject(go, 20000);
   const DWORD self = GetCurrentProcessId();
-  int answers = get_own_min_mode() == argument ? 1 : 0;
-  answers |= !query_hooks_ready(kHooksLibraryLoaded) ? 2 : 0;
-  answers |= !is_hooked_process(self, false) ? 4 : 0;
   const HWND window = CreateWindowW(L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE,
                                     nullptr, nullptr, nullptr);
-  answers |= !is_hooked_window(window, false) ? 256 : 0;
-  answers |= vel_ipc_connect(1) == 0 ? 512 : 0;
-  answers |= CheckedVelulLoad() && CheckedVelulLoad() ? 8 : 0;
-  answers |= query_hooks_ready(kHooksLibraryLoaded) ? 16 : 0;
-  answers |= query_hooks_ready(kHooksSetUp) ? 32 : 0;
-  answers |= query_hooks_ready(kHooksSignalled) ? 64 : 0;
-  answers |= is_hooked_process(self, true) ? 128 : 0;
-  answers |= is_hooked_window(window, true) ? 1024 : 0;
-  return answers;
+  const bool answers[] = {get_own_min_mode() == argument,
+                          !query_hooks_ready(kHooksLibraryLoaded),
+                          !is_hooked_process(self, false),
+                          !is_hooked_window(window, false),
+                          vel_ipc_connect(1) == 0,
+                          CheckedVelulLoad() && CheckedVelulLoad(),
+                          query_hooks_ready(kHooksLibraryLoaded),
+                          query_hooks_ready(kHooksSetUp),
+                          query_hooks_ready(kHooksSignalled),
+                          is_hooked_process(self, true),
+                          is_hooked_window(window, true)};
+  int bits = 0;
+  for (const bool answer : answers) bits = 2 * bits + answer;
+  return bits;
 }
 
-TEST(ModeHandOverTest, AModeIsGivenOnceAndTheChildStartsInIt) {
-  const HANDLE go = CreateEventW(nullptr, TRUE, FALSE, L"vel_test_mode_given");
-  ChildProcess child(L"LivesInAMode", L"Quiet");
-  EXPECT_EQ(get_min_mode(child.id()), L"");
-  EXPECT_TRUE(set_min_mode(L"Quiet", child.process()));
-  EXPECT_TRUE(set_min_mode(L"qUIET", child.process()));
-  EXPECT_EQ(get_min_mode(child.id()), L"Quiet") << "nothing has changed";
-  EXPECT_FALSE(set_min_mode(L"Loud", child.process()));
+class ModeHandOverTest : public testing::Test {
+ protected:
+  // Goes on when this is set.
+  const ScopedHandle _go{
+      CreateEventW(nullptr, TRUE, FALSE, L"vel_test_mode_given")};
+  ChildProcess _child{L"LivesInAMode", L"Quiet"};
+};
+
+TEST_F(ModeHandOverTest, AModeIsGivenOnceAndTheChildStartsInIt) {
+  EXPECT_EQ(get_min_mode(_child.id()), L"");
+  EXPECT_TRUE(set_min_mode(L"Quiet", _child.process()));
+  EXPECT_TRUE(set_min_mode(L"qUIET", _child.process()));
+  EXPECT_EQ(get_min_mode(_child.id()), L"Quiet") << "nothing has changed";
+  EXPECT_FALSE(set_min_mode(L"Loud", _child.process()));
   EXPECT_EQ(GetLastError(), DWORD{ERROR_ALREADY_EXISTS});
-  SetEvent(go);
-  EXPECT_EQ(child.Wait(), 2047u);
-  EXPECT_TRUE(test::WaitUntil([&] { return get_min_mode(child.id()).empty(); }))
-      << "the mode goes with its process";
-  CloseHandle(go);
+  SetEvent(_go.get());
+  EXPECT_EQ(_child.Wait(), 2047u);
+  EXPECT_TRUE(test::WaitUntil([&] {
+    return get_min_mode(_child.id()).empty();
+  })) << "the mode goes with its process";
   EXPECT_FALSE(set_min_mode(L"Quiet", nullptr));
   EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
 }
 
-TEST(ModeHandOverTest, ALowIntegrityReaderGetsTheMode) {
-  const HANDLE go = CreateEventW(nullptr, TRUE, FALSE, L"vel_test_mode_given");
-  const ChildProcess child(L"LivesInAMode", L"Quiet");
-  EXPECT_TRUE(set_min_mode(L"Quiet", child.process()));
+TEST_F(ModeHandOverTest, ALowIntegrityReaderGetsTheMode) {
+  EXPECT_TRUE(set_min_mode(L"Quiet", _child.process()));
   SID low = {SID_REVISION,
              1,
              SECURITY_MANDATORY_LABEL_AUTHORITY,
@@ -73,9 +79,8 @@ TEST(ModeHandOverTest, ALowIntegrityReaderGetsTheMode) {
   GetTokenInformation(token.get(), TokenIntegrityLevel, now, sizeof now, &size);
   const bool is_low =
       EqualSid(&low, reinterpret_cast<TOKEN_MANDATORY_LABEL*>(now)->Label.Sid);
-  const std::wstring mode = get_min_mode(child.id());
+  const std::wstring mode = get_min_mode(_child.id());
   RevertToSelf();
-  CloseHandle(go);
   EXPECT_EQ(mode, L"Quiet");
   if (!is_low) GTEST_SKIP() << "No integrity levels here.";
 }
@@ -98,7 +103,7 @@ VEL_CHILD_MAIN(GivesItselfAMode) {
   return static_cast<int>(child.Wait().value_or(3));
 }
 
-TEST(ModeHandOverTest, AModeGoesDownToChildrenAndTheirChildren) {
+TEST(ModeOfChildrenTest, AModeGoesDownToChildrenAndTheirChildren) {
   ChildProcess parent(L"GivesItselfAMode", L"parent");
   EXPECT_EQ(parent.Wait(), 7u);
 }
