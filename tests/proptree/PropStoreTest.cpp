@@ -20,23 +20,24 @@
 #include "support/ScopedVariable.h"
 #include "support/ScratchDirectory.h"
 #include "support/Soak.h"
+#include "support/Thrown.h"
 #include "support/Wait.h"
 
 namespace vel {
 namespace {
 
+using namespace std::string_literals;
 using test::LogCapture;
 using test::PlainNode;
+using Texts = std::vector<std::wstring>;
 
 PlainNode Plain(const VelPropNode& node) {
   PlainNode plain;
   plain.name = node.Name();
   for (const auto& [name, value] : node.Attributes()) {
-    if (value.Text()) {
-      plain.attributes[name] = *value.Text();
-    } else {
-      plain.attributes[name] = value.AsNumber();
-    }
+    auto& plain_value = plain.attributes[name];
+    plain_value = value.AsNumber();
+    if (value.Text()) plain_value = *value.Text();
   }
   for (std::size_t i = 0; i < node.ChildCount(); ++i) {
     plain.children.push_back(Plain(*node.ChildAt(i)));
@@ -44,6 +45,9 @@ PlainNode Plain(const VelPropNode& node) {
   return plain;
 }
 
+void Fill(VelPropNode& node, const std::wstring& names) {
+  for (const wchar_t name : names) node.AddChild(std::wstring(1, name));
+}
 // The names of the children, one letter each.
 std::wstring Names(const VelPropNode& node) {
   std::wstring names;
@@ -59,17 +63,14 @@ class PropStoreTest : public testing::Test {
     EXPECT_TRUE(VelPropTreeStore(&tree).StorePlain(_path));
     return _scratch.Read(L"tree.ptp");
   }
-  // What comes ahead of the table.
-  std::string Head() {
-    VelPropNode empty;
-    return Save(empty).substr(0, 45);
-  }
   bool Load(const std::string& bytes, VelPropNode& tree) {
     _scratch.Write(L"tree.ptp", bytes);
     return VelPropTreeStore(&tree).LoadPlain(_path);
   }
   const test::ScratchDirectory _scratch;
   const std::wstring _path = _scratch.File(L"tree.ptp");
+  // What comes ahead of the table.
+  const std::string _head = "\x9\0\0\0<VELPROP:"s + std::string(32, '\0');
 };
 
 TEST(VelPropNode, AttributesAreNumbersOrTexts) {
@@ -106,9 +107,6 @@ TEST(VelPropNode, AttributesAreNumbersOrTexts) {
 }
 
 TEST(VelPropNode, FindsAndRemovesChildren) {
-  const auto filled = [](VelPropNode& node, const std::wstring& names) {
-    for (const wchar_t name : names) node.AddChild(std::wstring(1, name));
-  };
   const struct {
     const wchar_t *before, *pattern;
     bool all;
@@ -118,13 +116,13 @@ TEST(VelPropNode, FindsAndRemovesChildren) {
               {L"abc", L"x*", true, L"abc"}, {L"", nullptr, true, L""}};
   for (const auto& row : rows) {
     VelPropNode node;
-    filled(node, row.before);
+    Fill(node, row.before);
     EXPECT_EQ(node.RemoveChildren(row.pattern, row.all),
               std::wcscmp(row.before, row.after) != 0);
     EXPECT_EQ(Names(node), row.after);
   }
   VelPropNode node;
-  filled(node, L"aBb");
+  Fill(node, L"aBb");
   node.ChildAt(2)->SetText(L"x", L"One");
   EXPECT_EQ(node.FindChild(L"b"), node.ChildAt(1));
   EXPECT_EQ(node.FindChild(L"?"), nullptr);
@@ -147,18 +145,17 @@ TEST_F(PropStoreTest, WritesTheFormatsExample) {
   const auto text = [](const std::string& s) {
     return std::string(1, char(s.size())) + std::string(3, '\0') + s;
   };
-  SYSTEMTIME saved;
+  SYSTEMTIME saved, now;
   std::memcpy(&saved, &bytes[13], sizeof saved);
-  SYSTEMTIME now;
   GetSystemTime(&now);
   EXPECT_EQ(saved.wYear, now.wYear);
   EXPECT_EQ(bytes.substr(29, 16), std::string(16, '\0'));
   EXPECT_EQ(bytes.substr(0, 13) + bytes.substr(45),
-            text("<VELPROP:") + std::string(2, '\0') + "\xF2" + text("") +
-                "\xFE\xF2" + text("root") + "\xFE\xF2" + text("node") + "\x22" +
+            text("<VELPROP:") + "\0\0\xF2"s + text("") + "\xFE\xF2" +
+                text("root") + "\xFE\xF2" + text("node") + "\x22" +
                 text("path") + text("C:\\a") + "\x22" + text("source") +
-                text("b") + "\x52" + text("ts") + "\x80" +
-                std::string(7, '\0') + "\xFE\xFF\xFF\xFF" + text(":VELPROP>"));
+                text("b") + "\x52" + text("ts") + "\x80\0\0\0\0\0\0\0"s +
+                "\xFE\xFF\xFF\xFF" + text(":VELPROP>"));
 }
 
 TEST_F(PropStoreTest, StoresEachFormAndReadsItBack) {
@@ -175,7 +172,7 @@ TEST_F(PropStoreTest, StoresEachFormAndReadsItBack) {
   const std::string bytes = Save(tree);
   test::PropTreeReader reader(bytes);
   EXPECT_EQ(reader.Read(), Plain(tree));
-  EXPECT_EQ(reader.table, (std::vector<std::wstring>{L"", L"twice", L"z"}));
+  EXPECT_EQ(reader.table, (Texts{L"", L"twice", L"z"}));
   VelPropNode read;
   EXPECT_TRUE(Load(bytes + "and more", read));
   EXPECT_EQ(Plain(read), Plain(tree));
@@ -193,10 +190,10 @@ TEST_F(PropStoreTest, StoresEachFormAndReadsItBack) {
 
 void Grow(VelPropNode& node, int depth, std::mt19937& random) {
   const auto word = [&random] {
-    std::wstring text;
-    for (auto n = random() % 4; n > 0; --n) {
-      text += wchar_t(random() % 40 == 0 ? 0x100 + random() % 99
-                                         : 'a' + random() % 3);
+    std::wstring text(random() % 4, L'a');
+    for (wchar_t& c : text) {
+      c = wchar_t(random() % 40 == 0 ? 0x100 + random() % 99
+                                     : 'a' + random() % 3);
     }
     return text;
   };
@@ -248,12 +245,7 @@ class ImageStream final : public VelStream {
 std::string Unpack(const std::string& bytes) {
   VelPropNode tree;
   ImageStream stream(bytes);
-  try {
-    VelPropPacker(&tree).Load(VelStreamIo(&stream));
-    return {};
-  } catch (const std::runtime_error& error) {
-    return error.what();
-  }
+  return test::Thrown([&] { VelPropPacker(&tree).Load(VelStreamIo(&stream)); });
 }
 
 TEST_F(PropStoreTest, FailsClearlyOnDamagedFiles) {
@@ -262,7 +254,29 @@ TEST_F(PropStoreTest, FailsClearlyOnDamagedFiles) {
   Grow(tree, 2, random);
   tree.AddChild(L"same")->SetText(L"same", L"x");
   const std::string bytes = Save(tree);
-  std::set<std::string> texts;
+  const char lead_in[] = "Lead-in failed", lead_out[] = "Lead-out failed";
+  const char tag[] = "LoadNode: invalid node tag";
+  const char value[] = "LoadNode: invalid attribute value tag";
+  const std::string long_text = "\xFF\xFF\xFF\xFF";
+  const std::string without_end = bytes.substr(0, bytes.size() - 13);
+  const std::pair<std::string, std::string> rows[] = {
+      {bytes, ""},
+      {"", lead_in},
+      {long_text + "<VELPROP:", lead_in},
+      {bytes.substr(0, 44), "Encode ID failed"},
+      {_head + "\xFF\xFF" + long_text, tag},
+      {_head + "\1\0"s + long_text, tag},
+      {_head + "\0\0\xF2"s + long_text, value},
+      {_head + "\0\0\xF3\1\0"s, "StringFromTable: invalid node table index"},
+      {_head + "\0\0\xF2\0\0\0\0\x24"s, "LoadNode: invalid attribute name tag"},
+      {_head + "\0\0\xF2\0\0\0\0\x60"s, value},
+      {without_end, lead_out},
+      {without_end + long_text + ":VELPROP>", lead_out}};
+  std::set<std::string> expected, texts;
+  for (const auto& [file, text] : rows) {
+    EXPECT_EQ(Unpack(file), text);
+    expected.insert(text);
+  }
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     const std::string cut = Unpack(bytes.substr(0, i));
     EXPECT_NE(cut, "") << i;
@@ -270,52 +284,25 @@ TEST_F(PropStoreTest, FailsClearlyOnDamagedFiles) {
     changed[i] = char(~changed[i]);
     texts.insert({cut, Unpack(changed)});
   }
-  const char tag[] = "LoadNode: invalid node tag";
-  const char name[] = "LoadNode: invalid attribute name tag";
-  const char value[] = "LoadNode: invalid attribute value tag";
-  const char index[] = "StringFromTable: invalid node table index";
-  EXPECT_EQ(texts, (std::set<std::string>{"", "Lead-in failed",
-                                          "Encode ID failed", "Lead-out failed",
-                                          tag, name, value, index}));
-  const std::string head = bytes.substr(0, 45);
-  const std::string long_text = "\xFF\xFF\xFF\xFF";
-  const std::pair<std::string, const char*> rows[] = {
-      {"", "Lead-in failed"},
-      {long_text + "<VELPROP:", "Lead-in failed"},
-      {bytes.substr(0, 44), "Encode ID failed"},
-      {head + "\xFF\xFF" + long_text, tag},
-      {head + std::string("\1\0", 2) + long_text, tag},
-      {head + std::string("\0\0\xF2", 3) + long_text, value},
-      {head + std::string("\0\0\xF3\1\0", 5), index},
-      {head + std::string("\0\0\xF2\0\0\0\0\x24", 8), name},
-      {head + std::string("\0\0\xF2\0\0\0\0\x60", 8), value},
-      {bytes.substr(0, bytes.size() - 13), "Lead-out failed"},
-      {bytes.substr(0, bytes.size() - 13) + long_text + ":VELPROP>",
-       "Lead-out failed"},
-  };
-  for (const auto& [file, text] : rows) EXPECT_EQ(Unpack(file), text);
+  EXPECT_EQ(texts, expected);
 }
 
 TEST_F(PropStoreTest, KeepsOfACutTextWhatCame) {
-  const std::string head = Head();
-  VelPropNode narrow, wide;
-  Load(head + std::string("\0\0\xF2\0\0\0\x80", 7) + "abc", narrow);
-  EXPECT_TRUE(narrow.Name() == L"abc") << narrow.Name().size();
-  Load(head + std::string("\0\0\xF1\0\0\0\x80"
-                          "a\0b\0",
-                          11),
-       wide);
-  EXPECT_TRUE(wide.Name() == L"ab") << wide.Name().size();
+  for (const std::string& cut :
+       {"\0\0\xF2\0\0\0\x80\x61\x62"s, "\0\0\xF1\0\0\0\x80\x61\0\x62\0"s}) {
+    VelPropNode read;
+    Load(_head + cut, read);
+    EXPECT_TRUE(read.Name() == L"ab") << read.Name().size();
+  }
 }
 
 TEST_F(PropStoreTest, BoundsWhatTheTableIsCopiedTo) {
-  const std::string head = Head();
-  const std::string entry =
-      std::string("\1\0\0\0\x80\0", 6) + std::string(0x800000, 'x');
+  const std::string start = _head + "\1\0\0\0\x80\0"s +
+                            std::string(0x800000, 'x') + "\xF2\0\0\0\0\xFE"s;
   const auto memory = [&](int children) {
-    std::string file = head + entry + std::string("\xF2\0\0\0\0\xFE", 6);
-    while (children-- > 0) file += std::string("\xF3\0\0\xFE\xFF", 5);
-    file += "\xFF" + std::string("\x09\0\0\0:VELPROP>", 13);
+    std::string file = start;
+    while (children-- > 0) file += "\xF3\0\0\xFE\xFF"s;
+    file += "\xFF\x09\0\0\0:VELPROP>"s;
     VelPropNode read;
     const std::uint64_t before = test::AllocatedBytes();
     Load(file, read);
@@ -340,9 +327,9 @@ TEST_F(PropStoreTest, HoldsDeepTreesAndManyStrings) {
     VelPropNode gone;
     gone.AppendChild(deep.ChildAt(0));
     deep.EraseChild(0);
-    const auto second = gone.AddChild(L"second").get();
-    for (int i = 0; i < 9; ++i) second->AddChild(L"a")->AddChild(L"b");
-    for (int i = 0; i < 9; ++i) second->ChildAt(8)->AddChild(L"c");
+    const auto wide = gone.AddChild(L"wide").get();
+    for (int i = 0; i < 9; ++i) wide->AddChild(L"a")->AddChild(L"b");
+    Fill(*wide->ChildAt(8), L"ccccccccc");
     const std::weak_ptr<VelPropNode> first = gone.ChildAt(0);
     const test::MemoryRunsOut memory(0);
     while (gone.ChildCount() != 0) gone.EraseChild(0);
@@ -354,12 +341,10 @@ TEST_F(PropStoreTest, HoldsDeepTreesAndManyStrings) {
   // The 65,534th string is noted, the next one isn't.
   VelPropNode many;
   for (int i = 0; i < 65534; ++i) many.AddChild(std::to_wstring(i));
-  for (const wchar_t* name : {L"65532", L"65533", L"65532"}) {
-    many.AddChild(name);
-  }
+  for (auto name : {L"65532", L"65533", L"65532"}) many.AddChild(name);
   test::PropTreeReader reader(Save(many));
   EXPECT_EQ(reader.Read().children.size(), 65537u);
-  EXPECT_EQ(reader.table, std::vector<std::wstring>{L"65532"});
+  EXPECT_EQ(reader.table, Texts{L"65532"});
 }
 
 TEST_F(PropStoreTest, LeavesTheOldFileUntilTheNewOneIsWhole) {
@@ -367,27 +352,25 @@ TEST_F(PropStoreTest, LeavesTheOldFileUntilTheNewOneIsWhole) {
   const std::string old = Save(tree);
   tree.AddChild(L"new");
   const LogCapture log;
-  {
-    const VelFileStream reader(_path, false);
+  const auto fails_beside = [&](const VelFileStream&, const wchar_t* text) {
     EXPECT_FALSE(VelPropTreeStore(&tree).StorePlain(_path));
-    EXPECT_TRUE(log.Contains(3, L"VelPropTreeStore::RenameTemp('" + _path +
-                                    L".tmp', '" + _path + L"'): le="));
-  }
+    EXPECT_TRUE(log.Contains(3, _path + text));
+  };
+  fails_beside(VelFileStream(_path, false), L"'): le=");
+  EXPECT_TRUE(log.Contains(
+      3, L"VelPropTreeStore::RenameTemp('" + _path + L".tmp', '" + _path));
   EXPECT_EQ(_scratch.Read(L"tree.ptp"), old);
   EXPECT_TRUE(test::FileExists(_path + L".tmp"));
-  {
-    const VelFileStream taken(_path + L".tmp", true);
-    EXPECT_FALSE(VelPropTreeStore(&tree).StorePlain(_path));
-    EXPECT_TRUE(log.Contains(3, L"VelPropTreeStore::StorePlain('" + _path +
-                                    L"'): Failed to create plain storage"));
-  }
+  fails_beside(VelFileStream(_path + L".tmp", true),
+               L"'): Failed to create plain storage");
+  EXPECT_TRUE(log.Contains(3, L"VelPropTreeStore::StorePlain('" + _path));
   EXPECT_FALSE(VelPropTreeStore(&tree).LoadPlain(_scratch.File(L"none")));
   EXPECT_TRUE(log.Contains(3, L"): Failed to open plain storage"));
   EXPECT_NE(Save(tree), old);
   EXPECT_FALSE(test::FileExists(_path + L".tmp"));
 }
 
-// Adds entries of its own until it is killed.
+// Adds entries of its own, all 20 or until it is killed.
 VEL_CHILD_MAIN(AddsSources) {
   for (int i = 0; i < 20; ++i) {
     AddDownloadSource(L"C:\\f" + argument + std::to_wstring(i), L"s");
@@ -397,8 +380,8 @@ VEL_CHILD_MAIN(AddsSources) {
 
 class DownloadStoreTest : public testing::Test {
  protected:
-  std::vector<std::wstring> Paths() const {
-    std::vector<std::wstring> paths{L"old content"};
+  Texts Paths() const {
+    Texts paths{L"old content"};
     ListDownloadSources(paths);
     return paths;
   }
@@ -414,14 +397,13 @@ class DownloadStoreTest : public testing::Test {
 
 TEST_F(DownloadStoreTest, KeepsOneSourceForEachPath) {
   const LogCapture log;
-  EXPECT_EQ(Paths(), std::vector<std::wstring>());
+  EXPECT_EQ(Paths(), Texts());
   EXPECT_TRUE(log.Contains(3, L"Failed to open plain storage"));
   EXPECT_TRUE(log.Contains(3, L".\\DwlSources"));
   AddDownloadSource(L"C:\\Dir\\One.exe", L"http://one.test/");
   AddDownloadSource(L"C:\\two.exe", L"");
   AddDownloadSource(L"c:\\dir\\one.EXE", L"http://other.test/");
-  EXPECT_EQ(Paths(),
-            (std::vector<std::wstring>{L"C:\\Dir\\One.exe", L"C:\\two.exe"}));
+  EXPECT_EQ(Paths(), (Texts{L"C:\\Dir\\One.exe", L"C:\\two.exe"}));
   EXPECT_EQ(Source(L"C:\\DIR\\ONE.exe"), L"http://other.test/");
   EXPECT_EQ(Source(L"C:\\two.exe"), L"");
   EXPECT_EQ(Source(L"C:\\three.exe"), L"none");
@@ -446,36 +428,32 @@ TEST_F(DownloadStoreTest, KeepsOneSourceForEachPath) {
 // argument is what has to fail, and the log's text.
 VEL_CHILD_MAIN(LogsWhyItFailed) {
   const LogCapture log;
-  ScopedHandle other;
-  if (argument == L"lock") {
-    // The name belongs to an object of another kind.
-    other.reset(CreateEventW(nullptr, TRUE, FALSE, L"VEL_DWLSTORE_LOCK"));
-  }
+  // The lock's name belongs to an object of another kind.
+  const ScopedHandle other(CreateEventW(
+      nullptr, 1, 0, argument == L"lock" ? L"VEL_DWLSTORE_LOCK" : nullptr));
   if (argument == L"save") {
     CreateDirectoryW((DownloadedFilesPath() + L".tmp").c_str(), nullptr);
     VelPropNode tree;
-    const bool saved =
-        VelPropTreeStore(&tree).StorePlain(DownloadedFilesPath());
-    return saved ? 999 : static_cast<int>(GetLastError());
+    return VelPropTreeStore(&tree).StorePlain(DownloadedFilesPath())
+               ? 999
+               : static_cast<int>(GetLastError());
   }
-  std::vector<std::wstring> paths;
+  Texts paths;
   ListDownloadSources(paths);
   for (const test::LogLine& line : log.Lines()) {
-    if (line.level != 3 ||
-        line.text.find(L".\\DwlSources") == std::wstring::npos)
-      continue;
+    if (!LogCapture::Contains({line}, 3, L".\\DwlSources")) continue;
     return std::stoi(line.text.substr(line.text.rfind(L' ')));
   }
   return 1000;
 }
 
 TEST_F(DownloadStoreTest, LogsTheErrorOfTheCallThatFailed) {
-  const auto error_of = [](const wchar_t* failing) {
-    return test::ChildProcess(L"LogsWhyItFailed", failing).Wait();
-  };
-  EXPECT_EQ(error_of(L"load"), DWORD{ERROR_FILE_NOT_FOUND});
-  EXPECT_EQ(error_of(L"save"), DWORD{ERROR_ACCESS_DENIED});
-  EXPECT_EQ(error_of(L"lock"), DWORD{ERROR_INVALID_HANDLE});
+  for (const auto& [failing, error] :
+       {std::pair{L"load", DWORD{ERROR_FILE_NOT_FOUND}},
+        {L"save", ERROR_ACCESS_DENIED},
+        {L"lock", ERROR_INVALID_HANDLE}}) {
+    EXPECT_EQ(test::ChildProcess(L"LogsWhyItFailed", failing).Wait(), error);
+  }
 }
 
 TEST_F(DownloadStoreTest, AFullOrReadOnlyDiskLeavesTheOldFile) {
@@ -484,7 +462,7 @@ TEST_F(DownloadStoreTest, AFullOrReadOnlyDiskLeavesTheOldFile) {
   _app_data.Set({disk, disk + std::strlen(disk)});
   // On the second run, read-only, the entry is that of the first.
   if (Paths().empty()) AddDownloadSource(L"C:\\kept", L"s");
-  const test::LogCapture log;
+  const LogCapture log;
   {
     VelFileStream filler(DownloadedFilesPath() + L".filler", true);
     while (filler.Write(std::string(0x10000, 'x').data(), 0x10000)) {
@@ -493,7 +471,7 @@ TEST_F(DownloadStoreTest, AFullOrReadOnlyDiskLeavesTheOldFile) {
   // How the last 64 KiB go out isn't seen.
   AddDownloadSource(L"C:\\lost", std::wstring(0x10001, L's'));
   EXPECT_TRUE(log.Contains(3, L".\\DwlSources"));
-  EXPECT_EQ(Paths(), std::vector<std::wstring>{L"C:\\kept"});
+  EXPECT_EQ(Paths(), Texts{L"C:\\kept"});
 }
 
 TEST_F(DownloadStoreTest, LosesNothingBetweenProcessesAndKilledOnes) {
