@@ -1,5 +1,6 @@
 #include "browser/BrowserDiscovery.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "browser/OpenInDefaultBrowser.h"
@@ -13,8 +14,11 @@
 namespace vel {
 namespace {
 
+const HKEY kUser = HKEY_CURRENT_USER;
+const HKEY kMachine = HKEY_LOCAL_MACHINE;
 const std::wstring kAppPaths =
     L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\";
+const std::wstring kClasses = L"Software\\Classes\\";
 const std::wstring kOpen = L"\\Shell\\Open\\Command";
 const std::wstring kOwn = L"_Brindlemar";
 
@@ -22,17 +26,15 @@ class BrowserDiscoveryTest : public testing::Test {
  protected:
   static void SetUser(const std::wstring& key, const std::wstring& name,
                       const std::wstring& text) {
-    RegSetString(HKEY_CURRENT_USER, key, name, text, 0);
+    RegSetString(kUser, key, name, text, 0);
   }
   static void SetMachine(const std::wstring& key, const std::wstring& name,
                          const std::wstring& text) {
-    RegSetString(HKEY_LOCAL_MACHINE, key, name, text, 0);
+    RegSetString(kMachine, key, name, text, 0);
   }
   // The command of http links, by the user's choice or as the classes have it.
   static void SetDefault(const std::wstring& command, bool choice) {
-    SetUser(
-        L"Software\\Classes\\" + (choice ? L"App.1" + kOpen : L"http" + kOpen),
-        L"", command);
+    SetUser(kClasses + (choice ? L"App.1" : L"http") + kOpen, L"", command);
     SetUser(
         L"Software\\Microsoft\\Windows\\Shell\\Associations\\"
         L"UrlAssociations\\http\\UserChoice",
@@ -51,9 +53,7 @@ TEST_F(BrowserDiscoveryTest, FindsProgramsInTextsOfAllKinds) {
   SetUser(kAppPaths + L"mine.exe", kOwn, _firefox);
   SetMachine(kAppPaths + L"mine.exe", kOwn, _other);
   const std::wstring bare = _scratch.File(L"Fire Fox\\firefox");
-  const struct {
-    std::wstring text, found;
-  } rows[] = {
+  const std::pair<std::wstring, std::wstring> rows[] = {
       {L"", L""},
       {_firefox, _firefox},
       {bare, _firefox},
@@ -70,11 +70,10 @@ TEST_F(BrowserDiscoveryTest, FindsProgramsInTextsOfAllKinds) {
       {L"web.exe /s", _other},
       {L"nothing here", L""},
       // Files that are there, by names that could lie on the network.
-      {L"\\\\?\\" + _firefox, L""},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(find_program(row.text, L".exe"), row.found) << row.text;
-    EXPECT_EQ(find_executable(row.text), row.found) << row.text;
+      {L"\\\\?\\" + _firefox, L""}};
+  for (const auto& [text, found] : rows) {
+    EXPECT_EQ(find_program(text, L".exe"), found) << text;
+    EXPECT_EQ(find_executable(text), found) << text;
   }
   const std::wstring script = _scratch.Write(L"other\\only.cmd", "");
   EXPECT_EQ(find_executable(_scratch.File(L"other\\only")), script);
@@ -83,32 +82,31 @@ TEST_F(BrowserDiscoveryTest, FindsProgramsInTextsOfAllKinds) {
 }
 
 TEST_F(BrowserDiscoveryTest, LooksIntoThePathOfAKeyWhoseFileIsAnother) {
+  const auto find = [](const wchar_t* name) {
+    return find_in_app_paths(kUser, name, L".exe", 0);
+  };
   const test::ScopedVariable directory(L"VELTEST_DIR", _scratch.path());
   // On the system's path, which isn't the key's.
   const test::ScopedVariable path(L"PATH", _scratch.File(L"other"));
   const struct {
     std::wstring value, path, found;
-  } rows[] = {
-      {_other, L"", _other},
-      {_other, _scratch.File(L"Fire Fox"), _firefox},
-      {_other, L"%VELTEST_DIR%\\Fire Fox", _firefox},
-      {_other, _scratch.File(L"ie"), _other},
-      {L"", _scratch.File(L"Fire Fox"), _firefox},
-      {_scratch.File(L"ie\\"), _scratch.File(L"Fire Fox"), _firefox},
-      {L"", _scratch.File(L"ie"), L""},
-      {L"\"" + _firefox + L"\" -x", _scratch.File(L"ie"), _firefox},
-  };
+  } rows[] = {{_other, L"", _other},
+              {_other, _scratch.File(L"Fire Fox"), _firefox},
+              {_other, L"%VELTEST_DIR%\\Fire Fox", _firefox},
+              {_other, _scratch.File(L"ie"), _other},
+              {L"", _scratch.File(L"Fire Fox"), _firefox},
+              {_scratch.File(L"ie\\"), _scratch.File(L"Fire Fox"), _firefox},
+              {L"", _scratch.File(L"ie"), L""},
+              {L"\"" + _firefox + L"\" -x", _scratch.File(L"ie"), _firefox}};
   for (const auto& row : rows) {
     SetUser(kAppPaths + L"firefox.exe", L"", row.value);
     SetUser(kAppPaths + L"firefox.exe", L"Path", row.path);
     for (const wchar_t* name : {L"firefox", L"firefox.exe"}) {
-      EXPECT_EQ(find_in_app_paths(HKEY_CURRENT_USER, name, L".exe", 0),
-                row.found)
-          << row.value << row.path;
+      EXPECT_EQ(find(name), row.found) << row.value << row.path;
     }
   }
   SetUser(kAppPaths + L"web.exe", L"Path", L"%VELTEST_NONE%");
-  EXPECT_EQ(find_in_app_paths(HKEY_CURRENT_USER, L"web.exe", L".exe", 0), L"");
+  EXPECT_EQ(find(L"web.exe"), L"");
 }
 
 TEST_F(BrowserDiscoveryTest, TheDefaultIsOneOfTheTwoBrowsers) {
@@ -129,16 +127,12 @@ TEST_F(BrowserDiscoveryTest, TheProductGivesUpItsAssociations) {
   const wchar_t* const own[] = {L"http",  L"https",  L"ftp",
                                 L".html", L".shtml", L".xml"};
   const auto count = [&own] {
-    int keys = 0;
-    for (const std::wstring name : own) {
-      keys += RegKeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\" + name, 0);
-    }
-    return keys;
+    return std::ranges::count_if(own, [](const std::wstring& name) {
+      return RegKeyExists(kUser, kClasses + name, 0);
+    });
   };
   SetMachine(kAppPaths + L"IEXPLORE.EXE", L"", _explorer);
-  for (const std::wstring name : own) {
-    SetUser(L"Software\\Classes\\" + name + L"\\x", L"", L"y");
-  }
+  for (auto name : own) SetUser(kClasses + name + L"\\x", L"", L"y");
   SetDefault(_other, false);
   EXPECT_EQ(default_browser_path(), _explorer);
   EXPECT_EQ(count(), 6);
@@ -146,7 +140,7 @@ TEST_F(BrowserDiscoveryTest, TheProductGivesUpItsAssociations) {
   EXPECT_EQ(default_browser_path(), _explorer);
   EXPECT_EQ(count(), 0);
   EXPECT_EQ(default_browser_command(), L"");
-  EXPECT_TRUE(RegKeyExists(HKEY_CURRENT_USER, L"Software\\Classes", 0));
+  EXPECT_TRUE(RegKeyExists(kUser, L"Software\\Classes", 0));
 }
 
 TEST_F(BrowserDiscoveryTest, TellsKindsAndVersions) {

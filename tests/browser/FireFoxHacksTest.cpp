@@ -13,6 +13,8 @@
 namespace vel {
 namespace {
 
+const HKEY kUser = HKEY_CURRENT_USER;
+const HKEY kMachine = HKEY_LOCAL_MACHINE;
 const std::wstring kStamp = L"FireFoxExtUpdTS64";
 const std::wstring kProfile = L"Mozilla\\Firefox\\P\\";
 
@@ -52,14 +54,12 @@ class FireFoxHacksTest : public testing::Test {
   }
   ~FireFoxHacksTest() override { SetErrorMode(_error_mode); }
 
-  static void Request(std::uint64_t stamp) {
-    RegSetQword(HKEY_LOCAL_MACHINE, kProductKey, kStamp, stamp);
+  // The request's stamp is the machine's, the user's that of the last one done.
+  static std::uint64_t Stamp(HKEY root) {
+    return RegGetQword(root, kProductKey, kStamp, nullptr);
   }
-  static void Applied(std::uint64_t stamp) {
-    RegSetQword(HKEY_CURRENT_USER, kProductKey, kStamp, stamp);
-  }
-  static std::uint64_t Applied() {
-    return RegGetQword(HKEY_CURRENT_USER, kProductKey, kStamp, nullptr);
+  static void Stamp(HKEY root, std::uint64_t stamp) {
+    RegSetQword(root, kProductKey, kStamp, stamp);
   }
   bool HasCaches() const {
     return test::FileExists(_scratch.File(kProfile + L"compreg.dat")) &&
@@ -84,12 +84,10 @@ TEST_F(FireFoxHacksTest, RunsFirefoxUnseenUntilItIsGone) {
     DWORD speed;
     std::string seen;
     bool has_window, killed;
-  } rows[] = {
-      {L"window", 10, "close end ", true, false},
-      {L"stubborn", 10, "close destroy ", true, true},
-      {L"hidden", 500, "", false, true},
-      {L"ends", 500, "", false, false},
-  };
+  } rows[] = {{L"window", 10, "close end ", true, false},
+              {L"stubborn", 10, "close destroy ", true, true},
+              {L"hidden", 500, "", false, true},
+              {L"ends", 500, "", false, false}};
   for (const auto& row : rows) {
     _mode.Set(row.mode);
     const test::LogCapture log;
@@ -121,32 +119,31 @@ TEST_F(FireFoxHacksTest, TellsWhatKeepsItFromRunning) {
   RegisterClassW(&type);
   const HWND window = CreateWindowW(type.lpszClassName, L"", 0, 0, 0, 9, 9,
                                     nullptr, nullptr, nullptr, nullptr);
-  RegSetString(HKEY_LOCAL_MACHINE, L"Software\\Mozilla\\Mozilla Firefox",
-               L"CurrentVersion", L"3.6", 0);
-  RegSetString(HKEY_LOCAL_MACHINE,
-               L"Software\\Mozilla\\Mozilla Firefox\\3.6\\Main",
-               L"Install Directory", _directory, 0);
-  Request(5);
+  const std::wstring key = L"Software\\Mozilla\\Mozilla Firefox";
+  RegSetString(kMachine, key, L"CurrentVersion", L"3.6", 0);
+  RegSetString(kMachine, key + L"\\3.6\\Main", L"Install Directory", _directory,
+               0);
+  Stamp(kMachine, 5);
   CheckForUpdateExtensions();
   DestroyWindow(window);
   UnregisterClassW(type.lpszClassName, nullptr);
   EXPECT_TRUE(log.Contains(2, L"RegisterFirefox: act_ff_wnd=0x"));
   // The caches are gone all the same, and the request stays open.
   EXPECT_FALSE(HasCaches());
-  EXPECT_EQ(Applied(), 0u);
+  EXPECT_EQ(Stamp(kUser), 0u);
   EXPECT_EQ(Seen(), "");
 }
 
 TEST_F(FireFoxHacksTest, CarriesOutEachRequestOnce) {
   const test::LogCapture log;
   CheckForUpdateExtensions();
-  RegSetDword(HKEY_LOCAL_MACHINE, kProductKey, L"FireFoxExtUpdTS", 7, 0);
-  Applied(7);
+  RegSetDword(kMachine, kProductKey, L"FireFoxExtUpdTS", 7, 0);
+  Stamp(kUser, 7);
   CheckForUpdateExtensions();
   EXPECT_FALSE(log.Contains(2, L"CheckForUpdateExtensions"));
   // Any other stamp is another request, also an older one.
-  Request(8);
-  Applied(9);
+  Stamp(kMachine, 8);
+  Stamp(kUser, 9);
   CheckForUpdateExtensions();
   EXPECT_TRUE(log.Contains(
       2, L"CheckForUpdateExtensions: cannot locate firefox executable"));
@@ -156,7 +153,7 @@ TEST_F(FireFoxHacksTest, CarriesOutEachRequestOnce) {
   OnThePrivateDesktop(&CheckForUpdateExtensions);
   EXPECT_FALSE(HasCaches());
   EXPECT_TRUE(test::FileExists(_scratch.File(kProfile + L"prefs.js")));
-  EXPECT_EQ(Applied(), 8u);
+  EXPECT_EQ(Stamp(kUser), 8u);
   EXPECT_TRUE(log.Contains(1, L"MarkUpdateApplied: need_ts=0x8"));
   const std::string seen = Seen();
   EXPECT_NE(seen.find("close"), std::string::npos);
@@ -165,8 +162,7 @@ TEST_F(FireFoxHacksTest, CarriesOutEachRequestOnce) {
 
   NeedUpdateExtensions();
   EXPECT_TRUE(log.Contains(1, L"NeedUpdateExtensions: need_ts=0x"));
-  EXPECT_GT(RegGetQword(HKEY_LOCAL_MACHINE, kProductKey, kStamp, nullptr),
-            1600000000u);
+  EXPECT_GT(Stamp(kMachine), 1600000000u);
 }
 
 }  // namespace

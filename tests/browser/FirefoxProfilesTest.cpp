@@ -54,11 +54,10 @@ TEST(FirefoxProfiles, ReadsProfilesIniInTwoWays) {
   const std::string two =
       "[General]\r\nStartWithLastProfile=1\r\n\r\n"
       "[Profile0]\r\nName=a\r\nIsRelative=1\r\nPath=Profiles/a.x\r\n";
-  struct Row {
+  const struct {
     std::string ini;
     std::wstring existing, quick, list, default_name;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {"", L"", L"", L"", L"null"},
       {two + "[Profile1]\nName=b\nPath=Profiles/b\nIsRelative=1\n",
        L"Profiles\\a.x Profiles\\b", L"~Profiles\\b",
@@ -76,9 +75,8 @@ TEST(FirefoxProfiles, ReadsProfilesIniInTwoWays) {
       {"[Profile0]\nName=only\n", L"", L"", L"only||0\n", L"only"},
       {"[Profile0]\nName=J\xfcrgen\nIsRelative=1\nPath=J\xfcrgen/p\n",
        L"J\u00fcrgen\\p", L"~J\u00fcrgen\\p",
-       L"J\u00fcrgen|~J\u00fcrgen/p\\|0\n", L"J\u00fcrgen"},
-  };
-  for (const Row& row : rows) {
+       L"J\u00fcrgen|~J\u00fcrgen/p\\|0\n", L"J\u00fcrgen"}};
+  for (const auto& row : rows) {
     const User user(row.ini, row.existing);
     SCOPED_TRACE(row.ini);
     EXPECT_EQ(user.quick(), row.quick);
@@ -105,8 +103,7 @@ TEST(FirefoxProfiles, TellsTheStartPage) {
       {home + "\xfc.test\");", L"http://\u00fc.test"},
       {std::string(1, '\0') + home + "a.test", L"http://a.test"},
       {home + std::string(1 << 20, 'x'),
-       L"http://" + std::wstring(1 << 20, 'x')},
-  };
+       L"http://" + std::wstring(1 << 20, 'x')}};
   for (const auto& [text, expected] : rows) {
     const test::ScratchDirectory scratch;
     scratch.Write(L"prefs.js", text);

@@ -39,8 +39,7 @@ TEST(MozillaPrefsFile, RewritesFilesWithPreferencesOnly) {
        "pref(\"c\", 1);user_pref(\"B\", true);user_pref(\"a.b\", 0017)",
        kHeader + line("B", "true") + line("a", "\"x\\\"\n\\\\\xff\"") +
            line("a.b", "17")},
-      {"user_pref(\"a\", -12345678901);", kHeader + line("a", "2147483647")},
-  };
+      {line("a", "-12345678901"), kHeader + line("a", "2147483647")}};
   const auto nothing = [](MozillaPrefsFile&) {};
   for (const auto& [before, after] : rows) {
     EXPECT_EQ(rewritten(before, nothing), after);
@@ -94,8 +93,9 @@ TEST(MozillaPrefsFile, KeepsTheOldValueUnderASecondName) {
 }
 
 TEST(MozillaPrefsFile, FindsByPartAndByWildcard) {
-  std::map<std::string, std::string> all, some{{"old", "1"}};
-  const std::string after = rewritten("", [&](MozillaPrefsFile& prefs) {
+  using Texts = std::map<std::string, std::string>;
+  Texts all, some{{"old", "1"}};
+  rewritten("", [&](MozillaPrefsFile& prefs) {
     prefs.set_bool("a.update.x", true);
     prefs.set_string("update", "7");
     prefs.set_bool("UPDATE", false);
@@ -103,11 +103,9 @@ TEST(MozillaPrefsFile, FindsByPartAndByWildcard) {
     prefs.collect_matching("", all);
     prefs.collect_matching("?PD*", some);
   });
-  const std::map<std::string, std::string> expected{
-      {"UPDATE", "false"}, {"a.update.x", "7"}, {"update", "7"}};
-  EXPECT_EQ(all, expected);
-  EXPECT_EQ(some, (std::map<std::string, std::string>{
-                      {"UPDATE", "false"}, {"old", "1"}, {"update", "7"}}));
+  EXPECT_EQ(all,
+            (Texts{{"UPDATE", "false"}, {"a.update.x", "7"}, {"update", "7"}}));
+  EXPECT_EQ(some, (Texts{{"UPDATE", "false"}, {"old", "1"}, {"update", "7"}}));
 }
 
 TEST(MozillaPrefsFile, EscapesSoThatAnyTextSurvivesAFile) {

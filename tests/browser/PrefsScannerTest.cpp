@@ -11,6 +11,8 @@
 namespace vel {
 namespace {
 
+using namespace std::string_literals;
+
 // As old and new versions write them, and as users edit them.
 const std::string kFiles[] = {
     "# Mozilla User Preferences\n\n/* Written by the browser.\n * user_pref(\n"
@@ -19,12 +21,10 @@ const std::string kFiles[] = {
     "user_pref(\"browser.download.dir\", \"C:\\\\Users\\\\J\xfcrgen\\\\\");\n"
     "user_pref(\"browser.startup.homepage\", \"http://a.test/#x|b.test\");\n"
     "user_pref(\"print.printer_Fax.print_margin_top\", \"0.5\");\n",
-    "// Mozilla User Preferences\r\n\r\n// It's the browser's file; don't "
-    "\"edit\""
-    ".\r\nuser_pref(\"app.normandy.user_id\", \"93b8-af02\");\r\n"
+    "// Mozilla User Preferences\r\n\r\n// It's the browser's; don't \"edit\"."
+    "\r\nuser_pref(\"app.normandy.user_id\", \"93b8-af02\");\r\n"
     "user_pref(\"browser.pageActions.ids\", \"{\\\"v\\\":1,\\\"a\\\":[],\\\"b"
-    "\\\":\\\"(x);\\\"}\");\r\nuser_pref(\"browser.uitour.enabled\", "
-    "false);\r\n"
+    "\\\":\\\"(x);\\\"}\");\r\nuser_pref(\"browser.uitour\", false);\r\n"
     "user_pref(\"layout.offset\", -12);\r\nuser_pref(\"on\", true);\r\n",
     "/* mine */ user_pref(\"a\",\t1) ; #user_pref(\"b\", 2);\nlock_pref(\"c\", "
     "3); // user_pref(\"d\", 4);\nuser_pref( \"e\", 5);\nuser_pref(\"f\", 6)\n"
@@ -47,30 +47,28 @@ std::string by_rules(const std::string& text) {
   ASSERT_EQ(scanned(text), by_rules(text)) << testing::PrintToString(text)
 
 TEST(PrefsScanner, TakesWhatTheRulesTake) {
-  const std::string nul(1, '\0');
   const std::pair<std::string, std::string> rows[] = {
       {"", ""},
-      {"// user_pref(\"a\", 1);", "a=1;"},
-      {"pref(\"a\", 1); lock_user_pref(\"b\", 2); x#\" user_pref(\"c\", 3);",
+      {R"(// user_pref("a", 1);)", "a=1;"},
+      {R"(pref("a", 1); lock_user_pref("b", 2); x#" user_pref("c", 3);)",
        "b=2;"},
-      {"/*/ user_pref(\"a\", 1); **/user_pref(\"b\", 2);", "b=2;"},
+      {R"(/*/ user_pref("a", 1); **/user_pref("b", 2);)", "b=2;"},
       {"user_pref(\"a\", -5);user_pref(\"b\",\n x1.5);", "a=5;b=1;"},
-      {"user_pref(\"a\", 2147483647);user_pref(\"b\", 2147483648);"
-       "user_pref(\"c\", -99999999999999999999)",
+      {R"(user_pref("a", 2147483647);user_pref("b", 2147483648);)"
+       R"(user_pref("c", -99999999999999999999))",
        "a=2147483647;b=2147483647;c=2147483647;"},
-      {"user_pref(\"a\", truex);user_pref(\"b\", ttrue);", "a=true;b=true;"},
+      {R"(user_pref("a", truex);user_pref("b", ttrue);)", "a=true;b=true;"},
       {"user_pref(\"a\", 1)\nuser_pref(\"b\", 2);user_pref(\"c\", 3) \t;"
        "user_pref(\"d\", 4);",
        "a=1;c=3;d=4;"},
-      {"user_pref(\"a\\\"b\", 1);user_pref(\"\", 2);", "b=1;b=2;"},
-      {"user_pref(\"a\", \"x\\\"y\\\\z\");", "a=\"x\\\"y\\\\z\";"},
+      {R"(user_pref("a\"b", 1);user_pref("", 2);)", "b=1;b=2;"},
+      {R"(user_pref("a", "x\"y\\z");)", R"(a="x\"y\\z";)"},
       {"user_pref(\"a\", \"x\r\ny\\\n\");", "a=\"x\r\ny\\\n\";"},
-      {"user_pref( \"a\", 1);user_pref(\"b\" , 2);", ""},
-      {"user_pref(\"a\", 1);user_pref(\"a\", \"1\");", "a=1;a=\"1\";"},
-      {"user_pref(\"a" + nul + "b\", \"c\\" + nul + "\"d\"", "a=\"c\\\";"},
-      {nul + "user_pref(\"" + nul + "a\"," + nul + "7", "=7;"},
-      {"user_pref(\"a\", \"x\\\"", ""},
-  };
+      {R"(user_pref( "a", 1);user_pref("b" , 2);)", ""},
+      {R"(user_pref("a", 1);user_pref("a", "1");)", R"(a=1;a="1";)"},
+      {"user_pref(\"a\0b\", \"c\\\0\"d\""s, R"(a="c\";)"},
+      {"\0user_pref(\"\0a\",\0007"s, "=7;"},
+      {R"(user_pref("a", "x\")", ""}};
   for (const auto& [text, calls] : rows) {
     EXPECT_EQ(scanned(text), calls) << text;
     EXPECT_SAME(text);
@@ -85,8 +83,7 @@ TEST(PrefsScanner, TakesRealFilesCutAnywhere) {
     for (std::size_t cut = 0; cut <= file.size(); ++cut) {
       EXPECT_SAME(file.substr(0, cut));
       EXPECT_SAME(file.substr(cut));
-      EXPECT_SAME(file.substr(0, cut) + std::string(1, '\0') +
-                  file.substr(cut));
+      EXPECT_SAME(file.substr(0, cut) + "\0"s + file.substr(cut));
     }
   }
 }
@@ -113,13 +110,12 @@ class Inputs {
   std::string piece() {
     // Parted by bars, with @ for a NUL byte.
     static const std::string kPieces =
-        "user_pref(\"|user_pref(|u|\", |\",\t|\"|\\|\\\\|\\\"|\n|\r\n|)|;|);|"
-        ") \t;| "
-        "|true|false|tru|0|17|99999999999|-|.|#|/*|*/|*|/|,|a|b.c|\xff|@";
+        "user_pref(\"|user_pref(|u|\", |\",\t|\"|\\|\\\\|\\\"|\n|\r\n|)|;|);|) "
+        "\t;| |true|false|tru|0|17|99999999999|-|.|#|/*|*/|*|/|,|a|b.c|\xff|@";
     const std::size_t begin = kPieces.rfind('|', below(kPieces.size())) + 1;
     const std::string found =
         kPieces.substr(begin, kPieces.find('|', begin) - begin);
-    return found == "@" ? std::string(1, '\0') : found;
+    return found == "@" ? "\0"s : found;
   }
   std::size_t below(std::size_t limit) { return _random() % limit; }
 

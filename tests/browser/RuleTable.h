@@ -4,7 +4,6 @@
 #define VEL_TESTS_BROWSER_RULETABLE_H_
 
 #include <cstdlib>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -41,15 +40,44 @@ class RuleTable {
   explicit RuleTable(PrefSink& sink) : _sink(sink) {}
 
   void run(const std::string& input) {
-    static const std::vector<Rule> rules = make_rules();
+    static Rule rules[] = {
+        {kMain, PcreRegex("^#"), kLine},
+        {kMain, PcreRegex("^/\\*"), kBlock},
+        {kMain, PcreRegex("^user_pref\\(\""), kName},
+        {kMain, PcreRegex("^[ \\t\\n]+"), kMain},
+        {kBlock, PcreRegex("^\\*/"), kMain},
+        {kBlock, PcreRegex("^[^\\n]"), kBlock},
+        {kLine, PcreRegex("^\\n"), kMain},
+        {kLine, PcreRegex("^[^\\n]+"), kLine},
+        {kName, PcreRegex("^[^\"]+"), kName,
+         [](RuleTable& t, auto text) { t._name = text; }},
+        {kName, PcreRegex("^\",[ \\t]*"), kValue},
+        {kValue, PcreRegex("^true"), kEnd,
+         [](RuleTable& t, auto) { t._sink.set_bool(t._name, true); }},
+        {kValue, PcreRegex("^false"), kEnd,
+         [](RuleTable& t, auto) { t._sink.set_bool(t._name, false); }},
+        {kValue, PcreRegex("^[0-9]+"), kEnd,
+         // 32 bits; the largest number stands for what is beyond.
+         [](RuleTable& t, auto text) {
+           t._sink.set_int(t._name, std::strtol(text, nullptr, 10));
+         }},
+        {kValue, PcreRegex("^\""), kString,
+         [](RuleTable& t, auto) { t._buffer.clear(); }},
+        {kString, PcreRegex("^\\\\[^\\n]"), kString,
+         [](RuleTable& t, auto text) { t._buffer += text; }},
+        {kString, PcreRegex("^[^\"]"), kString,
+         [](RuleTable& t, auto text) { t._buffer += text; }},
+        {kString, PcreRegex("^\""), kEnd,
+         [](RuleTable& t, auto) { t._sink.set_string(t._name, t._buffer); }},
+        {kEnd, PcreRegex("^[ \\t]+"), kEnd},
+        {kEnd, PcreRegex("^\\)[ \\t]*;"), kMain}};
     for (std::size_t at = 0; at < input.size();) {
       const std::string rest = input.substr(at);
       std::size_t longest = 0;
       const Rule* best = nullptr;
-      for (const Rule& rule : rules) {
+      for (Rule& rule : rules) {
         std::vector<PcreRegex::Range> found;
-        if (rule.state != _state || !rule.pattern->search(rest, found))
-          continue;
+        if (rule.state != _state || !rule.pattern.search(rest, found)) continue;
         const auto length = static_cast<std::size_t>(found[0].second);
         if (length > longest) longest = length, best = &rule;
       }
@@ -65,50 +93,11 @@ class RuleTable {
   enum State { kMain, kBlock, kLine, kName, kValue, kString, kEnd };
   using Action = void (*)(RuleTable&, const char* text);
   struct Rule {
-    Rule(State in, const char* match, State to, Action action = nullptr)
-        : state(in),
-          pattern(std::make_shared<PcreRegex>("^" + std::string(match))),
-          next(to),
-          act(action) {}
     State state;
-    std::shared_ptr<PcreRegex> pattern;
+    PcreRegex pattern;
     State next;
-    Action act;
+    Action act = nullptr;
   };
-  using Me = RuleTable&;
-
-  static std::vector<Rule> make_rules() {
-    return {
-        {kMain, "#", kLine},
-        {kMain, "/\\*", kBlock},
-        {kMain, "user_pref\\(\"", kName},
-        {kMain, "[ \\t\\n]+", kMain},
-        {kBlock, "\\*/", kMain},
-        {kBlock, "[^\\n]", kBlock},
-        {kLine, "\\n", kMain},
-        {kLine, "[^\\n]+", kLine},
-        {kName, "[^\"]+", kName, [](Me me, auto text) { me._name = text; }},
-        {kName, "\",[ \\t]*", kValue},
-        {kValue, "true", kEnd,
-         [](Me me, auto) { me._sink.set_bool(me._name, true); }},
-        {kValue, "false", kEnd,
-         [](Me me, auto) { me._sink.set_bool(me._name, false); }},
-        {kValue, "[0-9]+", kEnd,
-         // 32 bits; the largest number stands for what is beyond.
-         [](Me me, auto text) {
-           me._sink.set_int(me._name, std::strtol(text, nullptr, 10));
-         }},
-        {kValue, "\"", kString, [](Me me, auto) { me._buffer.clear(); }},
-        {kString, "\\\\[^\\n]", kString,
-         [](Me me, auto text) { me._buffer += text; }},
-        {kString, "[^\"]", kString,
-         [](Me me, auto text) { me._buffer += text; }},
-        {kString, "\"", kEnd,
-         [](Me me, auto) { me._sink.set_string(me._name, me._buffer); }},
-        {kEnd, "[ \\t]+", kEnd},
-        {kEnd, "\\)[ \\t]*;", kMain},
-    };
-  }
 
   PrefSink& _sink;
   State _state = kMain;

@@ -14,6 +14,8 @@
 namespace vel {
 namespace {
 
+const HKEY kUser = HKEY_CURRENT_USER;
+const HKEY kMachine = HKEY_LOCAL_MACHINE;
 const std::wstring kExplorer = L"Software\\Microsoft\\Internet Explorer";
 const std::wstring kScopes = kExplorer + L"\\SearchScopes";
 const std::wstring kOptions = L"Software\\Tessavane\\VEL\\Settings\\Search";
@@ -24,8 +26,7 @@ const std::string kHead = "# Mozilla User Preferences\r\n\r\n";
 class SearchSettingsTest : public testing::Test {
  protected:
   SearchSettingsTest() {
-    Set(HKEY_LOCAL_MACHINE, L"Software\\Tessavane\\VEL\\ComponentRedirect",
-        L"VELRCS.dll",
+    Set(kMachine, L"Software\\Tessavane\\VEL\\ComponentRedirect", L"VELRCS.dll",
         test::TestProgramPath() + L"\\..\\..\\product\\VELRCS.dll");
     _scratch.Write(L"Lumenaudit\\search\\askcom.xml", "shipped");
     _scratch.Write(L"Mozilla\\Firefox\\profiles.ini",
@@ -38,14 +39,14 @@ class SearchSettingsTest : public testing::Test {
     RegSetString(root, key, name, text, 0);
   }
   static std::wstring Get(const std::wstring& key, const std::wstring& name) {
-    return RegGetString(HKEY_CURRENT_USER, key, name, 0);
+    return RegGetString(kUser, key, name, 0);
   }
   static void Begin(const wchar_t* version, bool option) {
-    Set(HKEY_LOCAL_MACHINE, kExplorer, L"Version", version);
-    Set(HKEY_LOCAL_MACHINE, kScopes, L"DefaultScope", L"machine");
+    Set(kMachine, kExplorer, L"Version", version);
+    Set(kMachine, kScopes, L"DefaultScope", L"machine");
     for (const wchar_t* name :
          {L"opt_def_browser_search", L"opt_browser_startpage"}) {
-      RegSetDword(HKEY_CURRENT_USER, kOptions, name, option, 0);
+      RegSetDword(kUser, kOptions, name, option, 0);
     }
   }
   // The scopes as name=displayname, a new one without its name, and a star at
@@ -54,7 +55,7 @@ class SearchSettingsTest : public testing::Test {
     const std::wstring chosen = Get(kScopes, L"DefaultScope");
     std::wstring text;
     wchar_t name[256];
-    const RegKeyHolder key = RegOpen(HKEY_CURRENT_USER, kScopes, false, 0);
+    const RegKeyHolder key = RegOpen(kUser, kScopes, false, 0);
     for (DWORD i = 0; RegEnumKeyW(key.get(), i, name, 256) == 0; ++i) {
       const bool added = std::wcslen(name) == 38;
       text += (added ? L"new" : name) +
@@ -89,18 +90,16 @@ TEST_F(SearchSettingsTest, BringsExplorersScopesInLine) {
       {L"9.0", false, false, L"Lumenaudit", L"1=Lumenaudit machine"},
       // Of two neighbours the second slips through.
       {L"9.0", false, true, L"Lumenaudit Lumenaudit x",
-       L"2=Lumenaudit 3=x machine"},
-  };
+       L"2=Lumenaudit 3=x machine"}};
   for (const auto& [version, option, removing, scopes, after] : rows) {
-    SHDeleteKeyW(HKEY_CURRENT_USER, kScopes.c_str());
+    SHDeleteKeyW(kUser, kScopes.c_str());
     Begin(version, option);
     std::wistringstream names(scopes);
     std::wstring name;
     for (int i = 1; names >> name; ++i) {
-      Set(HKEY_CURRENT_USER, kScopes + L"\\" + std::to_wstring(i),
-          L"displayname", name);
+      Set(kUser, kScopes + L"\\" + std::to_wstring(i), L"displayname", name);
     }
-    Set(HKEY_CURRENT_USER, kScopes, L"DefaultScope", L"old");
+    Set(kUser, kScopes, L"DefaultScope", L"old");
     EXPECT_EQ(UpdateSearchSettings(removing), std::wcscmp(version, L"7") > 0);
     EXPECT_EQ(Scopes(), after);
   }
@@ -119,15 +118,14 @@ TEST_F(SearchSettingsTest, AppliesTheStartPageToBothBrowsers) {
       {L"8.0", false, L"http://own.test/", L"http://own.test/",
        L"http://own.test/"},
       {L"8.0", false, page + L"?from=x", L"about:blank", L"about:blank"},
-      {L"8.0", false, L"", L"", L""},
+      {L"8.0", false, L"", L"", L""}};
+  const auto line = [](const std::wstring& text) {
+    return R"(user_pref("browser.startup.homepage", ")" + narrow(text) +
+           "\");\r\n";
   };
   for (const auto& row : rows) {
-    const auto line = [](const std::wstring& text) {
-      return "user_pref(\"browser.startup.homepage\", \"" + narrow(text) +
-             "\");\r\n";
-    };
     Begin(row.version, row.option);
-    Set(HKEY_CURRENT_USER, kExplorer + L"\\Main", L"Start Page", row.before);
+    Set(kUser, kExplorer + L"\\Main", L"Start Page", row.before);
     _scratch.Write(kPrefs, line(row.before));
     UpdateStartPage();
     EXPECT_EQ(Get(kExplorer + L"\\Main", L"Start Page"), row.explorer);
@@ -142,8 +140,8 @@ TEST_F(SearchSettingsTest, AppliesTheStartPageToBothBrowsers) {
 
 TEST_F(SearchSettingsTest, ReadsAndEndsTheOptions) {
   EXPECT_FALSE(opt_search_box() || is_search_feature_offered());
-  RegSetDword(HKEY_CURRENT_USER, kOptions, L"opt_search_box", 7, 0);
-  RegSetDword(HKEY_LOCAL_MACHINE, kProductKey, L"SearchFeature", 1, 0);
+  RegSetDword(kUser, kOptions, L"opt_search_box", 7, 0);
+  RegSetDword(kMachine, kProductKey, L"SearchFeature", 1, 0);
   EXPECT_TRUE(opt_search_box() && is_search_feature_offered());
   EXPECT_TRUE(DeleteSearchFeature());
   EXPECT_FALSE(is_search_feature_offered() || DeleteSearchFeature());
