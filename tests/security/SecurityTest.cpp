@@ -30,6 +30,9 @@
 namespace vel {
 namespace {
 
+const HKEY kUser = HKEY_CURRENT_USER;
+const HKEY kMachine = HKEY_LOCAL_MACHINE;
+const auto kValue = kRestrictedGroupSidValue;
 constexpr wchar_t kLowLabel[] = L"11 1 S-1-16-4096;";
 
 std::wstring SidText(PSID sid) {
@@ -149,15 +152,6 @@ TEST(VelImpersonatorTest, NestsFailsAndPutsBackWhatItFound) {
   EXPECT_TRUE(log.Contains(3, L".\\Impersonator"));
 }
 
-// A copy of the own token in which `sid` is only there for denials.
-ScopedHandle TokenWithout(PSID sid) {
-  SID_AND_ATTRIBUTES disabled = {sid, 0};
-  ScopedHandle made;
-  EXPECT_TRUE(CreateRestrictedToken(OwnToken().get(), 0, 1, &disabled, 0,
-                                    nullptr, 0, nullptr, made.put()));
-  return made;
-}
-
 TEST(ClientRightsTest, TheUserTheSystemAndAdministratorsMayAct) {
   PSID const user = LookupSidCurrentUser();
   PSID const another = LookupSidLocal();  // No token's user.
@@ -165,21 +159,23 @@ TEST(ClientRightsTest, TheUserTheSystemAndAdministratorsMayAct) {
   EXPECT_TRUE(SidMayActFor(LookupSidSystem(), user));
   EXPECT_FALSE(SidMayActFor(another, user));
   EXPECT_FALSE(SidMayActFor(nullptr, nullptr));
-  const ScopedHandle plain = TokenWithout(LookupSidAdministrators());
+  SID_AND_ATTRIBUTES denied = {LookupSidAdministrators(), 0};
+  ScopedHandle plain;
+  EXPECT_TRUE(CreateRestrictedToken(OwnToken().get(), 0, 1, &denied, 0, nullptr,
+                                    0, nullptr, plain.put()));
   EXPECT_TRUE(TokenMayActFor(plain.get(), user));
   EXPECT_FALSE(TokenMayActFor(plain.get(), another));
   EXPECT_FALSE(TokenMayActFor(nullptr, user));
+  // Only a thread that impersonates has a client.
+  EXPECT_FALSE(ImpersonatedMayActForProcess());
+  {
+    const VelImpersonateToken client(plain.get());
+    EXPECT_TRUE(ImpersonatedMayActForProcess());
+  }
   if (!TokenHasGroup(OwnToken().get(), LookupSidAdministrators())) {
     GTEST_SKIP() << "needs an administrator";
   }
   EXPECT_TRUE(TokenMayActFor(OwnToken().get(), another));
-}
-
-TEST(ClientRightsTest, OnlyAThreadThatImpersonatesHasAClient) {
-  EXPECT_FALSE(ImpersonatedMayActForProcess());
-  const ScopedHandle plain = TokenWithout(LookupSidAdministrators());
-  const VelImpersonateToken client(plain.get());
-  EXPECT_TRUE(ImpersonatedMayActForProcess());
 }
 
 std::wstring DaclOf(HANDLE object) {
@@ -298,16 +294,14 @@ TEST(SetSidAccessOnPathTest, AMarkerKeepsTheGrantFromBeingMadeTwice) {
 using Bytes = std::vector<BYTE>;
 
 Bytes MachineValue() {
-  return RegGetBinary(HKEY_LOCAL_MACHINE, kProductKey, kRestrictedGroupSidValue,
-                      kRegViewDefault);
+  return RegGetBinary(kMachine, kProductKey, kValue, 0);
 }
 
 // Whether it is there from now on; an empty one takes the value away.
 bool SetMachineValue(const Bytes& sid) {
-  RegSetBinary(HKEY_LOCAL_MACHINE, kProductKey, kRestrictedGroupSidValue, sid);
+  RegSetBinary(kMachine, kProductKey, kValue, sid);
   if (!sid.empty()) return MachineValue() == sid;
-  return RegRemoveValue(HKEY_LOCAL_MACHINE, kProductKey,
-                        kRestrictedGroupSidValue, kRegViewDefault) == 0;
+  return RegRemoveValue(kMachine, kProductKey, kValue, 0) == 0;
 }
 
 VEL_CHILD_MAIN(WithoutGroup) {
@@ -343,8 +337,7 @@ VEL_CHILD_MAIN(WithGroup) {
   const test::ScopedVariable temp(L"TEMP", argument);
   init_group(false);
   if (!log.Contains(4, L"init_group: complete for 'S-1-5-4'")) return 3;
-  if (RegRemoveValue(HKEY_CURRENT_USER, kProductKey, L"RestrictedGroupInitSid",
-                     kRegViewDefault) != 0)
+  if (RegRemoveValue(kUser, kProductKey, L"RestrictedGroupInitSid", 0) != 0)
     return 6;
   if (!test::FileExists(argument + L"\\vel_acc_80100000")) return 4;
   return test::FileExists(argument + L"\\VelTmp\\vel_acc_10100000") ? 0 : 5;
@@ -363,9 +356,9 @@ TEST(RestrictedAccountTest, LivesWithAndWithoutTheGroup) {
 
 TEST(RestrictedAccountTest, RemainsAreRemovedAlsoWhereThereAreNone) {
   const std::wstring key = std::wstring(kProductKeyPrefix) + L"Account";
-  RegSetDword(HKEY_CURRENT_USER, key, L"x", 1, kRegViewDefault);
+  RegSetDword(kUser, key, L"x", 1, 0);
   EXPECT_TRUE(delete_account());
-  EXPECT_FALSE(RegKeyExists(HKEY_CURRENT_USER, key, kRegViewDefault));
+  EXPECT_FALSE(RegKeyExists(kUser, key, 0));
   EXPECT_TRUE(delete_account() && delete_old_service());
 }
 

@@ -28,6 +28,8 @@
 namespace vel {
 namespace {
 
+const HKEY kUser = HKEY_CURRENT_USER;
+
 // The clock of the tests. Each wait goes to the next of these times and, after
 // the last, is ended by the stop.
 using Times = std::vector<std::int64_t>;
@@ -52,11 +54,10 @@ const UsageCalls kTestCalls = {
 class UsageTest : public testing::Test {
  protected:
   static std::uint32_t Counter(const wchar_t* name) {
-    return RegGetDword(HKEY_CURRENT_USER, kProductKey, name, 0, 0);
+    return RegGetDword(kUser, kProductKey, name, 0, 0);
   }
   static std::uint64_t LastReport() {
-    return RegGetQword(HKEY_CURRENT_USER, kProductKey, L"LastUsageReport64",
-                       nullptr);
+    return RegGetQword(kUser, kProductKey, L"LastUsageReport64", nullptr);
   }
   // One run of the monitor over these times.
   static void Run(Times run_times, bool server = true,
@@ -80,7 +81,7 @@ TEST_F(UsageTest, CountsSecondsAndStarts) {
   Run({9000, 5400, 8999, 9010});
   EXPECT_EQ(Counter(L"UsedTime"), 105u);
   EXPECT_EQ(Counter(L"StartsCount"), 2u);
-  RegSetDword(HKEY_CURRENT_USER, kProductKey, L"UsedTime", 0xFFFFFFFF, 0);
+  RegSetDword(kUser, kProductKey, L"UsedTime", 0xFFFFFFFF, 0);
   Run({100, 103});
   EXPECT_EQ(Counter(L"UsedTime"), 2u);
 }
@@ -94,12 +95,10 @@ TEST_F(UsageTest, ABuildWithoutAHostCountsAndReportsNothing) {
   EXPECT_EQ(LastReport(), 0u);
   EXPECT_EQ(Counter(L"UsedTime"), 1800u);
   EXPECT_EQ(Counter(L"StartsCount"), 1u);
-  EXPECT_EQ(std::ranges::count_if(log.Lines(),
-                                  [](const test::LogLine& line) {
-                                    return test::LogCapture::Contains(
-                                        {line}, 2, L"reports are off");
-                                  }),
-            1);
+  const auto says_so = [](const test::LogLine& line) {
+    return test::LogCapture::Contains({line}, 2, L"reports are off");
+  };
+  EXPECT_EQ(std::ranges::count_if(log.Lines(), says_so), 1);
 }
 
 TEST(UsageHost, OneThatCannotExistIsNotAskedFor) {
@@ -122,12 +121,11 @@ TEST_F(UsageTest, ReportsEvery900Seconds) {
   EXPECT_EQ(reports, (Times{102700, 102730, 102760}));
   EXPECT_EQ(LastReport(), 101800u);
   // What can't be a time counts as one that hasn't come yet.
-  RegSetQword(HKEY_CURRENT_USER, kProductKey, L"LastUsageReport64",
-              0x7FFFFFFFFFFFFFFF);
+  RegSetQword(kUser, kProductKey, L"LastUsageReport64", 0x7FFFFFFFFFFFFFFF);
   Run({102790});
   EXPECT_EQ(reports, Times{});
-  RegRemoveValue(HKEY_CURRENT_USER, kProductKey, L"LastUsageReport64", 0);
-  RegSetDword(HKEY_CURRENT_USER, kProductKey, L"LastUsageReport", 200000, 0);
+  RegRemoveValue(kUser, kProductKey, L"LastUsageReport64", 0);
+  RegSetDword(kUser, kProductKey, L"LastUsageReport", 200000, 0);
   Run({200899, 200900});
   EXPECT_EQ(reports, Times{200900});
   EXPECT_EQ(LastReport(), 200900u);
@@ -172,8 +170,8 @@ TEST(UsageHash, IsThatOfTheUsersName) {
 
 TEST_F(UsageTest, TheReportSaysWhatItMayAndNoMore) {
   const test::ScopedVariable user(L"USERNAME", L"J\xFCrgen");
-  RegSetDword(HKEY_CURRENT_USER, kProductKey, L"UsedTime", 7, 0);
-  RegSetDword(HKEY_CURRENT_USER, kProductKey, L"CrashesCount", 0xFFFFFFFF, 0);
+  RegSetDword(kUser, kProductKey, L"UsedTime", 7, 0);
+  RegSetDword(kUser, kProductKey, L"CrashesCount", 0xFFFFFFFF, 0);
   RegSetDword(HKEY_LOCAL_MACHINE,
               L"HARDWARE\\DESCRIPTION\\System\\CentralProcessor\\0", L"~MHz",
               2400, 0);
@@ -281,8 +279,7 @@ std::wstring Show(const std::wstring& reply, int button) {
 }
 
 std::uint64_t ShownAt(const std::wstring& id) {
-  return RegGetQword(HKEY_CURRENT_USER, L"Software\\Tessavane\\VEL\\BetaMsg",
-                     id, nullptr);
+  return RegGetQword(kUser, L"Software\\Tessavane\\VEL\\BetaMsg", id, nullptr);
 }
 
 TEST_F(UsageTest, ShowsAMessageOncePerId) {
