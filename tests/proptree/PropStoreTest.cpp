@@ -102,8 +102,7 @@ TEST(VelPropNode, AttributesAreNumbersOrTexts) {
   EXPECT_TRUE(node.NumberEquals(L"N", 0) && node.TextEquals(L"N", L""));
   node.SetText(L"t", L"ABC");
   EXPECT_TRUE(node.TextEquals(L"t", L"abc"));
-  EXPECT_TRUE(node.RemoveAttribute(L"t"));
-  EXPECT_FALSE(node.RemoveAttribute(L"t"));
+  EXPECT_TRUE(node.RemoveAttribute(L"t") && !node.RemoveAttribute(L"t"));
 }
 
 TEST(VelPropNode, FindsAndRemovesChildren) {
@@ -352,18 +351,17 @@ TEST_F(PropStoreTest, LeavesTheOldFileUntilTheNewOneIsWhole) {
   const std::string old = Save(tree);
   tree.AddChild(L"new");
   const LogCapture log;
-  const auto fails_beside = [&](const VelFileStream&, const wchar_t* text) {
+  const auto fails_beside = [&](const VelFileStream&, const std::wstring& call,
+                                const wchar_t* why) {
     EXPECT_FALSE(VelPropTreeStore(&tree).StorePlain(_path));
-    EXPECT_TRUE(log.Contains(3, _path + text));
+    EXPECT_TRUE(log.Contains(3, L"VelPropTreeStore::" + call + _path + why));
   };
-  fails_beside(VelFileStream(_path, false), L"'): le=");
-  EXPECT_TRUE(log.Contains(
-      3, L"VelPropTreeStore::RenameTemp('" + _path + L".tmp', '" + _path));
+  fails_beside(VelFileStream(_path, false),
+               L"RenameTemp('" + _path + L".tmp', '", L"'): le=");
   EXPECT_EQ(_scratch.Read(L"tree.ptp"), old);
   EXPECT_TRUE(test::FileExists(_path + L".tmp"));
-  fails_beside(VelFileStream(_path + L".tmp", true),
+  fails_beside(VelFileStream(_path + L".tmp", true), L"StorePlain('",
                L"'): Failed to create plain storage");
-  EXPECT_TRUE(log.Contains(3, L"VelPropTreeStore::StorePlain('" + _path));
   EXPECT_FALSE(VelPropTreeStore(&tree).LoadPlain(_scratch.File(L"none")));
   EXPECT_TRUE(log.Contains(3, L"): Failed to open plain storage"));
   EXPECT_NE(Save(tree), old);
