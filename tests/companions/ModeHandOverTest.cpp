@@ -23,20 +23,18 @@ VEL_CHILD_MAIN(LivesInAMode) {
   const DWORD self = GetCurrentProcessId();
   const HWND window = CreateWindowW(L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE,
                                     nullptr, nullptr, nullptr);
-  const bool answers[] = {get_own_min_mode() == argument,
-                          !query_hooks_ready(kHooksLibraryLoaded),
-                          !is_hooked_process(self, false),
-                          !is_hooked_window(window, false),
-                          vel_ipc_connect(1) == 0,
-                          CheckedVelulLoad() && CheckedVelulLoad(),
-                          query_hooks_ready(kHooksLibraryLoaded),
-                          query_hooks_ready(kHooksSetUp),
-                          query_hooks_ready(kHooksSignalled),
-                          is_hooked_process(self, true),
-                          is_hooked_window(window, true)};
-  int bits = 0;
-  for (const bool answer : answers) bits = 2 * bits + answer;
-  return bits;
+  int answers = get_own_min_mode() == argument ? 1 : 0;
+  answers |= !query_hooks_ready(kHooksLibraryLoaded) ? 2 : 0;
+  answers |= !is_hooked_process(self, false) ? 4 : 0;
+  answers |= !is_hooked_window(window, false) ? 8 : 0;
+  answers |= vel_ipc_connect(1) == 0 ? 16 : 0;
+  answers |= CheckedVelulLoad() && CheckedVelulLoad() ? 32 : 0;
+  answers |= query_hooks_ready(kHooksLibraryLoaded) ? 64 : 0;
+  answers |= query_hooks_ready(kHooksSetUp) ? 128 : 0;
+  answers |= query_hooks_ready(kHooksSignalled) ? 256 : 0;
+  answers |= is_hooked_process(self, true) ? 512 : 0;
+  answers |= is_hooked_window(window, true) ? 1024 : 0;
+  return answers;
 }
 
 class ModeHandOverTest : public testing::Test {

@@ -188,21 +188,18 @@ bool report(const wchar_t* reason) {
   if (steps_throw) throw std::length_error("long");
   return false;
 }
+bool is_running() {
+  return tray_runs;
+}
+void set_pending(bool pending) {
+  steps_taken += pending ? L'P' : L'p';
+}
+
 constexpr VelInstallSteps kSteps = {
-    [] { return tray_runs; },
-    step<L'T'>,
-    report,
-    step<L'G'>,
-    step<L'A'>,
-    step<L'O'>,
-    step<L'I', void>,
-    step<L'U', void>,
-    step<L'D', void>,
-    step<L'B', void>,
-    step<L'H', void>,
-    step<L'F', void>,
-    step<L'X', void>,
-    [](bool pending) { steps_taken += pending ? L'P' : L'p'; }};
+    is_running,       step<L'T'>,       report,           step<L'G'>,
+    step<L'A'>,       step<L'O'>,       step<L'I', void>, step<L'U', void>,
+    step<L'D', void>, step<L'B', void>, step<L'H', void>, step<L'F', void>,
+    step<L'X', void>, set_pending};
 
 TEST(VelInstallModeTest, TheFirstTokenDecidesAndStepsRunOnInTheirOrder) {
   const struct {
