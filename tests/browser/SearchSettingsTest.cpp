@@ -26,24 +26,21 @@ const std::string kHead = "# Mozilla User Preferences\r\n\r\n";
 class SearchSettingsTest : public testing::Test {
  protected:
   SearchSettingsTest() {
-    Set(kMachine, L"Software\\Tessavane\\VEL\\ComponentRedirect", L"VELRCS.dll",
-        test::TestProgramPath() + L"\\..\\..\\product\\VELRCS.dll");
+    RegSetString(kMachine, L"Software\\Tessavane\\VEL\\ComponentRedirect",
+                 L"VELRCS.dll",
+                 test::TestProgramPath() + L"\\..\\..\\product\\VELRCS.dll", 0);
     _scratch.Write(L"Lumenaudit\\search\\askcom.xml", "shipped");
     _scratch.Write(L"Mozilla\\Firefox\\profiles.ini",
                    "[Profile0]\nName=p\nPath=P\n");
     _scratch.Write(kPrefs, "");
   }
 
-  static void Set(HKEY root, const std::wstring& key, const std::wstring& name,
-                  const std::wstring& text) {
-    RegSetString(root, key, name, text, 0);
-  }
   static std::wstring Get(const std::wstring& key, const std::wstring& name) {
     return RegGetString(kUser, key, name, 0);
   }
   static void Begin(const wchar_t* version, bool option) {
-    Set(kMachine, kExplorer, L"Version", version);
-    Set(kMachine, kScopes, L"DefaultScope", L"machine");
+    RegSetString(kMachine, kExplorer, L"Version", version, 0);
+    RegSetString(kMachine, kScopes, L"DefaultScope", L"machine", 0);
     for (const wchar_t* name :
          {L"opt_def_browser_search", L"opt_browser_startpage"}) {
       RegSetDword(kUser, kOptions, name, option, 0);
@@ -97,9 +94,10 @@ TEST_F(SearchSettingsTest, BringsExplorersScopesInLine) {
     std::wistringstream names(scopes);
     std::wstring name;
     for (int i = 1; names >> name; ++i) {
-      Set(kUser, kScopes + L"\\" + std::to_wstring(i), L"displayname", name);
+      RegSetString(kUser, kScopes + L"\\" + std::to_wstring(i), L"displayname",
+                   name, 0);
     }
-    Set(kUser, kScopes, L"DefaultScope", L"old");
+    RegSetString(kUser, kScopes, L"DefaultScope", L"old", 0);
     EXPECT_EQ(UpdateSearchSettings(removing), std::wcscmp(version, L"7") > 0);
     EXPECT_EQ(Scopes(), after);
   }
@@ -125,7 +123,7 @@ TEST_F(SearchSettingsTest, AppliesTheStartPageToBothBrowsers) {
   };
   for (const auto& row : rows) {
     Begin(row.version, row.option);
-    Set(kUser, kExplorer + L"\\Main", L"Start Page", row.before);
+    RegSetString(kUser, kExplorer + L"\\Main", L"Start Page", row.before, 0);
     _scratch.Write(kPrefs, line(row.before));
     UpdateStartPage();
     EXPECT_EQ(Get(kExplorer + L"\\Main", L"Start Page"), row.explorer);

@@ -23,6 +23,7 @@ using test::FileExists;
 using test::ScopedVariable;
 using test::ScratchDirectory;
 
+const HKEY kUser = HKEY_CURRENT_USER;
 const HKEY kMachine = HKEY_LOCAL_MACHINE;
 
 class PathsTest : public testing::Test {
@@ -105,8 +106,7 @@ TEST_F(PathsTest, FindsTheInstallationInItsOrder) {
   const std::wstring uninstall =
       L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
   EXPECT_EQ(install_path(), L"");
-  RegSetString(HKEY_CURRENT_USER, kProductKey, L"InstallPath", L"C:\\user\\",
-               0);
+  RegSetString(kUser, kProductKey, L"InstallPath", L"C:\\user\\", 0);
   EXPECT_EQ(install_path(), L"C:\\user");
   RegSetString(kMachine, uninstall + kUninstallKeyName, L"InstallLocation",
                L"C:\\uninstall", 0);

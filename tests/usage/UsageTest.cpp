@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <ctime>
 #include <optional>
 #include <regex>
 #include <thread>
