@@ -83,12 +83,26 @@ void LongPathCache::prune(std::uint64_t now) {
   });
 }
 
+namespace {
+
+// Where the names below a network share begin, 0 for other paths: the share
+// itself can't be looked up.
+std::size_t below_share(const std::wstring& path) {
+  if (!StartsWith(path, L"\\\\")) return 0;
+  const std::size_t server_end = path.find(L'\\', 2);
+  return server_end == std::wstring::npos ? server_end
+                                          : path.find(L'\\', server_end + 1);
+}
+
+}  // namespace
+
 LongForm lengthen_path(const std::wstring& path, NameLookup look_up) {
   const std::size_t start =
       StartsWith(path, kNtPathPrefix) ? kNtPathPrefix.size() : 0;
   LongForm form = {path.substr(0, start), true};
   // Nothing lies below what isn't there, unless the path goes up again.
   const bool goes_up = path.find(L"..") != std::wstring::npos;
+  const std::size_t share_end = below_share(path);
   bool may_exist = true;
   for (std::size_t begin = start;;) {
     const std::size_t end = path.find(L'\\', begin);
@@ -101,7 +115,7 @@ LongForm lengthen_path(const std::wstring& path, NameLookup look_up) {
           may_exist ? look_up(form.text, component) : ERROR_PATH_NOT_FOUND;
       form.text.replace(place, std::wstring::npos, component);
       form.is_complete &= error == ERROR_SUCCESS;
-      may_exist &= goes_up || !is_missing(error);
+      may_exist &= goes_up || begin < share_end || !is_missing(error);
     }
     if (end == std::wstring::npos) return form;
     form.text += L'\\';

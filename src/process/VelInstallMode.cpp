@@ -122,7 +122,7 @@ int vel_install_mode_with(const VelInstallSteps& steps,
   } else if (asked_for(L"[install]")) {
     code = install(steps);
   } else if (asked_for(L"[noreboot]")) {
-    steps.set_pending(false);
+    take(steps.set_pending, false);
   }
   VelLog_FlushBuffer();
   IVelLog::release();

@@ -28,11 +28,11 @@ bool VelStreamIo::write_string(const String& text) {
 
 template <typename String>
 bool VelStreamIo::read_string(String& text) {
+  text.clear();
   std::uint32_t length = 0;
   if (!ReadU32(length)) return false;
   constexpr std::size_t kUnit = sizeof(typename String::value_type);
   constexpr typename String::value_type kZero = 0;
-  text.clear();
   while (text.size() < length) {
     const std::size_t at = text.size();
     const std::size_t piece = std::min<std::size_t>(kPieceChars, length - at);
