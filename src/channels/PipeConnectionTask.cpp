@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <optional>
 #include <utility>
 
 #include "log/VelLog.h"
@@ -27,8 +28,17 @@ PipeConnectionTask::PipeConnectionTask(ActiveTaskCounter* counter,
 // A client that is gone gets no reply, and nobody is there to be told.
 void PipeConnectionTask::run() {
   const ThreadPriorityScope priority(THREAD_PRIORITY_HIGHEST);
-  const VelImpersonatePipeClient client(_pipe.get());
-  const bool in_time = send(carry_out());
+  std::optional<VelImpersonatePipeClient> client(std::in_place, _pipe.get());
+  const bool may_act =
+      client->impersonating() && ImpersonatedMayActForProcess();
+  // The log's file is opened as the process, not as a client without rights.
+  if (!may_act) {
+    const DWORD error = GetLastError();
+    client.reset();
+    SetLastError(error);
+  }
+  const bool in_time = send(may_act ? carry_out() : refuse());
+  client.reset();
   DisconnectNamedPipe(_pipe.get());
   if (in_time) return;
   VelLog_Print(kLogWarning,
@@ -36,11 +46,12 @@ void PipeConnectionTask::run() {
                ERROR_TIMEOUT, request_size());
 }
 
-// A client that can't be impersonated isn't known, and is refused as well.
 std::uint32_t PipeConnectionTask::carry_out() {
-  if (ImpersonatedMayActForProcess()) {
-    return static_cast<std::uint32_t>(_handler->OnPipeCommand(_command, _args));
-  }
+  return static_cast<std::uint32_t>(_handler->OnPipeCommand(_command, _args));
+}
+
+// A client that can't be impersonated isn't known, and is refused as well.
+std::uint32_t PipeConnectionTask::refuse() {
   VelLog_Print(kLogWarning,
                L"PipeConnectionTask: command %u of another user refused, le=%u",
                _command, GetLastError());

@@ -29,6 +29,8 @@ class PipeConnectionTask final : public CountedPoolTask {
  private:
   // The reply to the command, which it runs if it may.
   std::uint32_t carry_out();
+  // Logs the last error, which tells why the client may not act.
+  std::uint32_t refuse();
   // False when the client hasn't fetched it in its time.
   bool send(std::uint32_t reply);
   [[nodiscard]] unsigned request_size() const;

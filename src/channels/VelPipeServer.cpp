@@ -209,7 +209,7 @@ ScopedFileHandle VelPipeServer::serve_instance(ScopedFileHandle current) {
   {
     const ClientWaits::Call call(_waits, Wait::kConnect);
     if (!call.expired()) connected = wait_for_client(current.get());
-    if (call.expired()) return {};
+    if (call.expired() && !connected) return {};
   }
   ScopedFileHandle next = CreatePipeInstance();
   if (!connected) return next;

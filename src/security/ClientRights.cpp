@@ -29,8 +29,12 @@ bool TokenMayActFor(HANDLE token, PSID user) {
       ReadTokenInformation(token, TokenUser, kUserSizes);
   if (read.empty()) return false;
   const PSID who = reinterpret_cast<const TOKEN_USER*>(read.data())->User.Sid;
-  return SidMayActFor(who, user) ||
-         TokenHasGroup(token, LookupSidAdministrators());
+  if (SidMayActFor(who, user) ||
+      TokenHasGroup(token, LookupSidAdministrators())) {
+    return true;
+  }
+  SetLastError(ERROR_ACCESS_DENIED);
+  return false;
 }
 
 bool ImpersonatedMayActForProcess() {

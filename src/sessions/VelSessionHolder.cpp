@@ -172,6 +172,8 @@ void VelSessionHolder::MgrShutdown(std::uint32_t status) {
                static_cast<int>(_in_stopping));
   if (_in_stopping) return;
   const VelFastMutex::Scope scope(_restart_lock);
+  // The destructor sets it ahead of its own look at the task.
+  if (_in_stopping) return;
   try {
     if (!_restart_task) _restart_task = std::make_shared<RestartTask>(this);
   } catch (const std::bad_alloc&) {
