@@ -41,16 +41,6 @@ TEST_F(LifeTest, AMenuItemThatEndsTheTrayIsNotUnloadedUnderItsThread) {
   EXPECT_EQ(Seen("destroy"), 2u) << Log();
 }
 
-TEST_F(LifeTest, APluginsOwnBroadcastHoldsNoDestroyAndGetsNone) {
-  UsePlugins({"sends", "slow", ""});
-  ASSERT_TRUE(StartTray());
-  Expect("ticked");
-  EXPECT_EQ(Shutdown(), 0u);
-  for (const char* part : {"sends", "slow", ""}) {
-    EXPECT_EQ(Seen(std::string(part) + " destroyed on main"), 1u) << Log();
-  }
-}
-
 TEST_F(LifeTest, APluginThatNeverComesBackIsGivenUp) {
   const LogDirectory logs(L"1");
   UsePlugins({"hangs", ""});
@@ -64,37 +54,6 @@ TEST_F(LifeTest, APluginThatNeverComesBackIsGivenUp) {
   const auto lines = ReadLog(logs.Path(L"VELGUI.swl"));
   EXPECT_TRUE(
       LogCapture::Contains(lines, 3, L"test.dll' is still in an event"));
-}
-
-TEST_F(LifeTest, CallsFromSessionEventsAreRefusedInsteadOfWaiting) {
-  UsePlugins({"asks"});
-  ASSERT_TRUE(StartTray(L"/shex_file=\"own\""));
-  Expect("needs its own: 8007046b", 2);
-  EXPECT_EQ(Seen("needs another: 0"), 1u);
-  EXPECT_TRUE(SendCommand(VELGUI_IPC_OPEN_UNPROTECTED_BROWSER, L"6"));
-  Expect("closes: 0");
-  EXPECT_EQ(Seen("needs one in a close: 8007046b"), 2u) << Log();
-  EXPECT_EQ(Seen("shuts down in a close: 8007046b"), 2u) << Log();
-}
-
-TEST_F(LifeTest, AnOpenMenuDoesNotHoldTheEndUp) {
-  UsePlugins({""});
-  ASSERT_TRUE(StartTray());
-  PostMessageW(FindTray(), kTrayCallbackMessage, 0, WM_RBUTTONUP);
-  const auto is_open = [] {
-    const HWND menu = FindWindowW(L"#32768", nullptr);
-    return menu != nullptr && IsWindowVisible(menu);
-  };
-  ASSERT_TRUE(WaitUntil(is_open));
-  EXPECT_EQ(Shutdown(), 0u);
-}
-
-TEST_F(LifeTest, ACloseOfTheWindowEndsTheTray) {
-  UsePlugins({""});
-  ASSERT_TRUE(StartTray());
-  PostMessageW(FindTray(), WM_CLOSE, 0, 0);
-  EXPECT_EQ(WaitForTray(), 0u);
-  EXPECT_EQ(Seen("query 0*") + Seen("destroy"), 1u) << Log();
 }
 
 // A message that the system can't hand to the window ends the thread's loop.

@@ -3,13 +3,10 @@
 // beside the program. While the file "veto" there isn't empty every shutdown is
 // refused.
 //
-// Command 6 with the text "5" has it restart the program, with "6" close all
-// sessions. The parameters of the plug-in give it more to do:
+// Command 6 with the text "5" has it restart the program. The parameters of the
+// plug-in give it more to do:
 //   ends    its default item shuts the program down and takes a second more
 //   hangs   its default item never comes back
-//   sends   a thread of its own sends "tick" until destroy
-//   slow    takes half a second for a "tick"
-//   asks    asks for sessions in its session events
 #include <windows.h>
 
 #include <atomic>
@@ -18,7 +15,6 @@
 #include <filesystem>
 #include <mutex>
 #include <string>
-#include <thread>
 
 #include "vel/IVelPlugin.h"
 #include "vel/IVelSession.h"
@@ -56,32 +52,20 @@ void Record(const char* format, ...) {
 class TestPlugin final : public IVelPlugin, private IVelMenuItemHandler {
  public:
   TestPlugin(IVelPluginHost* host, const std::wstring& part)
-      : _host(host), _part(part) {
-    if (_part == L"sends") _sender = std::thread([this] { Send(); });
-  }
+      : _host(host), _part(part) {}
 
   void on_tray_menu_popup(IVelTrayMenu* tray) override {
     Record("popup");
     tray->add_menu_item(0, VEL_MENU_ITEM_BOLD, 71, L"&Default", this, false);
     tray->add_menu_item(0, VEL_MENU_ITEM_PLAIN, 72, L"&Plain", this, true);
   }
-  void on_session_startup(IVelSession*, const wchar_t* config) override {
-    if (_part != L"asks") return;
-    Record("needs its own: %x", _host->need_session(config));
-    if (std::wstring(config) == L"Normal") {
-      Record("needs another: %x", _host->need_session(L"Another"));
-    }
-  }
+  void on_session_startup(IVelSession*, const wchar_t*) override {}
   void on_session_shutdown(IVelSession*) override { Record("shutdown"); }
   bool query_session_shutdown(IVelSession* session,
                               std::uint32_t type) override {
     const bool agreed = !Vetoed();
     Record("query %u %s %s", type, session ? "session" : "null",
            agreed ? "agreed" : "refused");
-    if (_part == L"asks") {
-      Record("needs one in a close: %x", _host->need_session(L"Other"));
-      Record("shuts down in a close: %x", _host->shutdown(VEL_SHUTDOWN_USER));
-    }
     return agreed;
   }
   bool on_broadcast(IVelPlugin*, const wchar_t* name, std::uintptr_t a,
@@ -94,21 +78,10 @@ class TestPlugin final : public IVelPlugin, private IVelMenuItemHandler {
     if (text == vel_broadcast::kOpenUnprotectedBrowser && a == 5) {
       _host->shutdown(VEL_SHUTDOWN_RESTART);
     }
-    if (text == vel_broadcast::kOpenUnprotectedBrowser && a == 6) {
-      Record("closes: %x", _host->close_session(nullptr, VEL_SHUTDOWN_USER));
-    }
-    if (text == L"tick" && _part == L"slow") {
-      Sleep(500);
-      Record("ticked");
-    }
     return false;
   }
   void destroy() override {
     Record("destroy");
-    Record("%ls destroyed on %s", _part.c_str(),
-           GetCurrentThreadId() == _loader ? "main" : "another thread");
-    _ended = true;
-    if (_sender.joinable()) _sender.join();
     delete this;
   }
 
@@ -125,18 +98,9 @@ class TestPlugin final : public IVelPlugin, private IVelMenuItemHandler {
       Record("left the menu event");
     }
   }
-  void Send() {
-    while (!_ended) {
-      _host->send_broadcast(L"tick", 0, 0);
-      Sleep(10);
-    }
-  }
 
   IVelPluginHost* const _host;
   const std::wstring _part;
-  const DWORD _loader = GetCurrentThreadId();
-  std::atomic<bool> _ended = false;
-  std::thread _sender;
 };
 
 class TestSession final : public IVelSession {
