@@ -119,9 +119,7 @@ TEST_F(PtpdumpTest, NoticesAnOutputThatCannotBeWritten) {
 TEST_F(PtpdumpTest, RefusesOtherJson) {
   const std::pair<const char*, const char*> rows[] = {
       {"", "offset 0"},
-      {"[]", "offset 0"},
       {"{} x", "offset 3"},
-      {R"({"name":1})", "offset 8"},
       {R"({"other":""})", "offset 9"},
       {R"({"attributes":{"a":1.5}})", "offset 19"},
       {R"({"attributes":{"a":9223372036854775808}})", "offset 19"},
