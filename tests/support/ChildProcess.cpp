@@ -45,25 +45,6 @@ std::wstring TestProgramPath() {
   return {path, GetModuleFileNameW(nullptr, path, 1024)};
 }
 
-PROCESS_INFORMATION StartProcess(std::wstring command_line,
-                                 STARTUPINFOW& startup, bool inherits) {
-  PROCESS_INFORMATION info = {};
-  const auto start = [&] {
-    return CreateProcessW(nullptr, command_line.data(), nullptr, nullptr,
-                          inherits, 0, nullptr, nullptr, &startup,
-                          &info) != FALSE;
-  };
-  bool started = start();
-  // A busy Wine fails in this way once in some hundred starts.
-  if (!started && GetLastError() == ERROR_INTERNAL_ERROR) {
-    Sleep(200);
-    started = start();
-  }
-  EXPECT_TRUE(started) << "CreateProcessW failed: " << GetLastError();
-  if (started) CloseHandle(info.hThread);
-  return info;
-}
-
 ChildProcess::ChildProcess(const std::wstring& name,
                            const std::wstring& argument)
     : _is_child(true) {
@@ -82,10 +63,22 @@ ChildProcess::~ChildProcess() {
   Wait(5000);
 }
 
-void ChildProcess::Launch(const std::wstring& command_line) {
+void ChildProcess::Launch(std::wstring command_line) {
   STARTUPINFOW startup = {};
   startup.cb = sizeof startup;
-  const PROCESS_INFORMATION info = StartProcess(command_line, startup, false);
+  PROCESS_INFORMATION info = {};
+  const auto start = [&] {
+    return CreateProcessW(nullptr, command_line.data(), nullptr, nullptr, FALSE,
+                          0, nullptr, nullptr, &startup, &info) != FALSE;
+  };
+  bool started = start();
+  // A busy Wine fails in this way once in some hundred starts.
+  if (!started && GetLastError() == ERROR_INTERNAL_ERROR) {
+    Sleep(200);
+    started = start();
+  }
+  EXPECT_TRUE(started) << "CreateProcessW failed: " << GetLastError();
+  if (started) CloseHandle(info.hThread);
   _process.reset(info.hProcess);
   _id = info.dwProcessId;
 }

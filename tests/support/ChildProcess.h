@@ -31,12 +31,6 @@ struct ChildRegistration {
 // or nothing when this process is no child. For the test program's entry.
 std::optional<int> RunAsChild(int argc, wchar_t** argv);
 
-// CreateProcessW, tried again where that helps. The caller closes hProcess,
-// which is null, and the test a failure, when nothing starts; hThread is
-// closed.
-PROCESS_INFORMATION StartProcess(std::wstring command_line,
-                                 STARTUPINFOW& startup, bool inherits);
-
 // A running process, killed at the end of the scope if it still runs.
 class [[nodiscard]] ChildProcess {
  public:
@@ -60,7 +54,7 @@ class [[nodiscard]] ChildProcess {
 
  private:
   ChildProcess() = default;
-  void Launch(const std::wstring& command_line);
+  void Launch(std::wstring command_line);
 
   bool _is_child = false;
   ScopedHandle _process;
