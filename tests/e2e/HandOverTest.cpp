@@ -19,8 +19,6 @@ TEST_F(HandOverTest, CopiesOpenWhatTheyAreGivenAndEndWithZero) {
       // No start mode: the letters' case counts.
       {L"/start_mode=\"Shutdown\"", nullptr},
       {L"http://example.invalid/A b", "Normal||http://example.invalid/A|||"},
-      {L"ftp://first HTTPS://Second.invalid",
-       "Normal||HTTPS://Second.invalid|||"},
       {L"/shex_cfg=\"Privacy\" /shex_verb=\"edit\" /shex_file=\"C:\\a.htm\" "
        L"/shex_par=\"p q\" /shex_dir=\"C:\\dir\" /shex_class=\"htmlfile\"",
        "Privacy|edit|C:\\a.htm|p q|C:\\dir|htmlfile"},

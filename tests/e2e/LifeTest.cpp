@@ -11,13 +11,9 @@ namespace {
 
 class LifeTest : public ProductTest {
  protected:
-  // The test library several times, with these parameters.
-  void UsePlugins(std::initializer_list<const char*> parts) {
-    UseTestLibrary();
-    std::string list;
-    for (const char* part : parts)
-      list += std::string("test.dll,") + part + "\r\n";
-    product.Write(L"Plugins\\plugins.txt", list);
+  // The test library twice, once with this parameter.
+  void UsePlugins(const std::string& part) {
+    UseTestLibrary(part + "\r\ntest.dll");
   }
   // As the shell tells the window of the mouse on the icon.
   static void DoubleClick() {
@@ -33,7 +29,7 @@ class LifeTest : public ProductTest {
 };
 
 TEST_F(LifeTest, AMenuItemThatEndsTheTrayIsNotUnloadedUnderItsThread) {
-  UsePlugins({"ends", ""});
+  UsePlugins("ends");
   ASSERT_TRUE(StartTray());
   DoubleClick();
   EXPECT_EQ(WaitForTray(), 0u);
@@ -43,7 +39,7 @@ TEST_F(LifeTest, AMenuItemThatEndsTheTrayIsNotUnloadedUnderItsThread) {
 
 TEST_F(LifeTest, APluginThatNeverComesBackIsGivenUp) {
   const LogDirectory logs(L"1");
-  UsePlugins({"hangs", ""});
+  UsePlugins("hangs");
   ASSERT_TRUE(StartTray());
   DoubleClick();
   Expect("menu event 5 id 71");
@@ -61,7 +57,7 @@ TEST_F(LifeTest, APluginThatNeverComesBackIsGivenUp) {
 // stack; often it is ended at once, and no code of the tray runs.
 TEST_F(LifeTest, AWindowThreadThatEndsTakesTheTrayWithIt) {
   const LogDirectory logs(L"1");
-  UsePlugins({""});
+  UseTestLibrary();
   ASSERT_TRUE(StartTray());
   std::wstring text(1041000, L'x');
   while (text.size() < 1048000 && SendCommand(VELGUI_IPC_CONFIGURE, text)) {

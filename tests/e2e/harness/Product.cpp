@@ -3,7 +3,6 @@
 #include <winternl.h>
 
 #include <cstring>
-#include <cwchar>
 #include <filesystem>
 #include <sstream>
 
@@ -12,12 +11,6 @@
 namespace vel::test {
 namespace fs = std::filesystem;
 namespace {
-
-std::wstring Tag() {
-  wchar_t tag[32];
-  _snwprintf(tag, 32, L"%x.%x", GetCurrentProcessId(), GetCurrentThreadId());
-  return tag;
-}
 
 // A fatal failure otherwise leaves only the function that it is in, and the
 // test would go on from wait to wait.
@@ -55,12 +48,6 @@ bool SendCommand(std::uint32_t command, const std::wstring& text) {
                              reinterpret_cast<LPARAM>(&data), SMTO_NORMAL,
                              kPatienceMs, &answer) &&
          answer != 0;
-}
-
-void KillProcess(DWORD process_id, UINT exit_code) {
-  const HANDLE process = OpenProcess(PROCESS_TERMINATE, FALSE, process_id);
-  EXPECT_TRUE(TerminateProcess(process, exit_code)) << GetLastError();
-  CloseHandle(process);
 }
 
 Counts CountsOf(DWORD process_id) {
@@ -164,7 +151,8 @@ DWORD ProductTest::Run(const std::wstring& arguments) const {
 }
 
 bool ProductTest::StartTray(const std::wstring& arguments) {
-  const std::wstring name = L"vel_e2e_up_" + Tag();
+  const std::wstring name =
+      L"vel_e2e_up_" + std::to_wstring(GetCurrentProcessId());
   const HANDLE up = CreateEventW(nullptr, TRUE, FALSE, name.c_str());
   _tray_was_awaited = false;
   _tray.emplace(Start(arguments + L" /set_event=\"" + name + L"\""));

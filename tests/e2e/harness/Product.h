@@ -27,8 +27,6 @@ DWORD TrayProcess();
 // False without an answer in time, too.
 bool SendCommand(std::uint32_t command, const std::wstring& text = L"");
 
-void KillProcess(DWORD process_id, UINT exit_code);
-
 struct Counts {
   ULONG handles;
   ULONG threads;
