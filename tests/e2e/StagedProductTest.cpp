@@ -2,8 +2,6 @@
 // of another version finds and leaves.
 #include "harness/Product.h"
 
-#include <cstring>
-
 #include "ProductConfig.h"
 #include "foundation/Registry.h"
 
@@ -12,67 +10,35 @@ namespace {
 
 class StagedProductTest : public ProductTest {};
 
-// The text that a debugged process puts out with this event; systems differ in
-// its width and in how it comes.
-std::wstring DebugOutput(HANDLE process, const DEBUG_EVENT& event) {
-  constexpr DWORD kWideOutput = 0x4001000A;  // length and address
-  const auto& information = event.u.Exception.ExceptionRecord;
-  const void* address = nullptr;
-  bool wide = false;
-  if (event.dwDebugEventCode == OUTPUT_DEBUG_STRING_EVENT) {
-    address = event.u.DebugString.lpDebugStringData;
-    wide = event.u.DebugString.fUnicode != 0;
-  } else if (event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT &&
-             information.ExceptionCode == kWideOutput) {
-    address =
-        reinterpret_cast<const void*>(information.ExceptionInformation[1]);
-    wide = true;
-  }
-  char text[1024] = {};
-  SIZE_T read = 0;
-  // Near the end of its memory less can be read.
-  for (SIZE_T size = sizeof text - 2; address && !read && size > 0; size /= 2) {
-    ReadProcessMemory(process, address, text, size, &read);
-  }
-  if (wide) return reinterpret_cast<const wchar_t*>(text);
-  return std::wstring(text, text + std::strlen(text));
-}
-
 TEST_F(StagedProductTest, WithoutItsTextsADebuggerHearsThePathThatWasTried) {
   ASSERT_TRUE(DeleteFileW(product.File(L"VELRCS.dll").c_str()));
-  std::wstring command = L"\"" + product.File(L"Brindlemar.exe") + L"\"";
-  STARTUPINFOW startup = {};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION started = {};
-  ASSERT_TRUE(CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE,
-                             DEBUG_ONLY_THIS_PROCESS, nullptr, nullptr,
-                             &startup, &started));
-  std::wstring heard;
-  DWORD exit_code = 0;
-  const auto has_ended = [&] {
-    // Whoever sits in front of the empty box.
+  // As a viewer of every program's output for debuggers has them.
+  const ScopedHandle buffer(CreateFileMappingW(
+      INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4096, L"DBWIN_BUFFER"));
+  const ScopedHandle is_free(
+      CreateEventW(nullptr, FALSE, TRUE, L"DBWIN_BUFFER_READY"));
+  const ScopedHandle is_filled(
+      CreateEventW(nullptr, FALSE, FALSE, L"DBWIN_DATA_READY"));
+  void* const view = MapViewOfFile(buffer.get(), FILE_MAP_READ, 0, 0, 0);
+  ASSERT_NE(view, nullptr);
+  const char* const text = static_cast<const char*>(view) + sizeof(DWORD);
+  ChildProcess program = Start();
+  std::string heard;
+  std::optional<DWORD> code;
+  EXPECT_TRUE(WaitUntil([&] {
+    // Stands for a user in front of the empty box.
     const HWND box = FindWindowW(L"#32770", nullptr);
     if (box != nullptr) PostMessageW(box, WM_COMMAND, IDOK, 0);
-    DEBUG_EVENT event = {};
-    while (WaitForDebugEvent(&event, 100)) {
-      heard += DebugOutput(started.hProcess, event);
-      exit_code = event.u.ExitProcess.dwExitCode;
-      // The program's own exceptions are its own; the breakpoint that a
-      // debugged process begins with isn't.
-      const bool own =
-          event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT &&
-          event.u.Exception.ExceptionRecord.ExceptionCode != STATUS_BREAKPOINT;
-      ContinueDebugEvent(event.dwProcessId, event.dwThreadId,
-                         own ? DBG_EXCEPTION_NOT_HANDLED : DBG_CONTINUE);
-      if (event.dwDebugEventCode == EXIT_PROCESS_DEBUG_EVENT) return true;
+    code = program.Wait(0);
+    while (WaitForSingleObject(is_filled.get(), 0) == WAIT_OBJECT_0) {
+      heard += text;
+      SetEvent(is_free.get());
     }
-    return false;
-  };
-  ASSERT_TRUE(WaitUntil(has_ended));
-  EXPECT_EQ(exit_code, 0xFFFFFFFF);
-  EXPECT_NE(heard.find(L"\\VELRCS.dll'"), std::wstring::npos) << heard.size();
-  CloseHandle(started.hThread);
-  CloseHandle(started.hProcess);
+    return code.has_value();
+  }));
+  EXPECT_EQ(code, 0xFFFFFFFF);
+  EXPECT_NE(heard.find("\\VELRCS.dll'"), std::string::npos) << heard;
+  UnmapViewOfFile(view);
 }
 
 TEST_F(StagedProductTest, DialogsAndSessionsOpenUnderThePlugins) {
