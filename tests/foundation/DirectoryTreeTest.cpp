@@ -14,15 +14,15 @@ namespace {
 using test::FileExists;
 using List = std::vector<std::wstring>;
 
-// Accepts all names but those that begin with `keep`, and dots on request.
+// Accepts all names but dots and those that begin with `keep`.
 struct NameFilter : DeleteFilter {
   bool should_delete(const WIN32_FIND_DATAW& entry) override {
     const std::wstring name = entry.cFileName;
-    return name == L"." || name == L".." ? take_dots : !name.starts_with(keep);
+    return name != L"." && name != L".." && !name.starts_with(keep);
   }
   bool should_remove_root() override { return remove_root; }
   const wchar_t* keep = L"keep";
-  bool take_dots = false, remove_root = false;
+  bool remove_root = false;
 };
 
 struct StopsAtD : DirectoryVisitor {
@@ -80,10 +80,7 @@ TEST_F(DirectoryTreeTest, DeletesWhatTheFilterAccepts) {
   EXPECT_TRUE(delete_tree(_scratch.File(L"sub.exe"), filter));
 
   const std::wstring root = _scratch.File(L"root");
-  filter.take_dots = true;
   _scratch.Write(L"root\\file", "x");
-  EXPECT_FALSE(delete_tree(root, filter) || FileExists(root + L"\\file"));
-  filter.take_dots = false;
   filter.remove_root = true;
   EXPECT_TRUE(delete_tree(root, filter));
   EXPECT_FALSE(FileExists(root));

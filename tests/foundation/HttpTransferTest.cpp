@@ -55,30 +55,22 @@ TEST_F(HttpTransferTest, GetsWhateverTheServerSends) {
     EXPECT_EQ(reply, expected) << path;
     EXPECT_TRUE(url_exists(server.Url(path))) << path;
   }
-  std::wstring text;
-  EXPECT_TRUE(http_get_text(server.Url(L"/zeros"), text));
-  EXPECT_EQ(text, L"a\0b\0"s);
 }
 
 TEST_F(HttpTransferTest, FailureLeavesTheReplyAlone) {
   test::WebServer server(_pages, 0);
   std::string reply = "old";
   std::wstring text = L"old";
-  const auto fails = [&](const std::wstring& url) {
-    return !http_get(url, reply) && !http_get_text(url, text) &&
-           !url_exists(url) && reply == "old" && text == L"old";
-  };
   // Wine takes a server that closes without a word for an empty reply.
   const bool took = http_get(server.Url(L"/nothing"), reply);
   EXPECT_EQ(reply, took ? "" : "old");
   reply = "old";
   server.Stop();
-  EXPECT_TRUE(fails(server.Url(L"/zeros")));
+  EXPECT_FALSE(http_get(server.Url(L"/zeros"), reply));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(12029));  // Can't connect.
-  EXPECT_TRUE(fails(L"no url"));
+  EXPECT_FALSE(http_get_text(L"no url", text) || url_exists(L"no url"));
   EXPECT_FALSE(http_post(L"no url", L"", reply, L""));
-  EXPECT_FALSE(http_put_text(server.Url(L"/zeros"), L"", text, L""));
-  EXPECT_EQ(reply, "old");
+  EXPECT_TRUE(reply == "old" && text == L"old");
 }
 
 TEST_F(HttpTransferTest, RequestsGoToPort80WithVerbHeadersAndNarrowBody) {
@@ -97,17 +89,10 @@ TEST_F(HttpTransferTest, RequestsGoToPort80WithVerbHeadersAndNarrowBody) {
     EXPECT_NE(sent.find(line), std::string::npos) << line << sent;
   }
   EXPECT_EQ(sent.substr(sent.size() - 3), narrow(L"a\0\u00e9"s));
-  const std::wstring missing = server.Url(L"/404", 1);
-  const auto begins_with = [&server](const std::string& line) {
-    return server.requests().back().starts_with(line);
-  };
   std::wstring text;
-  ASSERT_TRUE(http_put_text(missing, L"", text, L""));
-  EXPECT_TRUE(text == L"gone" && begins_with("PUT /404 "));
-  ASSERT_TRUE(http_put(missing, L"", reply, L""));
-  EXPECT_TRUE(reply == "gone" && begins_with("PUT /404 "));
-  ASSERT_TRUE(http_post_text(server.Url(L"/500", 1), L"", text, L""));
-  EXPECT_TRUE(text == L"broken" && begins_with("POST /500 "));
+  ASSERT_TRUE(http_put_text(server.Url(L"/zeros", 1), L"", text, L""));
+  EXPECT_EQ(text, L"a\0b\0"s);
+  EXPECT_TRUE(server.requests().back().starts_with("PUT /zeros "));
   EXPECT_EQ(server.requests().back().find("X-One"), std::string::npos);
 }
 
@@ -149,11 +134,8 @@ TEST(UrlEncodeTest, EscapesThreeCharactersOnce) {
   std::wstring text = L"a+b=c/d%";
   url_encode(text);
   EXPECT_EQ(text, L"a%2Bb%3Dc%2Fd%");
-  url_encode_char(L'%', text);
-  EXPECT_EQ(text, L"a%252Bb%253Dc%252Fd%25");
-  url_encode_char(L'a', text = L"\ta");
-  url_encode_char(L'\t', text);
-  EXPECT_EQ(text, L"%9%61");
+  url_encode_char(L'\t', text = L"\ta\t");
+  EXPECT_EQ(text, L"%9a%9");
 }
 
 }  // namespace
