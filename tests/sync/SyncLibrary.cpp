@@ -10,7 +10,6 @@
 namespace {
 
 std::atomic<long> answer{0};
-std::atomic<long> asked{0};
 std::atomic<bool> slow_task_runs{false};
 HANDLE slow_task_ended = nullptr;
 void (*at_process_end)() = nullptr;
@@ -26,14 +25,11 @@ class SlowTask : public vel::SelfDeletingTask {
 }  // namespace
 
 EXPORTED long VelDllCanUnloadNow() {
-  ++asked;
   return answer;
 }
 
-// Sets the answer and gives how often it was asked for.
-EXPORTED long AnswerWith(long value) {
+EXPORTED void AnswerWith(long value) {
   answer = value;
-  return asked;
 }
 
 // Returns when the task runs: an unload holds the loader's lock, which a new
