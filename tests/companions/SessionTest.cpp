@@ -77,12 +77,6 @@ class SessionTest : public testing::Test {
     _session->start(&parameters);
     ASSERT_EQ(_session->get_state(), VEL_SESSION_RUNNING);
   }
-  static void KillAnchor(UINT status, const EndRecorder& ends) {
-    const ScopedHandle anchor(
-        OpenProcess(PROCESS_TERMINATE, FALSE, AnchorIds().at(0)));
-    EXPECT_TRUE(TerminateProcess(anchor.get(), status));
-    EXPECT_TRUE(WaitUntil([&ends] { return ends.told.load(); }));
-  }
 
   std::uint32_t Run(const wchar_t* verb, const std::wstring& file,
                     const std::wstring& parameters = L"") {
@@ -139,24 +133,25 @@ TEST_F(SessionTest, AnOrderlyEndIsNotToldAndLetsProgramsClose) {
 
 TEST_F(SessionTest, AnEndFromOutsideIsToldAndTakesTheProgramsAlong) {
   const ScopedVariable own(L"VELCFG", L"of the tray itself");
-  const struct {
-    UINT status;
-    std::uint32_t state;
-  } cases[] = {{0, VEL_SESSION_STOPPED},
-               {1, VEL_SESSION_STOPPED},
-               {2, VEL_SESSION_BROKEN},
-               {0xC000013A, VEL_SESSION_BROKEN}};
-  for (const auto& each : cases) {
+  const std::pair<UINT, std::uint32_t> cases[] = {
+      {0, VEL_SESSION_STOPPED},
+      {1, VEL_SESSION_STOPPED},
+      {2, VEL_SESSION_BROKEN},
+      {0xC000013A, VEL_SESSION_BROKEN}};
+  for (const auto& [status, state] : cases) {
     EndRecorder ends;
     _session->add_callback(&ends);
     Start(nullptr);
     const ScopedHandle program = RunProgram(L"|reduced|user");
-    KillAnchor(each.status, ends);
-    EXPECT_EQ(ends.statuses, Statuses{each.status});
+    const ScopedHandle anchor(
+        OpenProcess(PROCESS_TERMINATE, FALSE, AnchorIds().at(0)));
+    EXPECT_TRUE(TerminateProcess(anchor.get(), status));
+    EXPECT_TRUE(WaitUntil([&ends] { return ends.told.load(); }));
+    EXPECT_EQ(ends.statuses, Statuses{status});
     EXPECT_NE(ExitCode(program), STILL_ACTIVE);
     const VelSessionStart parameters = {L"Normal", 0};
-    if (each.state == VEL_SESSION_BROKEN) _session->start(&parameters);
-    EXPECT_EQ(_session->get_state(), each.state);
+    if (state == VEL_SESSION_BROKEN) _session->start(&parameters);
+    EXPECT_EQ(_session->get_state(), state);
     _session->remove_callback(&ends);
     _session->shutdown();
     EXPECT_EQ(_session->get_state(), VEL_SESSION_STOPPED);
