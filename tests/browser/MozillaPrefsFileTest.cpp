@@ -84,6 +84,7 @@ TEST(MozillaPrefsFile, KeepsTheOldValueUnderASecondName) {
     prefs.copy_if_differs("n", "n5", "5");
     prefs.copy_if_differs("n", "s", "other");
     prefs.copy_if_differs("s", "same", "x");
+    prefs.copy_if_differs("s", "s2", "y");
     prefs.copy_if_differs("absent", "absent2", "y");
     prefs.set_string("s", "later");
   });
