@@ -107,7 +107,6 @@ TEST(VelPipeServer, SurvivesItsClients) {
   Gate gate;
   Server server(
       [&](const std::wstring& args) { return args.empty() ? gate.Pass() : 5; });
-  EXPECT_TRUE(server.Stop(0));
   ASSERT_TRUE(server.Start());
   Client says_nothing(server.name);
   // Finds an instance only when the server has taken the client before it.
@@ -176,6 +175,26 @@ TEST(VelPipeServer, ARequestMayComeLate) {
   EXPECT_TRUE(WaitUntil([&] { return !server.is_running(); }));
 }
 
+TEST(VelPipeServer, StopsInTimeOrSaysSo) {
+  for (const DWORD timeout : {0, 50}) {
+    Gate gate;
+    Server server([&](const std::wstring&) { return gate.Pass(); });
+    EXPECT_TRUE(server.Stop(timeout));
+    ASSERT_TRUE(server.Start());
+    auto running = std::async(std::launch::async, [&] { return Call(server); });
+    ASSERT_TRUE(gate.WaitFor(1));
+    EXPECT_FALSE(server.Stop(timeout));
+    auto stopped =
+        std::async(std::launch::async, [&] { return server.Stop(INFINITE); });
+    EXPECT_EQ(stopped.wait_for(std::chrono::milliseconds(50)),
+              std::future_status::timeout);
+    gate.Open();
+    EXPECT_TRUE(stopped.get());
+    EXPECT_TRUE(server.Stop(timeout));
+    EXPECT_EQ(running.get(), 1u);
+  }
+}
+
 constexpr std::uint32_t kNothing = 0;
 
 TEST(VelPipeServer, AClientThatWaitsHoldsUpNeitherOthersNorTheEnd) {
@@ -212,6 +231,23 @@ TEST(VelPipeServer, DropsClientsThatTakeTooLong) {
            log.Contains(2, line + L"read=12");
   }));
   EXPECT_EQ(never_reads.Reply(), std::nullopt);
+}
+
+struct EmptyTask final : VelTask {
+  void run() override {}
+};
+
+TEST(VelPipeServer, AnswersTheLastOfManyAndLeavesThePoolToOthers) {
+  Server server([](const std::wstring&) { return 5; });
+  ASSERT_TRUE(server.Start());
+  const std::vector<Client> clients = test::HostileClients(server.name, 500, 7);
+  const ULONGLONG start = GetTickCount64();
+  EmptyTask task;
+  ASSERT_TRUE(task.start());
+  EXPECT_TRUE(task.wait());
+  EXPECT_LE(GetTickCount64() - start, 2000u);
+  EXPECT_EQ(Call(server), 5u);
+  EXPECT_LE(GetTickCount64() - start, 10000u);
 }
 
 // The level at which a thread impersonates, -1 for none, and its priority.

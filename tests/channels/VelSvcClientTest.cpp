@@ -87,6 +87,7 @@ TEST(VelSvcClient, WaitsAndRetriesAsStateAndRepliesSay) {
       {"e5", nullptr, 0, 10, 3000, 3, L"timeout"},
       // A success in between has the failures counted anew.
       {"9*e5 s 9*e5 r", nullptr, 1, 20, 5700, 4, L"svc_state=0x4."},
+      {"r", "=77", 77, 1, 0, 4, L"Result 77."},
       {"r", "=4294967294", -2, 1, 0, 4, L"Result -2."},
       {"r", "5*e2 =9", 9, 6, 3000, 4, L"Result 9."},
       {"r", "e2", 0, 100, 60000, 2, L"Timed out."},
