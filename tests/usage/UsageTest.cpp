@@ -301,6 +301,7 @@ TEST_F(UsageTest, OpensNothingButPlainPages) {
       {L"http://x.invalid/\a2--remote\a2", false},
       {L"http://x.invalid/\r\n", false},
       {L"http://x.invalid/\x7f", false},
+      {L"http://x.invalid\\share", false},
       {L"\\\\x.invalid\\share\\run.exe", false}};
   std::wstring id = L"1";
   for (const auto& [url, is_page] : rows) {
